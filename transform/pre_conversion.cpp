@@ -1,0 +1,176 @@
+// Brings colour-table pages into a form that can be interpolated: colour indices cannot be averaged,
+// so they become 24-bit colours; 4-bit gray becomes 8-bit gray.
+#include "transform/pre_conversion.h"
+
+#include "dibprep/entries.h"
+#include "dibprep/transform.h"
+#include "memory/header_fields.h"
+#include "memory/locked_block.h"
+#include "memory/unaligned.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace dibprep {
+
+namespace {
+
+constexpr std::uint32_t EntryBytes = sizeof(tagRGBQUAD);
+constexpr std::uint32_t FullTableBytes = 256 * EntryBytes;
+
+// Row lengths are kept to 16 bits here, by decision: pages too wide for it are declined below.
+std::uint32_t MaskedRowBytes(std::uint32_t bytes) { return (bytes + 3) & 0xFFFC; }
+
+// The source as the pre-conversions see it. Two to the bit count entries, whatever the header says
+// of the colours in use; the rows follow.
+struct IndexedSource {
+    LockedBlock block;
+    unsigned int status; // 5 when header or table lie outside the block
+    std::uint16_t bitCount = 0;
+    std::uint16_t width = 0;
+    std::uint16_t height = 0;
+    std::uint32_t stride = 0;
+    const unsigned char* table = nullptr;
+    const unsigned char* rows = nullptr;
+    bool gray = true;
+
+    explicit IndexedSource(void* handle) : block(handle), status(DIBPREP_OK) {
+        if (!block || !block.Holds(InfoHeaderSize)) {
+            status = DIBPREP_BAD_SOURCE;
+            return;
+        }
+        const unsigned char* const header = block.data();
+        bitCount = LoadU16(header + AtBitCount);
+        if (!HasTable())
+            return;
+        const std::uint32_t entries = 1u << bitCount;
+        if (!block.Holds(InfoHeaderSize + entries * EntryBytes)) {
+            status = DIBPREP_BAD_SOURCE;
+            return;
+        }
+        width = LoadU16(header + AtWidth);
+        height = LoadU16(header + AtHeight);
+        stride = MaskedRowBytes(UsedRowBytes());
+        table = header + InfoHeaderSize;
+        rows = table + entries * EntryBytes;
+        for (std::uint32_t i = 0; i < entries && gray; ++i) {
+            const unsigned char* const entry = table + i * EntryBytes;
+            gray = entry[0] == entry[1] && entry[1] == entry[2];
+        }
+    }
+
+    bool HasTable() const { return bitCount == 4 || bitCount == 8; }
+    std::uint32_t UsedRowBytes() const { return (static_cast<std::uint32_t>(width) * bitCount + 7) >> 3; }
+
+    // Whether the pixels can be read, and written as rows of `wanted` bytes masked to `masked`.
+    unsigned int CheckRows(std::uint32_t wanted, std::uint32_t masked) const {
+        if (height == 0)
+            return DIBPREP_OK;
+        if (masked < wanted || stride < UsedRowBytes())
+            return DIBPREP_NO_MEMORY;
+        const auto before = static_cast<std::uint64_t>(rows - block.data());
+        const std::uint64_t end = before + (height - std::uint64_t{1}) * stride + UsedRowBytes();
+        return block.Holds(end) ? DIBPREP_OK : DIBPREP_BAD_SOURCE;
+    }
+
+    // Calls put(index) for every pixel of a row: the high nibble holds the even column.
+    template <typename Put>
+    void ForEachIndex(const unsigned char* row, Put put) const {
+        if (bitCount == 8) {
+            for (std::uint32_t x = 0; x < width; ++x)
+                put(row[x]);
+        } else {
+            for (std::uint32_t x = 0; x < width; ++x)
+                put(x & 1 ? row[x >> 1] & 15 : row[x >> 1] >> 4);
+        }
+    }
+};
+
+// Copies what describes the picture. The image size is the source's and no longer true, by
+// decision: nothing reads it.
+void PutHeader(unsigned char* to, const unsigned char* from, std::uint16_t bitCount, std::uint32_t colours) {
+    std::memcpy(to, from, InfoHeaderSize);
+    StoreU16(to + AtBitCount, bitCount);
+    StoreU32(to + AtClrUsed, colours);
+    StoreU32(to + AtClrImportant, colours);
+}
+
+} // namespace
+
+PreConversion ExpandColourTable(void* handle) {
+    const IndexedSource source(handle);
+    if (source.status != DIBPREP_OK || !source.HasTable() || source.gray)
+        return {source.status, nullptr};
+    const std::uint32_t wanted = source.width * 3u;
+    const std::uint32_t stride = MaskedRowBytes(wanted);
+    if (const unsigned int status = source.CheckRows(wanted, stride))
+        return {status, nullptr};
+
+    void* const result = GlobalAlloc(NewBlockFlags, static_cast<std::size_t>(stride) * source.height + InfoHeaderSize);
+    const LockedBlock block(result);
+    if (!block) {
+        if (result)
+            GlobalFree(result);
+        return {DIBPREP_NO_MEMORY, nullptr};
+    }
+    PutHeader(block.data(), source.block.data(), 24, 0);
+    for (std::uint32_t y = 0; y < source.height; ++y) {
+        unsigned char* out = block.data() + InfoHeaderSize + std::size_t{y} * stride;
+        source.ForEachIndex(source.rows + std::size_t{y} * source.stride, [&](unsigned int index) {
+            const unsigned char* const entry = source.table + index * EntryBytes;
+            out[0] = entry[0];
+            out[1] = entry[1];
+            out[2] = entry[2];
+            out += 3;
+        });
+    }
+    return {DIBPREP_OK, result};
+}
+
+PreConversion WidenGray(void* handle) {
+    const IndexedSource source(handle);
+    if (source.status != DIBPREP_OK || source.bitCount != 4 || !source.gray)
+        return {source.status, nullptr};
+    const std::uint32_t wanted = source.width;
+    const std::uint32_t stride = MaskedRowBytes(wanted);
+    if (const unsigned int status = source.CheckRows(wanted, stride))
+        return {status, nullptr};
+
+    constexpr std::uint32_t RowsAt = InfoHeaderSize + FullTableBytes;
+    void* const result = GlobalAlloc(NewBlockFlags, static_cast<std::size_t>(stride) * source.height + RowsAt);
+    const LockedBlock block(result);
+    if (!block) {
+        if (result)
+            GlobalFree(result);
+        return {DIBPREP_NO_MEMORY, nullptr};
+    }
+    // The header declares 8 colours although 256 follow: the transform reads two to the bit count.
+    PutHeader(block.data(), source.block.data(), 8, 8);
+    for (int level = 0; level < 256; ++level)
+        std::memset(block.data() + InfoHeaderSize + level * EntryBytes, level, 3);
+    for (std::uint32_t y = 0; y < source.height; ++y) {
+        unsigned char* out = block.data() + RowsAt + std::size_t{y} * stride;
+        source.ForEachIndex(source.rows + std::size_t{y} * source.stride,
+                            [&](unsigned int index) { *out++ = source.table[index * EntryBytes]; });
+    }
+    return {DIBPREP_OK, result};
+}
+
+} // namespace dibprep
+
+namespace {
+
+unsigned int Answer(const dibprep::PreConversion& conversion, void** result) {
+    *result = conversion.block;
+    return conversion.block ? 1 : 0;
+}
+
+} // namespace
+
+unsigned int ConvertImage(void* source, void** result) {
+    return result ? Answer(dibprep::ExpandColourTable(source), result) : 0;
+}
+
+unsigned int ConvertImage2(void* source, void** result) {
+    return result ? Answer(dibprep::WidenGray(source), result) : 0;
+}
