@@ -1,0 +1,19 @@
+// The bytes behind memory blocks: zeroed, without their pages being touched.
+#pragma once
+
+#include <cstddef>
+
+namespace dibhost {
+
+struct BlockMemory {
+    unsigned char* data = nullptr;
+    // Bytes mapped for this block alone; 0: data comes from the C heap.
+    std::size_t mapped = 0;
+};
+
+// Memory for `bytes` zero bytes, at a valid address even for none; data is null when there is none
+// to be had.
+BlockMemory TakeMemory(std::size_t bytes);
+void ReleaseMemory(const BlockMemory& memory);
+
+} // namespace dibhost
