@@ -1,0 +1,47 @@
+// Asks the processor for its instruction sets.
+#include "memory/x86/cpu_tier.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace dibprep {
+
+namespace {
+
+std::atomic<Tier> highestAllowed{BestKnownTier};
+
+Tier AskProcessor() {
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx2"))
+        return Tier::Avx2;
+    if (__builtin_cpu_supports("ssse3"))
+        return Tier::Ssse3;
+    return __builtin_cpu_supports("sse2") ? Tier::Sse2 : Tier::Scalar;
+}
+
+} // namespace
+
+Tier ProcessorTier() {
+    static const Tier tier = AskProcessor();
+    return tier;
+}
+
+Tier CurrentTier() { return std::min(ProcessorTier(), highestAllowed.load(std::memory_order_relaxed)); }
+
+void ForceTier(Tier tier) { highestAllowed.store(tier, std::memory_order_relaxed); }
+
+const char* NameOf(Tier tier) {
+    switch (tier) {
+    case Tier::Scalar:
+        return "scalar";
+    case Tier::Sse2:
+        return "SSE2";
+    case Tier::Ssse3:
+        return "SSSE3";
+    case Tier::Avx2:
+        return "AVX2";
+    }
+    return "";
+}
+
+} // namespace dibprep
