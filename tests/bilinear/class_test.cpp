@@ -24,6 +24,7 @@ int destroyed, deleted;
 class Watched : public CConvertResolution {
 public:
     ~Watched() override { ++destroyed; }
+    static void* operator new(std::size_t bytes) { return ::operator new(bytes); }
     static void operator delete(void* memory) {
         ++deleted;
         ::operator delete(memory);

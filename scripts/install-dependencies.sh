@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs what building and testing need, and nothing when it is all there. Debian packages only:
+#
+#   cmake ninja-build g++        the build
+#   g++-multilib                 the 32-bit product with the machine's own compiler (-m32)
+#   googletest                   sources of the test framework, built along in both widths
+#   libcli11-dev                 command-line parsing of the tool (headers only)
+#   nlohmann-json3-dev           JSON output of the tool (headers only)
+#   xz-utils                     unpacks the sample pages (remaking them takes python3-pil and fonts-dejavu-core)
+#   python3                      tests that drive the tool and read symbol tables (standard library only)
+#   binutils                     readelf, for the same
+set -euo pipefail
+packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev xz-utils python3 binutils)
+missing=()
+for package in "${packages[@]}"; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2> /dev/null)" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+echo "Installing: ${missing[*]}"
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,70 @@
+"""The command line: help, version, and what is wrong with it."""
+
+import unittest
+
+from tool_test import COLOURS, ToolTest, make_bmp, pattern
+
+COMMANDS = ("resample", "rescale", "convert", "normalize", "quantize", "palette", "info")
+
+
+class CommandLine(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.file("in.bmp", make_bmp(pattern(30, 20, 16), 8, COLOURS))
+
+    def test_overview_names_every_command_and_exit_code(self):
+        said = self.tool("--help")
+        for word in COMMANDS + ("Exit codes", "130"):
+            self.assertIn(word, said)
+        self.assertEqual(self.tool("-h"), said)
+        self.assertEqual(self.tool(code=2), said)
+
+    def test_help_of_a_command_fits_a_screen(self):
+        for command in COMMANDS:
+            said = self.tool(command, "--help")
+            self.assertTrue(said.startswith(f"Usage: dibprep {command} "), said)
+            self.assertIn(f"Example:\n  dibprep {command} ", said)
+            self.assertLessEqual(said.count("\n"), 24)
+            self.assertLessEqual(max(map(len, said.split("\n"))), 80)
+
+    def test_version(self):
+        self.assertRegex(self.tool("--version"), r"^dibprep \d+\.\d+\.\d+ \((32|64) bits\)\n$")
+
+    def test_what_is_wrong_is_said(self):
+        for arguments, words in (
+                (["frobnicate"], 'no command "frobnicate"; there are resample,'),
+                (["--dpi", "200"], 'no command "--dpi"'),
+                (["resample"], "IN is required"),
+                (["resample", "in.bmp"], "OUT is required"),
+                (["resample", "in.bmp", "out.bmp"], "--dpi is required"),
+                (["resample", "in.bmp", "out.bmp", "third.bmp", "--dpi", "200"], "third.bmp"),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "0"], 'from 1 to 65535, not "0"'),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "65536"], 'not "65536"'),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "2OO"], 'not "2OO"'),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "200.5"], 'not "200.5"'),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "99999999999999999999999"], "from 1 to 65535"),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "200", "--threshold", "257"], "from 0 to 256"),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "200", "--input-dpi", "x"], "--input-dpi"),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "200", "--colour"], "--colour"),
+                (["rescale", "in.bmp", "out.bmp"], "either --dpi or --square"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200", "--square"], "either --dpi or --square"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200x"], "200x100"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "x200"], "200x100"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200x100x1"], "200x100"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "0x100"], "200x100"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200", "--crop", "1,2,3"], "--crop wants"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200", "--crop", "1,2,0,4"], "--crop wants"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200", "--crop", "1,2,3,4,5"], "--crop wants"),
+                (["rescale", "in.bmp", "out.bmp", "--dpi", "200", "--crop", "20,0,5,5"], "which has 20 x 13 pixels"),
+                (["convert", "in.bmp", "out.bmp", "--depth", "8"], "24 or 16"),
+                (["quantize", "in.bmp", "out.bmp", "--colors", "257"], "from 1 to 256"),
+                (["quantize", "in.bmp", "out.bmp", "--colors", "9", "--octree-depth", "9"], "from 1 to 8")):
+            with self.subTest(arguments=arguments):
+                said = self.tool(*arguments, code=2)
+                self.assertIn(words, said)
+                self.assertEqual(said.count("\n"), 1, said)
+        self.only_files("in.bmp")
+
+
+if __name__ == "__main__":
+    unittest.main()

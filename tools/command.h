@@ -1,0 +1,73 @@
+// The commands of the tool as one table. Parsing, help, and whatever else describes the commands are
+// made from it, so that they cannot disagree.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace dibprep::tool {
+
+// What the person gave for one command, already checked against the table.
+class Arguments {
+public:
+    bool Has(const std::string& name) const { return m_values.count(name) != 0; }
+    // The text of an argument or option that was given or has a default value.
+    const std::string& Text(const std::string& name) const { return m_values.at(name); }
+    std::int64_t Number(const std::string& name) const { return std::stoll(Text(name)); }
+    void Set(const std::string& name, const std::string& value) { m_values[name] = value; }
+
+private:
+    std::map<std::string, std::string> m_values;
+};
+
+struct Option {
+    enum class Kind { Flag, Number, Choice, Text };
+    Kind kind = Kind::Flag;
+    std::string name;  // "--dpi"
+    std::string value; // how the help names its value: "N"
+    std::string help;
+    std::int64_t least = 0; // numbers: the range, both ends included
+    std::int64_t most = 0;
+    std::string standard; // taken when it is not given
+    bool required = false;
+    std::vector<std::string> choices;
+};
+
+// A file name, in the order of the command line.
+struct Positional {
+    std::string name; // "IN"
+    std::string help;
+};
+
+struct Command {
+    std::string name;
+    std::string summary;     // one line
+    std::string description; // whole sentences
+    std::string example;     // a command line
+    std::vector<Positional> positionals;
+    std::vector<Option> options;
+    void (*run)(const Arguments&);
+};
+
+Option Flag(const std::string& name, const std::string& help);
+Option Number(const std::string& name, std::int64_t least, std::int64_t most, const std::string& help,
+              const std::string& standard = "");
+Option Choice(const std::string& name, const std::vector<std::string>& choices, const std::string& help);
+Option Text(const std::string& name, const std::string& value, const std::string& help);
+Option Required(Option option);
+
+// All commands, in the order of the help.
+const std::vector<Command>& CommandTable();
+
+// What each file of commands contributes.
+Command ResampleCommand();
+Command RescaleCommand();
+Command ConvertCommand();
+Command NormalizeCommand();
+Command QuantizeCommand();
+Command PaletteCommand();
+Command InfoCommand();
+
+} // namespace dibprep::tool

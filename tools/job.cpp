@@ -1,0 +1,88 @@
+// What the converting commands share.
+#include "tools/job.h"
+
+#include "tools/bmp_header.h"
+#include "tools/progress.h"
+#include "tools/resolution.h"
+#include "tools/tool_error.h"
+
+#include <cstdio>
+
+namespace dibprep::tool {
+
+Positional InputPositional() { return {"IN", "the picture to read"}; }
+Positional OutputPositional() { return {"OUT", "the file to write"}; }
+
+Option InputDpiOption() {
+    return Number("--input-dpi", 1, LargestDpi, "Resolution of IN in dots per inch, in place of what the file says.");
+}
+
+Option MaxPixelsOption() {
+    // Far enough below 2^64 that no size computed from it can wrap.
+    return Number("--max-pixels", 1, 1000000000000, "Refuse pictures of more pixels than this.",
+                  std::to_string(DefaultMaxPixels));
+}
+
+Option ForceOption() { return Flag("--force", "Replace OUT when it exists already."); }
+
+std::string PageText(const Page& page) {
+    return SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) + ", " +
+           std::to_string(page.Bits()) + (page.Bits() == 1 ? " bit, " : " bits, ") +
+           ResolutionText(page.PixelsPerMetreX(), page.PixelsPerMetreY());
+}
+
+Job::Job(const Arguments& arguments)
+    : m_begin(std::chrono::steady_clock::now()), m_arguments(arguments),
+      m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
+      m_output(std::make_unique<OutputFile>(arguments.Text("OUT"), arguments.Has("--force"))),
+      m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)) {}
+
+Page Job::Read() {
+    Page page = m_format->read(*m_input, m_maxPixels);
+    m_before = PageText(page);
+    if (m_arguments.Has("--input-dpi")) {
+        const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
+        page.SetResolution(given, given);
+    }
+    return page;
+}
+
+void Job::RequireResolution(const Page& page) const {
+    if (page.PixelsPerMetreX() <= 0 || page.PixelsPerMetreY() <= 0)
+        BadInput("the file records no resolution. Give it with --input-dpi, for example --input-dpi 300.");
+    for (const std::int32_t recorded : {page.PixelsPerMetreX(), page.PixelsPerMetreY()}) {
+        const std::uint64_t dpi = DotsPerInch(recorded);
+        if (dpi == 0 || dpi > LargestDpi)
+            BadInput("the file records " + std::to_string(recorded) + " pixels per metre, which is " +
+                     (dpi == 0 ? "less than 1" : "more than 65535") +
+                     " dots per inch. Give the true resolution with --input-dpi.");
+    }
+}
+
+void Job::CheckResultSize(std::uint64_t width, std::uint64_t height) const {
+    if (width == 0 || height == 0)
+        throw ToolError(ExitUsage, InputName() + ": nothing would be left at that resolution (" +
+                                       SizeText(width, height) + "). Ask for a higher one.");
+    // Each side is checked first, so that the product cannot wrap.
+    if (width > m_maxPixels || height > m_maxPixels / width)
+        throw ToolError(ExitLimit, InputName() + ": the result would have " + SizeText(width, height) +
+                                       "; the limit is " + std::to_string(m_maxPixels) +
+                                       " in all. If that is right, raise the limit with --max-pixels.");
+}
+
+void Job::Write(const Page& page, const std::string& note) {
+    ThrowIfStopped();
+    m_format->write(page, *m_output);
+    m_output->Commit();
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_begin;
+    std::fprintf(stderr, "%s: %s (before: %s); %.2f s.\n", m_output->Name().c_str(), PageText(page).c_str(),
+                 m_before.c_str(), seconds.count());
+    if (!note.empty())
+        std::fprintf(stderr, "%s: %s\n", m_output->Name().c_str(), note.c_str());
+}
+
+void Job::BadInput(const std::string& what) const { throw ToolError(ExitBadInput, InputName() + ": " + what); }
+
+void Job::BeyondLimit(const std::string& what) const { throw ToolError(ExitLimit, InputName() + ": " + what); }
+
+} // namespace dibprep::tool

@@ -1,0 +1,45 @@
+// Resolutions and sizes, by the rules of the library: whole dots per inch, whole pixels per metre.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace dibprep::tool {
+
+constexpr std::uint32_t LargestDpi = 65535;
+
+// The dots per inch that the pipeline reads from a header; beyond LargestDpi it cannot use them.
+inline std::uint64_t DotsPerInch(std::int32_t pixelsPerMetre) {
+    return pixelsPerMetre <= 0 ? 0 : (static_cast<std::uint64_t>(pixelsPerMetre) + 1) * 254 / 10000;
+}
+
+// What the pipeline records for a resolution in dots per inch: 300 gives 11811, 150 gives 5905. Every
+// value reads back as the same dots per inch.
+inline std::int32_t PipelinePixelsPerMetre(std::uint32_t dpi) {
+    return static_cast<std::int32_t>(static_cast<std::uint64_t>(dpi) * 10000 / 254);
+}
+
+// The nearest one: 150 gives 5906, so that a page of 2480 pixels at 300 dpi has 1240 at 150.
+inline std::int32_t PixelsPerMetre(std::uint32_t dpi) {
+    return static_cast<std::int32_t>((static_cast<std::uint64_t>(dpi) * 10000 + 127) / 254);
+}
+
+// Pixels that a side of `extent` has after a change from one resolution to another.
+inline std::uint64_t ScaledExtent(std::uint64_t extent, std::uint64_t wanted, std::uint64_t recorded) {
+    return extent * wanted / recorded;
+}
+
+// "300 dpi", or "300 x 150 dpi" where the axes differ, or "no resolution".
+inline std::string ResolutionText(std::int32_t xPixelsPerMetre, std::int32_t yPixelsPerMetre) {
+    if (xPixelsPerMetre <= 0 || yPixelsPerMetre <= 0)
+        return "no resolution";
+    const std::string x = std::to_string(DotsPerInch(xPixelsPerMetre));
+    const std::string y = std::to_string(DotsPerInch(yPixelsPerMetre));
+    return (x == y ? x : x + " x " + y) + " dpi";
+}
+
+inline std::string SizeText(std::uint64_t width, std::uint64_t height) {
+    return std::to_string(width) + " x " + std::to_string(height) + " pixels";
+}
+
+} // namespace dibprep::tool
