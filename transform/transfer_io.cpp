@@ -51,7 +51,8 @@ bool Read(CBufTransfer& transfer, void* buffer, std::uint32_t bytes) {
     }
     if (!Holds(transfer, static_cast<std::uint64_t>(transfer.position) + bytes))
         return false;
-    std::memcpy(buffer, transfer.data + transfer.position, bytes);
+    if (bytes > 0) // a row of no bytes needs no buffer
+        std::memcpy(buffer, transfer.data + transfer.position, bytes);
     transfer.position += bytes;
     return true;
 }

@@ -65,7 +65,7 @@ TEST(ResamplerClass, TableHoldsTheDestructorThenTheDeletingDestructor) {
     table[0](object);
     EXPECT_EQ(destroyed, 2);
     EXPECT_EQ(deleted, 1);
-    ::operator delete(object);
+    Watched::operator delete(object);
 }
 
 TEST(LimitGlobals, HaveTheirInitialValues) {

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Builds and tests both widths, then both again under the address and undefined-behaviour
+# sanitizers. Ends with the summary of each; fails when anything failed.
+#
+#     ./test.sh                 all four
+#     ./test.sh x64 x64-asan    only these presets
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+presets=("$@")
+[ $# -gt 0 ] || presets=(x86 x64 x86-asan x64-asan)
+logs=build/test-logs
+mkdir -p "$logs"
+
+scripts/install-dependencies.sh > "$logs/install.log" 2>&1 || { cat "$logs/install.log"; exit 1; }
+scripts/unpack-samples.sh || exit 1
+
+failed=0
+for preset in "${presets[@]}"; do
+    echo "== $preset: configure and build"
+    if [ ! -f "build/$preset/build.ninja" ] && ! cmake --preset "$preset" > "$logs/$preset-configure.log" 2>&1; then
+        cat "$logs/$preset-configure.log"
+        failed=1
+        continue
+    fi
+    if ! cmake --build --preset "$preset" > "$logs/$preset-build.log" 2>&1; then
+        grep -E "error|FAILED|warning" -A 5 "$logs/$preset-build.log" | head -60
+        echo "The whole output is in $logs/$preset-build.log"
+        failed=1
+        continue
+    fi
+    echo "== $preset: test"
+    ctest --preset "$preset" > "$logs/$preset-test.log" 2>&1 || failed=1
+    grep -vE "^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+:" "$logs/$preset-test.log" | sed '/^$/d' | tail -60
+done
+
+echo
+echo "== Summary"
+for preset in "${presets[@]}"; do
+    printf '%-9s ' "$preset"
+    grep -hE "tests passed|No tests" "$logs/$preset-test.log" 2> /dev/null || echo "not built"
+done
+exit $failed

@@ -1,0 +1,84 @@
+// The quantiser at its limits: depths, negative heights, sizes that no block can have.
+#include "tests/quantize/quantize_support.h"
+
+namespace {
+
+using namespace quantizetest;
+
+class QuantizeLimits : public MemoryTest {};
+
+TEST_F(QuantizeLimits, OctreesAbove2GiBAreRefusedInBothWidths) {
+    Bytes dib = TrueColour(1, 1, {{1, 2, 3}});
+    // Depth 9 would have 153391689 nodes of 28 bytes; counts of higher depths leave every type.
+    for (const unsigned short depth : {9, 10, 11, 12, 20, 21, 22, 31, 32, 63, 64, 255, 65535}) {
+        const auto q = Quantiser(dib, 256, depth);
+        EXPECT_EQ(q->InitOctree(), 0) << depth;
+        EXPECT_EQ(q->m_pCube, nullptr) << depth;
+        EXPECT_EQ(q->QuantizeBitmap(1, 0), nullptr) << depth;
+    }
+}
+
+TEST_F(QuantizeLimits, DepthsUpToSevenWork) {
+    for (unsigned short depth = 1; depth <= 7; ++depth) {
+        Bytes dib = TrueColour(2, 1, {{1, 2, 3}, {201, 2, 3}});
+        const Bytes out = Take(Quantiser(dib, 256, depth)->QuantizeBitmap(1, 0));
+        ASSERT_EQ(out.size(), 1068u) << depth;
+        EXPECT_EQ(Entry(out, out[1064]), (Rgb{1, 2, 3})) << depth;
+        EXPECT_EQ(Entry(out, out[1065]), (Rgb{201, 2, 3})) << depth;
+    }
+}
+
+TEST_F(QuantizeLimits, ATopDownSourceGivesAnEmptyTopDownPicture) {
+    Bytes dib = testdib::MakeDib(10, -3, 24);
+    std::fill(dib.begin() + 40, dib.end(), static_cast<std::uint8_t>(0x99));
+    const auto q = Quantiser(dib);
+    const Bytes out = Take(q->QuantizeBitmap(1, 0));
+    EXPECT_EQ(q->m_nColors, 0);
+    // The size wraps: 12 * -3 + 1024 + 40.
+    ASSERT_EQ(out.size(), 1028u);
+    EXPECT_EQ(testdib::U32(out, 8), 0xFFFFFFFDu);
+    EXPECT_EQ(Part(out, 40, 988), Bytes(988, 0));
+}
+
+TEST_F(QuantizeLimits, ATopDownSourceWhoseBlockWouldNotHoldAHeaderGivesNothing) {
+    Bytes dib = testdib::MakeDib(10, -85, 24);
+    EXPECT_EQ(Take(Quantiser(dib)->QuantizeBitmap(1, 0)).size(), 44u) << "1064 - 12 * 85";
+    dib = testdib::MakeDib(10, -86, 24);
+    EXPECT_EQ(Quantiser(dib)->QuantizeBitmap(1, 0), nullptr) << "32 bytes";
+}
+
+TEST_F(QuantizeLimits, APaletteStaysInsideASmallTopDownBlock) {
+    Bytes dib = testdib::MakeDib(10, -85, 24);
+    const auto q = Quantiser(dib, 256, 0);
+    for (int i = 0; i < 5; ++i)
+        q->m_Palette[i] = Record(i, i, i, static_cast<unsigned>(i));
+    q->m_nColors = 5;
+    void* result = q->QuantizeBitmap(1, 0); // the block ends at an unreadable page
+    if (result) {
+        EXPECT_EQ(Take(result).size(), 44u);
+    }
+}
+
+TEST_F(QuantizeLimits, SizesBeyond32BitsGiveNothing) {
+    for (const auto& size : {std::array<int, 2>{65536, 65536}, {65535, 65540}, {2147483647, 2147483647}}) {
+        Bytes dib = testdib::MakeDib(1, 1, 24);
+        testdib::PutU32(dib, 4, static_cast<std::uint32_t>(size[0]));
+        testdib::PutU32(dib, 8, static_cast<std::uint32_t>(size[1]));
+        EXPECT_EQ(Quantiser(dib, 256, 0)->QuantizeBitmap(1, 0), nullptr) << size[0];
+    }
+    EXPECT_EQ(testhost::Allocations(), 0);
+}
+
+TEST_F(QuantizeLimits, CoreHeadersGiveTheirExtentToNobody) {
+    // A 12-byte header is copied as 40 bytes and its fields are read in the core form by the
+    // utilities, in the info form by the tree: at the info positions there is no bit count above 8.
+    Bytes dib(40 + 12);
+    testdib::PutU32(dib, 0, 12);
+    testdib::PutU16(dib, 4, 2);
+    testdib::PutU16(dib, 6, 2);
+    testdib::PutU16(dib, 8, 1);
+    testdib::PutU16(dib, 10, 24);
+    EXPECT_EQ(Quantiser(dib)->QuantizeBitmap(1, 0), nullptr);
+}
+
+} // namespace
