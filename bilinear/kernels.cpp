@@ -100,8 +100,7 @@ int CConvertResolution::BiLinear8(const _tagDIBPARAM& source, const tagRECT* fra
 
 // The lower samples of 16-bit pictures are deliberately not those of the next row but the left
 // neighbours in the same row: two bytes back. For the first column these are the last two bytes of
-// the row before in memory, its padding included. Hosts compare results of this depth with stored
-// ones, so it stays.
+// the row before in memory, its padding included. Kept by decision.
 int CConvertResolution::BiLinear16(const _tagDIBPARAM& source, const tagRECT* frame, const tagRECT* clip,
                                    _tagDIBPARAM& destination, int (*progress)(int, int)) {
     return Run({*this, source, *frame, *clip, destination, progress, ScalarRow16, source.nBytesPerPixel});

@@ -31,7 +31,7 @@ unsigned int Luminance(const Channels& c) {
 }
 
 // 16, 38 and 8 sixty-fourths: 62 of 64, so every gray comes out slightly darker and white as 247.
-// Hosts have calibrated against these values; they are not to be made to add up to one.
+// By decision: they are not to be made to add up to one.
 unsigned int ShiftLuminance(const Channels& c) { return (16 * c.red + 38 * c.green + 8 * c.blue) >> 6; }
 
 // The highest of the 16 levels that is not above v. A colour next to white whose luminance rounds

@@ -107,7 +107,10 @@ void* CNiGoRo2::Quantize() {
         CopyMemory(dib + TableAt, table, TableRoom(width, height, sizeof table));
     }
 
-    if (width > 0 && height > 0) {
+    // A header of another form than the 40-byte one gives the output a size of its own (the core
+    // header's fields). Pixels of such a source are not to be found: the output stays index 0.
+    const bool sized = width == m_bih.biWidth && height == m_bih.biHeight;
+    if (sized && width > 0 && height > 0) {
         unsigned char* const target = DIBBits(dib);
         switch (LayoutOf(m_bih)) {
         case Layout::Fields16:
@@ -144,7 +147,7 @@ void CNiGoRo2::QuantizeBF32(unsigned int* source, int width, int height, unsigne
 
 void CNiGoRo2::QuantizeBM16(unsigned short* source, int, int, unsigned char* target,
                             unsigned char (CNiGoRo2::*)(unsigned char, unsigned char, unsigned char)) {
-    // Takes its bounds from the header instead of its arguments; every call has them equal.
+    // Takes its bounds from the header instead of its arguments; Quantize has them equal.
     const int width = m_bih.biWidth;
     ForEachRowPlain16(reinterpret_cast<unsigned char*>(source), m_bih.biHeight, SourceRowBytes(16, width),
                       RowMapper(*this, width, target));

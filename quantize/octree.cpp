@@ -89,7 +89,8 @@ void CNiGoRo2::InsertDefaultColors() {
 void CNiGoRo2::FillTree() {
     const int width = m_bih.biWidth;
     const int height = m_bih.biHeight;
-    if (width <= 0 || height <= 0)
+    // A header shorter than 40 bytes has no such fields: what stands there is the picture's own.
+    if (width <= 0 || height <= 0 || m_bih.biSize < sizeof m_bih)
         return;
     const std::size_t stride = SourceRowBytes(m_bih.biBitCount, width);
     const auto insertRow = [this, width](int, auto pixel) {

@@ -136,6 +136,11 @@ int RunCommandLine(int argc, char** argv) {
     } catch (const CLI::CallForVersion& version) {
         std::printf("%s\n", version.what());
         return ExitDone;
+    } catch (const CLI::ExtrasError&) {
+        std::string words;
+        for (const std::string& word : app.remaining(true))
+            words += (words.empty() ? "" : " ") + word;
+        WrongUsage(Chosen(targets), "this is too much: " + words);
     } catch (const CLI::ParseError& error) {
         WrongUsage(Chosen(targets), error.what());
     }

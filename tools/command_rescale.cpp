@@ -66,7 +66,7 @@ tagRECT ParseCrop(const std::string& text, std::int32_t width, std::int32_t heig
     const std::int64_t right = std::min<std::int64_t>(numbers[0] + numbers[2], width);
     const std::int64_t bottom = std::min<std::int64_t>(numbers[1] + numbers[3], height);
     if (numbers[0] >= right || numbers[1] >= bottom)
-        throw ToolError(ExitUsage, "--crop " + text + " lies outside the scaled page, which has " +
+        throw ToolError(ExitUsage, "dibprep rescale: --crop " + text + " lies outside the scaled page, which has " +
                                        SizeText(static_cast<unsigned>(width), static_cast<unsigned>(height)) + ".");
     tagRECT rect;
     SetRect(&rect, static_cast<int>(numbers[0]), static_cast<int>(numbers[1]), static_cast<int>(right),
@@ -84,7 +84,7 @@ Page Prepare(Page page) {
 
 void Run(const Arguments& arguments) {
     if (arguments.Has("--dpi") == arguments.Has("--square"))
-        throw ToolError(ExitUsage, "Give either --dpi or --square. See `dibprep rescale --help`.");
+        throw ToolError(ExitUsage, "dibprep rescale: give either --dpi or --square. See `dibprep rescale --help`.");
     Wanted wanted = arguments.Has("--dpi") ? ParseDpi(arguments.Text("--dpi")) : Wanted{0, 0};
 
     Job job(arguments);

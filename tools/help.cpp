@@ -64,7 +64,7 @@ std::string OverviewHelp() {
                                         {"3", "the input is damaged or of a kind that is not taken"},
                                         {"4", "a limit was met, or memory ran out"},
                                         {"5", "a file could not be read or written, or exists already"},
-                                        {"130", "stopped by Ctrl-C (143: by SIGTERM); nothing is left behind"}})
+                                        {"130", "stopped by Ctrl-C (143: by SIGTERM, 129: by SIGHUP); nothing is left behind"}})
         text += Entry(code, 7, meaning);
     text += "\n`dibprep COMMAND --help` says more about a command.\n";
     return text;

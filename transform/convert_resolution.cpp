@@ -5,6 +5,7 @@
 #include "dibprep/transform.h"
 #include "memory/locked_block.h"
 #include "transform/pre_conversion.h"
+#include "transform/size_rules.h"
 
 #include <memory>
 #include <new>
@@ -14,7 +15,6 @@ using namespace dibprep;
 namespace {
 
 constexpr unsigned short MemoryToMemory = TRANSFER_SOURCE_MEMORY | TRANSFER_DESTINATION_MEMORY;
-constexpr unsigned int BeyondAnyBlock = 0xFFFFFFFFu;
 
 // What a colour-table page is reduced to.
 constexpr unsigned short MostColours = 256;
@@ -52,8 +52,9 @@ int ConvertResolution(void* source, void** result, int (*progress)(unsigned shor
     *result = nullptr;
     void* current = source;
 
-    // The 24-bit intermediate is not freed on any road: it stays the host's to find, by decision.
-    // Hosts have lived with it; freeing it now would free it twice for those that do it themselves.
+    // The 24-bit intermediate is not freed on any road, by decision: it is the host's to release, who
+    // finds it among the blocks made during the call. It is never 4-bit gray, so that the second
+    // pre-conversion need not look at it.
     const PreConversion colour = ExpandColourTable(source);
     if (colour.status != DIBPREP_OK)
         return static_cast<int>(colour.status);

@@ -146,7 +146,8 @@ int CLinearTransformMem::GetImageLine(unsigned short line, unsigned char* buffer
         if (!SeekFile(*source, offset))
             return 0;
     } else {
-        if (!Holds(*source, offset + srcStride))
+        // The cursor has 32 bits, whatever lies behind a plain address.
+        if (!Holds(*source, offset + srcStride) || offset + srcStride > 0xFFFFFFFFu)
             return 0;
         source->position = static_cast<unsigned int>(offset);
     }

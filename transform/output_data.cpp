@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::uint16_t BitmapFileMark = 0x4D42; // "BM"
 constexpr std::uint32_t FileHeaderSize = sizeof(tagBITMAPFILEHEADER);
+constexpr std::uint32_t BothHeaders = FileHeaderSize + InfoHeaderSize;
 constexpr std::uint32_t EntryBytes = sizeof(tagRGBQUAD);
 
 // Colours that the header declares; the table that is written can be shorter (see WrittenEntries).
@@ -62,11 +63,11 @@ void CLinearTransformMem::SetOutputBitmapInfoHeader(void* buffer, int withFileHe
     if (withFileHeader == 1) {
         std::memset(bytes, 0, FileHeaderSize);
         StoreU16(bytes + offsetof(tagBITMAPFILEHEADER, bfType), BitmapFileMark);
-        // The file size counts colours instead of bytes of colours and keeps the picture to 16 bits.
-        // Hosts have files that say so; readers go by the other fields.
+        // The file size counts colours instead of bytes of colours and keeps the picture to 16 bits,
+        // by decision: readers go by the other fields.
         const auto imageBytes = static_cast<std::uint16_t>(outHeight * outStride);
-        StoreU32(bytes + offsetof(tagBITMAPFILEHEADER, bfSize), 54 + colours + imageBytes);
-        StoreU32(bytes + offsetof(tagBITMAPFILEHEADER, bfOffBits), 54 + EntryBytes * colours);
+        StoreU32(bytes + offsetof(tagBITMAPFILEHEADER, bfSize), BothHeaders + colours + imageBytes);
+        StoreU32(bytes + offsetof(tagBITMAPFILEHEADER, bfOffBits), BothHeaders + EntryBytes * colours);
         bytes += FileHeaderSize;
     }
     std::memset(bytes, 0, InfoHeaderSize);
@@ -86,10 +87,10 @@ int CLinearTransformMem::CreateOutputData() {
         return DIBPREP_BAD_OUTPUT;
     if (!IsFile(*destination))
         destination->position = 0;
-    unsigned char headers[FileHeaderSize + InfoHeaderSize];
+    unsigned char headers[BothHeaders];
     const bool withFileHeader = IsFile(*destination);
     SetOutputBitmapInfoHeader(headers, withFileHeader ? 1 : 0);
-    if (!Write(*destination, headers, InfoHeaderSize + (withFileHeader ? FileHeaderSize : 0)))
+    if (!Write(*destination, headers, withFileHeader ? BothHeaders : InfoHeaderSize))
         return DIBPREP_BAD_OUTPUT;
 
     unsigned char table[256 * EntryBytes] = {};

@@ -14,9 +14,6 @@ namespace {
 // A file header, an info header and a full colour table, whatever the depth.
 constexpr std::uint32_t HeadersAndFullTable = sizeof(tagBITMAPFILEHEADER) + InfoHeaderSize + 256 * sizeof(tagRGBQUAD);
 
-// The answer for a result that no block of this system can hold.
-constexpr std::uint32_t BeyondAnyBlock = 0xFFFFFFFFu;
-
 std::uint32_t ResultBytes(const unsigned char* header, std::uint16_t dpi, std::uint16_t bitCount) {
     const auto extent = [&](std::size_t atExtent, std::size_t atResolution) {
         return OutputExtent(dpi, LoadU16(header + atExtent), DotsPerInch(LoadI32(header + atResolution)));

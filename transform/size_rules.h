@@ -36,4 +36,7 @@ inline std::uint16_t TableEntries(std::uint16_t bitCount) {
     return bitCount < 16 ? static_cast<std::uint16_t>(1u << bitCount) : 0;
 }
 
+// The answer of the size queries for a result that no block of this system can hold.
+constexpr std::uint32_t BeyondAnyBlock = 0xFFFFFFFFu;
+
 } // namespace dibprep

@@ -39,8 +39,8 @@ static_assert(offsetof(_tagDIBPARAM, byMask) == 40 && offsetof(_tagDIBPARAM, nPi
               "the mask keeps a word of its own");
 
 /*
- * The limits of stored channels. Writable; read by the kernels while they run: the 8-bit ones for
- * every value, the 16-bit ones once per row. Nothing guards them.
+ * The limits of stored channels. Writable; read anew for every row, so that a callback between two
+ * rows may change them. Nothing guards them.
  */
 extern DIBPREP_API int COLOR_MAX_VALUE;     /* 255: 8-bit colour channels, upper */
 extern DIBPREP_API int COLOR_MAX_VALUE16;   /* 32767: 16-bit colour channels, upper */

@@ -131,4 +131,12 @@ public:
     unsigned short m_wLinear;         /* 1 list search, 0 cube search */
 };
 
+static_assert(sizeof(void*) != 4 || (offsetof(CNiGoRo2, m_wDepth) == 4 && offsetof(CNiGoRo2, m_pBits) == 8 &&
+                                     offsetof(CNiGoRo2, m_bih) == 12 && offsetof(CNiGoRo2, m_dwMaxColors) == 52 &&
+                                     offsetof(CNiGoRo2, m_Palette) == 56 && offsetof(CNiGoRo2, m_SearchCube) == 3128 &&
+                                     offsetof(CNiGoRo2, m_pDefaultColors) == 7224 &&
+                                     offsetof(CNiGoRo2, m_nColors) == 7228 && offsetof(CNiGoRo2, m_wLinear) == 7240 &&
+                                     sizeof(CNiGoRo2) == 7244),
+              "the layout that 32-bit hosts know");
+
 #endif /* DIBPREP_QUANTIZE_H */

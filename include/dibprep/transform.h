@@ -43,6 +43,10 @@ public:
     unsigned int position; /* byte offset of the cursor */
 };
 
+static_assert(offsetof(CBufTransfer, data) == sizeof(void*) && offsetof(CBufTransfer, type) == 2 * sizeof(void*) &&
+                  offsetof(CBufTransfer, position) == 2 * sizeof(void*) + 4,
+              "handle, address, type, cursor");
+
 /*
  * Bytes that the result of a transform needs, from the source header alone: rows, and 1078 bytes
  * for both headers and a full colour table.
@@ -169,5 +173,17 @@ public:
     unsigned short outBitCount;
     unsigned short outKind;
 };
+
+static_assert(sizeof(void*) != 4 || (offsetof(CLinearTransformMem, sourcePalette) == 8 &&
+                                     offsetof(CLinearTransformMem, grayHistogram) == 1032 &&
+                                     offsetof(CLinearTransformMem, ratioX) == 2056 &&
+                                     offsetof(CLinearTransformMem, progress) == 2072 &&
+                                     offsetof(CLinearTransformMem, positions) == 2096 &&
+                                     offsetof(CLinearTransformMem, source) == 2108 &&
+                                     offsetof(CLinearTransformMem, srcStride) == 2120 &&
+                                     offsetof(CLinearTransformMem, destination) == 2132 &&
+                                     offsetof(CLinearTransformMem, outStride) == 2144 &&
+                                     sizeof(CLinearTransformMem) == 2156),
+              "the layout that 32-bit hosts know");
 
 #endif /* DIBPREP_TRANSFORM_H */

@@ -54,9 +54,7 @@ TEST_F(QuantizeLimits, APaletteStaysInsideASmallTopDownBlock) {
         q->m_Palette[i] = Record(i, i, i, static_cast<unsigned>(i));
     q->m_nColors = 5;
     void* result = q->QuantizeBitmap(1, 0); // the block ends at an unreadable page
-    if (result) {
-        EXPECT_EQ(Take(result).size(), 44u);
-    }
+    EXPECT_EQ(Take(result).size(), 44u);
 }
 
 TEST_F(QuantizeLimits, SizesBeyond32BitsGiveNothing) {
@@ -79,6 +77,49 @@ TEST_F(QuantizeLimits, CoreHeadersGiveTheirExtentToNobody) {
     testdib::PutU16(dib, 8, 1);
     testdib::PutU16(dib, 10, 24);
     EXPECT_EQ(Quantiser(dib)->QuantizeBitmap(1, 0), nullptr);
+}
+
+TEST_F(QuantizeLimits, AMaximumAbove256IsReducedTo256) {
+    // 257 leaves under a maximum of 300 are one too many for the records.
+    Bytes dib = TrueColour(257, 1, Distinct(257));
+    const auto q = Quantiser(dib, 300);
+    BuildColours(*q);
+    EXPECT_LE(q->m_nColors, 256);
+    EXPECT_GT(q->m_nColors, 0);
+    dib = TrueColour(256, 1, Distinct(256));
+    const auto full = Quantiser(dib, 300);
+    BuildColours(*full);
+    EXPECT_EQ(full->m_nColors, 256) << "not reduced at all";
+}
+
+TEST_F(QuantizeLimits, OtherHeaderFormsMapNothing) {
+    // A 124-byte header: the output takes its extent from the core header's fields (100 x 2), which
+    // are not the picture's (131172 x 5). Every index stays 0 and the block is not left.
+    Bytes dib(124 + 5 * testdib::Stride(131172, 16));
+    testdib::PutU32(dib, 0, 124);
+    testdib::PutU32(dib, 4, 0x20064);
+    testdib::PutU32(dib, 8, 5);
+    testdib::PutU16(dib, 12, 1);
+    testdib::PutU16(dib, 14, 16);
+    std::fill(dib.begin() + 124, dib.end(), static_cast<std::uint8_t>(0x55));
+    const Bytes out = Take(Quantiser(dib)->QuantizeBitmap(1, 0));
+    ASSERT_EQ(out.size(), 1064u + 2 * 100);
+    EXPECT_EQ(Part(out, 1064, 200), Bytes(200, 0));
+}
+
+TEST_F(QuantizeLimits, AHeaderBelow40BytesInsertsNoPixel) {
+    // Where the 40-byte form has its bit count and height, a core DIB has colours and pixels.
+    Bytes dib(64, 0x7F);
+    testdib::PutU32(dib, 0, 12);
+    testdib::PutU16(dib, 4, 2);
+    testdib::PutU16(dib, 6, 2);
+    testdib::PutU16(dib, 8, 1);
+    testdib::PutU16(dib, 10, 24);
+    testdib::PutU16(dib, 14, 24);
+    const auto q = Quantiser(dib);
+    const Bytes out = Take(q->QuantizeBitmap(1, 0));
+    EXPECT_EQ(q->m_nColors, 0);
+    EXPECT_EQ(out.size(), 1064u + 2 * 4);
 }
 
 } // namespace

@@ -184,7 +184,8 @@ TEST_F(TransformClass, ImageLinesBeyondWhatAnOffsetCanHoldAreRefused) {
     void* block = testhost::MakeBlock(dib);
     CBufTransfer file(path.data(), 2, 0);
     CBufTransfer memory(&block, 1, 0);
-    for (CBufTransfer* source : {&file, &memory}) {
+    CBufTransfer address(dib.data(), 3, 0);
+    for (CBufTransfer* source : {&file, &memory, &address}) {
         CLinearTransformMem engine;
         engine.source = source;
         ASSERT_EQ(engine.GetSourceImageInfo(), 0);
