@@ -1,4 +1,4 @@
-// The bytes behind memory blocks: zeroed, without their pages being touched.
+// The bytes behind memory blocks: zeroed, large ones without their pages being touched.
 #pragma once
 
 #include <cstddef>
