@@ -1,0 +1,75 @@
+// Makes the output rows of one call by the stages of row_table.h, byte for byte as the scalar row
+// kernels would. Holds nothing beyond the call.
+#pragma once
+
+#include "bilinear/row.h"
+#include "bilinear/row_table.h"
+
+#include <cstddef>
+#include <memory>
+
+namespace dibprep {
+
+class FastRows {
+public:
+    // From the members of a task that all rows share. `keep` tells whether nobody can change the
+    // source between two rows: then a row mixed once is used again.
+    //
+    // Without scratch memory, for deeper formats, or for columns that no source has, rows are left
+    // to the scalar kernel.
+    FastRows(const RowTable& table, const RowTask& task, bool keep);
+
+    // Makes a row; or does nothing and answers false, and the scalar kernel makes it.
+    bool Make(const RowTask& task);
+
+    bool Active() const { return m_active; }
+
+private:
+    // What the across stage reads: the source row itself, or a row made from it.
+    enum class Feed { Source, Levels, Colours, Widened };
+
+    // One source column per output column, and what it is in the row that the across stage reads.
+    struct Layout {
+        int slotsPerPixel; // 1, 3 or 4
+        int pixelBytes;    // of a pixel in that row
+        bool sampled;      // the row holds both samples of each output pixel, one after the other
+        std::int64_t rowBytes;
+        Storing storing;
+    };
+
+    bool ColumnsAreInside(const RowTask& task) const;
+    bool ReadTable(const RowTask& task);
+    bool Prepare(const RowTask& task);
+    bool Arrange(const RowTask& task, const Layout& layout);
+    bool FillWindows(const RowTask& task, const Layout& layout);
+    void FillPixels(const RowTask& task, const Layout& layout);
+    std::int64_t OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const;
+
+    const std::int32_t* Mixed(const unsigned char* row, const unsigned char* other);
+    const unsigned char* FeedRow(const unsigned char* row);
+    void FeedWhole(const unsigned char* row);
+    void FeedSampled(const unsigned char* row);
+
+    struct MixedRow {
+        const unsigned char* row;
+        std::int32_t* mixed;
+    };
+
+    const RowTable& m_table;
+    const _tagDIBPARAM& m_source;
+    const _tagCOORDENTRY* const m_columns;
+    const int m_count;
+    const bool m_keep;
+    bool m_active = false;
+    bool m_copies = false; // every pixel stands where it goes
+    Feed m_feed = Feed::Source;
+    Layout m_layout = {};
+    AcrossKernel m_across = nullptr;
+    AcrossPlan m_plan = {};
+    MixedRow m_mixed[2] = {};
+    unsigned char* m_fed = nullptr;
+    std::unique_ptr<unsigned char[]> m_scratch;
+    std::uint32_t m_colours[256];
+};
+
+} // namespace dibprep
