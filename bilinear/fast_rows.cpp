@@ -58,7 +58,15 @@ bool FastRows::ReadTable(const RowTask& task) {
             i < task.table.readable ? LoadU32(task.table.entries + i * sizeof(tagRGBQUAD)) & 0xFFFFFF : 0;
         gray = gray && colour == (colour & 0xFF) * 0x010101;
         m_colours[i] = colour;
+        m_levels[i] = static_cast<unsigned char>(colour);
     }
+    // The leftmost pixel is in the most significant bits.
+    if (m_source.nBitCount == 4)
+        for (std::uint32_t i = 0; i < 512; ++i)
+            m_groups[i] = m_colours[i >> (i & 1 ? 1 : 5) & 0xF];
+    else if (m_source.nBitCount == 1)
+        for (std::uint32_t i = 0; i < 64; ++i)
+            m_groups[i] = m_colours[i >> 2 >> (3 - (i & 3)) & 1];
     return gray;
 }
 
@@ -77,7 +85,7 @@ bool FastRows::Prepare(const RowTask& task) {
         if (ReadTable(task) && m_keep && m_source.nBitCount == 8 && m_table.down[StoreThrice]) {
             bool identity = true;
             for (std::uint32_t i = 0; i < 256; ++i)
-                identity = identity && (m_colours[i] & 0xFF) == i;
+                identity = identity && m_levels[i] == i;
             m_feed = identity ? Feed::Source : Feed::Levels;
             return Arrange(task, {1, 1, false, identity ? m_source.nLineBytes : width + FeedPadding, StoreThrice});
         }
@@ -281,16 +289,26 @@ void FastRows::FeedWhole(const unsigned char* row) {
     if (m_feed == Feed::Widened) {
         m_table.widen(row, width, pixels);
     } else if (m_feed == Feed::Levels) {
-        for (int x = 0; x < width; ++x)
-            m_fed[x] = static_cast<unsigned char>(m_colours[row[x]]);
+        m_table.levels(row, width, m_levels, m_fed);
     } else if (m_source.nBitCount == 8) {
         m_table.colour(row, width, m_colours, pixels);
-    } else if (m_source.nBitCount == 4) {
-        for (int x = 0; x < width; ++x)
-            pixels[x] = m_colours[row[x >> 1] >> (x & 1 ? 0 : 4) & 0xF];
     } else {
-        for (int x = 0; x < width; ++x)
-            pixels[x] = m_colours[row[x >> 3] >> (7 - (x & 7)) & 1];
+        FeedPacked(row);
+    }
+}
+
+// Whole bytes: behind the last pixel there is room for the others of its byte.
+void FastRows::FeedPacked(const unsigned char* row) {
+    unsigned char* at = m_fed;
+    const int bytes = static_cast<int>((std::int64_t{m_source.nWidth} * m_source.nBitCount + 7) / 8);
+    if (m_source.nBitCount == 4) {
+        for (int i = 0; i < bytes; ++i, at += 8)
+            std::memcpy(at, &m_groups[row[i] * 2], 8);
+    } else {
+        for (int i = 0; i < bytes; ++i, at += 32) {
+            std::memcpy(at, &m_groups[(row[i] >> 4) * 4], 16);
+            std::memcpy(at + 16, &m_groups[(row[i] & 15) * 4], 16);
+        }
     }
 }
 
@@ -313,7 +331,7 @@ void FastRows::FeedSampled(const unsigned char* row) {
             StoreU32(at, pixel);
         });
     } else if (m_feed == Feed::Levels) {
-        each([&](unsigned char* at, int offset) { *at = static_cast<unsigned char>(m_colours[row[offset]]); });
+        each([&](unsigned char* at, int offset) { *at = m_levels[row[offset]]; });
     } else if (m_feed == Feed::Colours && m_source.nBitCount == 8) {
         each([&](unsigned char* at, int x) { colour(at, row[x]); });
     } else if (m_feed == Feed::Colours && m_source.nBitCount == 4) {

@@ -48,6 +48,7 @@ private:
     const std::int32_t* Mixed(const unsigned char* row, const unsigned char* other);
     const unsigned char* FeedRow(const unsigned char* row);
     void FeedWhole(const unsigned char* row);
+    void FeedPacked(const unsigned char* row);
     void FeedSampled(const unsigned char* row);
 
     struct MixedRow {
@@ -70,6 +71,9 @@ private:
     unsigned char* m_fed = nullptr;
     std::unique_ptr<unsigned char[]> m_scratch;
     std::uint32_t m_colours[256];
+    unsigned char m_levels[256]; // the lowest channel of the colours
+    // The colours of the two or four pixels in eight or four bits, where a byte holds more than one.
+    std::uint32_t m_groups[256 * 2];
 };
 
 } // namespace dibprep

@@ -12,6 +12,11 @@ void Colour(const unsigned char* row, int count, const std::uint32_t* colours, s
         out[x] = colours[row[x]];
 }
 
+void Levels(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
+    for (int x = 0; x < count; ++x)
+        out[x] = levels[row[x]];
+}
+
 void Widen(const unsigned char* row, int count, std::uint32_t* out) {
     for (int x = 0; x < count; ++x) {
         const int word = LoadU16(row + x * 2);
@@ -22,6 +27,7 @@ void Widen(const unsigned char* row, int count, std::uint32_t* out) {
 RowTable TableFor(Tier tier) {
     RowTable table = {};
     table.colour = Colour;
+    table.levels = Levels;
     table.widen = Widen;
     if (tier >= Tier::Sse2)
         AddSse2Rows(table);

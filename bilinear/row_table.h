@@ -60,8 +60,10 @@ using AcrossKernel = void (*)(const AcrossPlan& plan, const unsigned char* row, 
 using DownKernel = void (*)(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
                             std::int64_t bytes);
 
-// From `count` pixels to 32-bit pixels, by the colours of their indices or of five bits a channel.
+// From `count` pixels to 32-bit pixels, by the colours of their indices or of five bits a channel;
+// or to one byte each.
 using ColourKernel = void (*)(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out);
+using LevelKernel = void (*)(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out);
 using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t* out);
 
 // How a mixed row becomes output bytes.
@@ -77,6 +79,7 @@ struct RowTable {
     AcrossKernel acrossPixels;     // null with acrossWindows: rows are made by the scalar kernels
     DownKernel down[StoringForms]; // null: the tier has no such form
     ColourKernel colour;
+    LevelKernel levels;
     WidenKernel widen;
 };
 

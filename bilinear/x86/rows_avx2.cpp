@@ -124,9 +124,53 @@ DIBPREP_AVX2 void DownThrice(const std::int32_t* upper, const std::int32_t* lowe
     }
 }
 
+// ---- feeding the across stage -----------------------------------------------------------------
+
+DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out) {
+    int x = 0;
+    for (; x + 8 <= count; x += 8) {
+        const __m256i indices = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + x)));
+        Store(out + x, _mm256_i32gather_epi32(reinterpret_cast<const int*>(colours), indices, 4));
+    }
+    for (; x < count; ++x)
+        out[x] = colours[row[x]];
+}
+
+// One of `sixteen` levels by the low four bits of each index; a set top bit would give 0.
+DIBPREP_AVX2 inline __m256i ByLowBits(const unsigned char* sixteen, __m256i low) {
+    return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(sixteen)), low);
+}
+
+// Halves the choice by bit 4, then 5: of 64 levels those of the index.
+DIBPREP_AVX2 inline __m256i By6Bits(const unsigned char* levels, __m256i low, __m256i bit4, __m256i bit5) {
+    const __m256i first = _mm256_blendv_epi8(ByLowBits(levels, low), ByLowBits(levels + 16, low), bit4);
+    const __m256i second = _mm256_blendv_epi8(ByLowBits(levels + 32, low), ByLowBits(levels + 48, low), bit4);
+    return _mm256_blendv_epi8(first, second, bit5);
+}
+
+DIBPREP_AVX2 void Levels(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
+    int x = 0;
+    for (; x + 32 <= count; x += 32) {
+        const __m256i bit7 = Load(row + x); // a choice looks at the top bit of each byte only
+        const __m256i low = _mm256_and_si256(bit7, _mm256_set1_epi8(15));
+        const __m256i bit6 = _mm256_add_epi8(bit7, bit7);
+        const __m256i bit5 = _mm256_add_epi8(bit6, bit6);
+        const __m256i bit4 = _mm256_add_epi8(bit5, bit5);
+        const __m256i first =
+            _mm256_blendv_epi8(By6Bits(levels, low, bit4, bit5), By6Bits(levels + 64, low, bit4, bit5), bit6);
+        const __m256i second =
+            _mm256_blendv_epi8(By6Bits(levels + 128, low, bit4, bit5), By6Bits(levels + 192, low, bit4, bit5), bit6);
+        Store(out + x, _mm256_blendv_epi8(first, second, bit7));
+    }
+    for (; x < count; ++x)
+        out[x] = levels[row[x]];
+}
+
 } // namespace
 
 void AddAvx2Rows(RowTable& table) {
+    table.colour = Colour;
+    table.levels = Levels;
     table.acrossWindows = AcrossWindows;
     table.down[StoreAll] = DownAll;
     table.down[StoreThreeOfFour] = DownThreeOfFour;
