@@ -102,10 +102,12 @@ void Measure(const Case& c, int rounds) {
             if (c.table == 'g' || c.table == 'i')
                 entry[0] = entry[1] = entry[2] = static_cast<unsigned char>(c.table == 'g' ? 255 - i : i);
         }
-        if (c.table == 'p')
+        if (c.table == 'p') {
+            std::memset(source.bytes.data() + 40 + 255 * 4, 0xFF, 3);
             for (std::size_t i = 40 + 1024; i < source.bytes.size(); ++i)
                 if (i / 100 % 10 != 0)
                     source.bytes[i] = 255;
+        }
     }
     std::vector<unsigned char> evict(48u << 20);
     const Tier tiers[] = {Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2};

@@ -2,6 +2,7 @@
 // kernels would. Holds nothing beyond the call.
 #pragma once
 
+#include "bilinear/flat_blocks.h"
 #include "bilinear/row.h"
 #include "bilinear/row_table.h"
 
@@ -45,10 +46,18 @@ private:
     void FillPixels(const RowTask& task, const Layout& layout);
     std::int64_t OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const;
 
+    std::uint32_t ColourOf(int flatByte) const;
+    void MakeByBlocks(const RowTask& task, const unsigned char* lower);
+    int BlocksOf(const unsigned char* row, const unsigned char* other);
+    void MixBlocks(const unsigned char* row, int place, int begin, int end);
+    void FillBlocks(int place, int begin, int end);
+
+    std::uintptr_t Ahead(const unsigned char* row) const;
     const std::int32_t* Mixed(const unsigned char* row, const unsigned char* other);
     const unsigned char* FeedRow(const unsigned char* row);
+    void FeedColours(const unsigned char* row, int begin, int end);
     void FeedWhole(const unsigned char* row);
-    void FeedPacked(const unsigned char* row);
+    void FeedPacked(const unsigned char* row, int begin, int end);
     void FeedSampled(const unsigned char* row);
 
     struct MixedRow {
@@ -62,13 +71,14 @@ private:
     const int m_count;
     const bool m_keep;
     bool m_active = false;
-    bool m_copies = false; // every pixel stands where it goes
     Feed m_feed = Feed::Source;
     Layout m_layout = {};
     AcrossKernel m_across = nullptr;
     AcrossPlan m_plan = {};
     MixedRow m_mixed[2] = {};
     unsigned char* m_fed = nullptr;
+    bool m_byBlocks = false;
+    FlatBlocks m_blocks;
     std::unique_ptr<unsigned char[]> m_scratch;
     std::uint32_t m_colours[256];
     unsigned char m_levels[256]; // the lowest channel of the colours

@@ -66,6 +66,19 @@ using ColourKernel = void (*)(const unsigned char* row, int count, const std::ui
 using LevelKernel = void (*)(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out);
 using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t* out);
 
+// A block of eight output pixels in a row of bytes that hold indices.
+struct FlatBlock {
+    std::int32_t start;  // of 17 bytes within the row
+    std::int32_t first;  // the block's first byte
+    std::uint32_t pairs; // those of the 17 that the next one must equal
+    std::int32_t begin;  // its first pixel in the row
+    std::int32_t end;    // and the one behind its last
+};
+
+// For each block the byte that all its bytes are, or -1. `ahead` as above.
+using FlatKernel = void (*)(const unsigned char* row, const FlatBlock* blocks, int count, std::int16_t* kinds,
+                            std::uintptr_t ahead);
+
 // How a mixed row becomes output bytes.
 enum Storing {
     StoreAll,        // every slot is a byte
@@ -81,6 +94,7 @@ struct RowTable {
     ColourKernel colour;
     LevelKernel levels;
     WidenKernel widen;
+    FlatKernel flat; // null: not looked for
 };
 
 // The table of a tier of this processor.

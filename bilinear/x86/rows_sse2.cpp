@@ -92,6 +92,17 @@ DIBPREP_SSE2 void Widen(const unsigned char* row, int count, std::uint32_t* out)
     }
 }
 
+DIBPREP_SSE2 void Flat(const unsigned char* row, const FlatBlock* blocks, int count, std::int16_t* kinds,
+                       std::uintptr_t ahead) {
+    for (int i = 0; i < count; ++i) {
+        const FlatBlock& block = blocks[i];
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(block.start)), _MM_HINT_T0);
+        const __m128i equal = _mm_cmpeq_epi8(Load(row + block.start), Load(row + block.start + 1));
+        const std::uint32_t pairs = static_cast<std::uint32_t>(_mm_movemask_epi8(equal)) & block.pairs;
+        kinds[i] = pairs == block.pairs ? row[block.first] : std::int16_t{-1};
+    }
+}
+
 } // namespace
 
 void AddSse2Rows(RowTable& table) {
@@ -99,6 +110,7 @@ void AddSse2Rows(RowTable& table) {
     table.down[StoreAll] = DownAll;
     table.down[StoreThreeOfFour] = DownThreeOfFour;
     table.widen = Widen;
+    table.flat = Flat;
 }
 
 } // namespace dibprep

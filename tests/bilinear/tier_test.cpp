@@ -161,6 +161,27 @@ TEST_P(BilinearTier, TargetOfOneRowOrColumnWeighsTheEdgeWithItself) {
         }
 }
 
+// Pages of paper and lines, where whole blocks have one colour, and bytes of several pixels do not.
+TEST_P(BilinearTier, StretchesOfOneColour) {
+    EXPECT_NE(RowsFor(GetParam()).flat, nullptr);
+    Random random(9);
+    for (const Format& format : formats)
+        for (int round = 0; round < 60; ++round) {
+            const int width = random.Range(1, 700);
+            Bytes dib = MakeSource(format, width, 4, random, false);
+            const std::size_t pixels = dib.size() - 4 * Stride(width, format.bits);
+            for (std::size_t at = pixels; at < dib.size();) {
+                const std::size_t run = std::min(dib.size() - at, static_cast<std::size_t>(random.Range(1, 90)));
+                const int paper = random.OneIn(4) ? random.Range(0, 255) : random.OneIn(2) ? 0xFF : 0;
+                if (!random.OneIn(4))
+                    std::memset(&dib[at], paper, run);
+                at += run;
+            }
+            const int cx = random.Range(1, 900);
+            ASSERT_TRUE(SameAsScalar(format, dib, cx, 6)) << format.name << ", " << width << " to " << cx;
+        }
+}
+
 // One row at any address, with weights that no scale has.
 TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
     Random random(4);
