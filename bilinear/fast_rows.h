@@ -33,6 +33,7 @@ private:
     struct Layout {
         int slotsPerPixel; // 1, 3 or 4
         int pixelBytes;    // of a pixel in that row
+        bool halves;       // windows have two halves of four slots, one pixel each
         bool sampled;      // the row holds both samples of each output pixel, one after the other
         std::int64_t rowBytes;
         Storing storing;

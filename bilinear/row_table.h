@@ -23,9 +23,10 @@
 namespace dibprep {
 
 // Eight neighbouring slots (channels of output pixels) of a mixed row take all their samples from
-// 16 bytes of the source row.
+// 16 bytes of the source row; or, where pixels lie far apart, each four from 8 bytes.
 constexpr int SlotsPerWindow = 8;
 constexpr int WindowBytes = 16;
+constexpr int HalfWindowBytes = WindowBytes / 2;
 // Windows are made in fours, 32 slots: what one step of the widest stage takes. Likewise pixels in
 // eights, of four slots each.
 constexpr int WindowsPerStep = 4;
@@ -41,14 +42,14 @@ struct PixelColumn {
 
 // Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
 struct AcrossPlan {
-    int windows;                // windows, a multiple of four
-    std::int32_t* base;   // per window: its first byte in the row
+    int windows;          // windows, a multiple of four
+    std::int32_t* base;   // per window: its first byte in the row; or those of its two halves
     std::uint8_t* picks;  // 16 per window: the two samples of each slot; 0x80: none
     std::int8_t* coarse;  // 16 per window: 64 - a, a for each slot
     std::int8_t* fine;    // 16 per window: -b, b for each slot
-    int pixels;                 // pixels of four slots, a multiple of eight
+    int pixels;           // pixels of four slots, a multiple of eight
     PixelColumn* columns; // one per pixel
-    int pixelBytes;             // from the left to the right sample: 3 or 4
+    int pixelBytes;       // from the left to the right sample: 3 or 4
 };
 
 // From a source row to a mixed row. `ahead` is the address of a row that is needed soon; nothing is
@@ -81,14 +82,15 @@ using FlatKernel = void (*)(const unsigned char* row, const FlatBlock* blocks, i
 
 // How a mixed row becomes output bytes.
 enum Storing {
-    StoreAll,        // every slot is a byte
+    StoreAll,         // every slot is a byte
     StoreThreeOfFour, // four slots are a pixel of three bytes
-    StoreThrice,     // one slot is a pixel of three equal bytes
+    StoreThrice,      // one slot is a pixel of three equal bytes
     StoringForms
 };
 
 struct RowTable {
     AcrossKernel acrossWindows;    // null: the tier cannot pick bytes
+    AcrossKernel acrossHalves;     // the same for windows of two halves
     AcrossKernel acrossPixels;     // null with acrossWindows: rows are made by the scalar kernels
     DownKernel down[StoringForms]; // null: the tier has no such form
     ColourKernel colour;

@@ -1,5 +1,6 @@
 // The row stages with SSE2, which cannot pick bytes: one pixel, then four, at a time.
-#include "bilinear/x86/slots_sse2.h"
+#define DIBPREP_TIER __attribute__((target("sse2")))
+#include "bilinear/x86/slots.h"
 
 #include <cstring>
 
@@ -7,7 +8,7 @@ namespace dibprep {
 namespace {
 
 template <int PixelBytes>
-DIBPREP_SSE2 void AcrossPixelsOf(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
+DIBPREP_TIER void AcrossPixelsOf(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
                                  std::uintptr_t ahead) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i lowHalves = _mm_set1_epi32(0xFFFF);
@@ -16,24 +17,24 @@ DIBPREP_SSE2 void AcrossPixelsOf(const AcrossPlan& plan, const unsigned char* ro
         if (i % 8 == 0)
             _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(column.offset)),
                          _MM_HINT_T0);
-        const __m128i both = _mm_srl_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + column.offset)),
+        const __m128i both = _mm_srl_epi64(LoadEight(row + column.offset),
                                            _mm_cvtsi32_si128(column.shift));
         const __m128i bytes = _mm_unpacklo_epi8(both, _mm_srli_si128(both, PixelBytes));
         const __m128i samples = _mm_unpacklo_epi8(bytes, zero);
         // coarse[0], coarse[1], fine[0], fine[1]
-        const __m128i weights = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(column.coarse));
+        const __m128i weights = LoadEight(column.coarse);
         const __m128i p = _mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x00));
         const __m128i q = _mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x55));
         Store(mixed, _mm_or_si128(_mm_slli_epi32(p, 16), _mm_and_si128(q, lowHalves)));
     }
 }
 
-DIBPREP_SSE2 void AcrossPixels(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
+DIBPREP_TIER void AcrossPixels(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
                                std::uintptr_t ahead) {
     (plan.pixelBytes == 3 ? AcrossPixelsOf<3> : AcrossPixelsOf<4>)(plan, row, mixed, ahead);
 }
 
-DIBPREP_SSE2 void DownAll(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
+DIBPREP_TIER void DownAll(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
                           std::int64_t bytes) {
     const Weights weights = WeightsOf(fy);
     for (; bytes >= 16; bytes -= 16, out += 16, upper += 16, lower += 16)
@@ -47,7 +48,7 @@ DIBPREP_SSE2 void DownAll(const std::int32_t* upper, const std::int32_t* lower, 
 
 // Four pixels of four bytes, the fourth of any value, as twelve bytes: the second pixel of each pair
 // moves down by one byte, then the second pair by two.
-DIBPREP_SSE2 inline __m128i WithoutFourth(__m128i pixels) {
+DIBPREP_TIER inline __m128i WithoutFourth(__m128i pixels) {
     const __m128i evenPixels = _mm_set_epi32(0, 0x00FFFFFF, 0, 0x00FFFFFF);
     const __m128i oddPixels = _mm_set_epi32(0x0000FFFF, static_cast<int>(0xFF000000), 0x0000FFFF,
                                             static_cast<int>(0xFF000000));
@@ -57,7 +58,7 @@ DIBPREP_SSE2 inline __m128i WithoutFourth(__m128i pixels) {
     return _mm_or_si128(first, _mm_slli_si128(_mm_srli_si128(pairs, 8), 6));
 }
 
-DIBPREP_SSE2 void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
+DIBPREP_TIER void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
                                   std::int64_t bytes) {
     const Weights weights = WeightsOf(fy);
     // The next pixels are stored over the four empty bytes.
@@ -73,7 +74,7 @@ DIBPREP_SSE2 void DownThreeOfFour(const std::int32_t* upper, const std::int32_t*
 // Eight words of 5-5-5 at a time. A channel moved to bits 5 to 9 times 16847 keeps, above bit 15,
 // bits * 16847 / 2048. 16847 / 2048 exceeds 255 / 31 by less than 0.0003: for 31 steps that is less
 // than the 1/31 by which bits * 255 / 31 may be short of the next whole number.
-DIBPREP_SSE2 void Widen(const unsigned char* row, int count, std::uint32_t* out) {
+DIBPREP_TIER void Widen(const unsigned char* row, int count, std::uint32_t* out) {
     const __m128i channel = _mm_set1_epi16(0x1F << 5);
     const __m128i factor = _mm_set1_epi16(16847);
     int x = 0;
@@ -92,7 +93,7 @@ DIBPREP_SSE2 void Widen(const unsigned char* row, int count, std::uint32_t* out)
     }
 }
 
-DIBPREP_SSE2 void Flat(const unsigned char* row, const FlatBlock* blocks, int count, std::int16_t* kinds,
+DIBPREP_TIER void Flat(const unsigned char* row, const FlatBlock* blocks, int count, std::int16_t* kinds,
                        std::uintptr_t ahead) {
     for (int i = 0; i < count; ++i) {
         const FlatBlock& block = blocks[i];

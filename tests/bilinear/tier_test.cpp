@@ -122,6 +122,7 @@ TEST_P(BilinearTier, BringsItsOwnForms) {
     EXPECT_NE(table.down[dibprep::StoreThreeOfFour], below.down[dibprep::StoreThreeOfFour]);
     if (GetParam() > Tier::Sse2) {
         EXPECT_NE(table.acrossWindows, below.acrossWindows);
+        EXPECT_NE(table.acrossHalves, below.acrossHalves);
         EXPECT_NE(table.down[dibprep::StoreThrice], below.down[dibprep::StoreThrice]);
     }
 }
