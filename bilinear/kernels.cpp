@@ -1,5 +1,6 @@
 // The kernels: one walk over the output rows, shared by all formats, around the row kernel of the
-// format.
+// format and its fast form.
+#include "bilinear/fast_rows.h"
 #include "bilinear/layout.h"
 #include "bilinear/row.h"
 #include "dibprep/bilinear.h"
@@ -65,6 +66,7 @@ int Run(const Job& job) {
     task.outStep = job.destination.nBytesPerPixel;
     task.source = &source;
     task.table = TableOf(source);
+    FastRows fast(RowsFor(CurrentTier()), task, job.progress == nullptr);
 
     std::int32_t y = WrapMultiply(WrapSubtract(job.clip.top, job.frame.top), step.cy);
     for (int i = 0; i < rows; ++i, y = WrapAdd(y, step.cy)) {
@@ -75,7 +77,8 @@ int Run(const Job& job) {
             task.upper = RowFromTop(source, r);
             task.lower = r < source.nHeight - 1 ? task.upper - job.lowerRowBack : task.upper;
             task.out = RowFromTop(job.destination, i);
-            job.makeRow(task);
+            if (!fast.Make(task))
+                job.makeRow(task);
         }
         // Exactly the rows reported are written: nothing works ahead of the callback.
         if (job.progress && job.progress(i + 1, rows) == 0) {

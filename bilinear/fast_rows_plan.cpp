@@ -1,0 +1,258 @@
+// The plan of a call: where the samples of each output slot lie, how they weigh, and the scratch memory.
+#include "bilinear/fast_rows.h"
+#include "memory/unaligned.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace dibprep {
+namespace {
+
+constexpr std::size_t ScratchAlignment = 64;
+// Behind a made row: what a stage may read there.
+constexpr std::int64_t FeedPadding = 32;
+
+std::int64_t RoundedUp(std::int64_t value, std::int64_t unit) { return (value + unit - 1) / unit * unit; }
+
+// At the right edge the neighbour is the column itself, which then has all the weight.
+int FractionOf(const _tagCOORDENTRY& column) { return column.nOffset1 == column.nOffset0 ? 0 : column.nFraction; }
+
+} // namespace
+
+FastRows::FastRows(const RowTable& table, const RowTask& task, bool keep)
+    : m_table(table), m_source(*task.source), m_columns(task.columns), m_count(task.count), m_keep(keep) {
+    m_active = Prepare(task);
+    m_byBlocks = m_active && m_feed == Feed::Colours && !m_layout.sampled && table.flat && m_blocks.Plan(task);
+}
+
+// The columns of any clip within its frame lie inside the source. A caller of the kernels may have
+// given others.
+bool FastRows::ColumnsAreInside(const RowTask& task) const {
+    const int unit = std::max(m_source.nBitCount >> 3, 1);
+    if (m_source.nWidth < 1 || m_source.nLineBytes < (std::int64_t{m_source.nWidth} * m_source.nBitCount + 7) / 8)
+        return false;
+    const std::int64_t last = (std::int64_t{m_source.nWidth} - 1) * unit;
+    int before = 0;
+    for (int k = 0; k < m_count; ++k) {
+        const _tagCOORDENTRY& column = task.columns[k];
+        if (column.nOffset0 < before || column.nOffset0 > last || column.nOffset1 > last ||
+            (column.nOffset1 != column.nOffset0 && column.nOffset1 != column.nOffset0 + unit))
+            return false;
+        before = column.nOffset0;
+    }
+    return true;
+}
+
+// Reads the colour table; true where it holds nothing but grays.
+bool FastRows::ReadTable(const RowTask& task) {
+    const std::uint32_t used = 1u << m_source.nBitCount;
+    bool gray = true;
+    for (std::uint32_t i = 0; i < used; ++i) {
+        const std::uint32_t colour =
+            i < task.table.readable ? LoadU32(task.table.entries + i * sizeof(tagRGBQUAD)) & 0xFFFFFF : 0;
+        gray = gray && colour == (colour & 0xFF) * 0x010101;
+        m_colours[i] = colour;
+        m_levels[i] = static_cast<unsigned char>(colour);
+    }
+    // The leftmost pixel is in the most significant bits.
+    if (m_source.nBitCount == 4)
+        for (std::uint32_t i = 0; i < 512; ++i)
+            m_groups[i] = m_colours[i >> (i & 1 ? 1 : 5) & 0xF];
+    else if (m_source.nBitCount == 1)
+        for (std::uint32_t i = 0; i < 64; ++i)
+            m_groups[i] = m_colours[i >> 2 >> (3 - (i & 3)) & 1];
+    return gray;
+}
+
+bool FastRows::Prepare(const RowTask& task) {
+    // Output pixels have the place that their format needs, unless the caller made the record.
+    if (!m_table.acrossPixels || m_count < 1 || task.outStep != (m_source.nBitCount == 32 ? 4 : 3) ||
+        !ColumnsAreInside(task))
+        return false;
+    const std::int64_t width = m_source.nWidth;
+    switch (m_source.nBitCount) {
+    case 1:
+    case 4:
+    case 8:
+        // A table that does not stand behind the header has an end that nobody knows: only the colours
+        // that pixels name are looked at.
+        if (!m_source.pHeader || task.table.entries != reinterpret_cast<const unsigned char*>(m_source.pHeader) +
+                                                           sizeof(tagBITMAPINFOHEADER))
+            return false;
+        m_feed = Feed::Colours;
+        // A callback may bring colours into a gray table.
+        if (ReadTable(task) && m_keep && m_source.nBitCount == 8 && m_table.down[StoreThrice]) {
+            bool identity = true;
+            for (std::uint32_t i = 0; i < 256; ++i)
+                identity = identity && m_levels[i] == i;
+            m_feed = identity ? Feed::Source : Feed::Levels;
+            return Arrange(task, {1, 1, false, false, identity ? m_source.nLineBytes : width + FeedPadding,
+                                 StoreThrice});
+        }
+        return Arrange(task, {4, 4, false, false, width * 4 + FeedPadding, StoreThreeOfFour});
+    case 16:
+        m_feed = Feed::Widened;
+        return Arrange(task, {4, 4, false, false, width * 4 + FeedPadding, StoreThreeOfFour});
+    case 24:
+        return Arrange(task, {3, 3, false, false, m_source.nLineBytes, StoreAll});
+    case 32:
+        return Arrange(task, {4, 4, false, false, m_source.nLineBytes, StoreAll});
+    default:
+        return false;
+    }
+}
+
+// Finds the densest layout whose windows hold their samples, and fills its plan. Up to about 1.3
+// source pixels per output pixel 24-bit slots stand without gaps; up to three, four slots make a
+// pixel. Beyond (with other depths, beyond two) a half window makes one; and where the row has to be
+// made anyway, or is shorter than a window, it is made of the samples alone.
+bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
+    const bool windows = m_table.acrossWindows != nullptr;
+    Layout layout = wanted;
+    if (!windows && layout.slotsPerPixel == 3) {
+        layout.slotsPerPixel = 4;
+        layout.storing = StoreThreeOfFour;
+    }
+    // Room for either layout.
+    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * std::max(layout.slotsPerPixel, layout.storing ==
+                                                                          StoreThrice ? 1 : 4), SlotsPerStep);
+    const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * layout.pixelBytes + FeedPadding;
+    const std::int64_t fed = RoundedUp(std::max(layout.rowBytes, sampledBytes), ScratchAlignment);
+    const std::int64_t mixed = RoundedUp(slots * 4, ScratchAlignment);
+    const std::int64_t planned = slots / SlotsPerWindow;
+    const std::int64_t picks = planned * WindowBytes;
+    const std::int64_t bases = windows ? RoundedUp(planned * 2 * 4, ScratchAlignment) : 0;
+    const std::int64_t plan = windows ? bases + 3 * RoundedUp(picks, ScratchAlignment)
+                                      : RoundedUp(slots / 4 * std::int64_t{sizeof(PixelColumn)}, ScratchAlignment);
+    const std::int64_t bytes = ScratchAlignment + fed + 2 * mixed + plan;
+    if (bytes > std::numeric_limits<std::int32_t>::max())
+        return false;
+    m_scratch.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(bytes)]);
+    if (!m_scratch)
+        return false;
+    const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(m_scratch.get());
+    unsigned char* at = m_scratch.get() + (ScratchAlignment - start % ScratchAlignment) % ScratchAlignment;
+    const auto take = [&at](std::int64_t size) {
+        unsigned char* const taken = at;
+        at += RoundedUp(size, ScratchAlignment);
+        return taken;
+    };
+    m_fed = take(fed);
+    m_mixed[0].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
+    m_mixed[1].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
+    unsigned char* const planAt = at;
+
+    const auto fits = [&] {
+        m_layout = layout;
+        at = planAt;
+        m_plan = {};
+        m_plan.pixelBytes = layout.pixelBytes;
+        if (!windows) {
+            if (layout.rowBytes < 8)
+                return false;
+            m_plan.columns = reinterpret_cast<PixelColumn*>(take(plan));
+            FillPixels(task, layout);
+            m_across = m_table.acrossPixels;
+            return true;
+        }
+        m_plan.base = reinterpret_cast<std::int32_t*>(take(bases));
+        m_plan.picks = take(picks);
+        m_plan.coarse = reinterpret_cast<std::int8_t*>(take(picks));
+        m_plan.fine = reinterpret_cast<std::int8_t*>(take(picks));
+        m_across = layout.halves ? m_table.acrossHalves : m_table.acrossWindows;
+        return layout.rowBytes >= (layout.halves ? HalfWindowBytes : WindowBytes) && FillWindows(task, layout);
+    };
+    if (fits())
+        return true;
+    if (layout.slotsPerPixel == 3) {
+        layout.slotsPerPixel = 4;
+        layout.storing = StoreThreeOfFour;
+        if (fits())
+            return true;
+    }
+    if (windows && m_feed == Feed::Source && layout.slotsPerPixel == 4) {
+        layout.halves = true;
+        if (fits())
+            return true;
+        layout.halves = false;
+    }
+    layout.sampled = true;
+    layout.rowBytes = sampledBytes;
+    return fits();
+}
+
+// The left sample of output pixel k in the row that the across stage reads.
+std::int64_t FastRows::OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const {
+    if (layout.sampled)
+        return std::int64_t{k} * 2 * layout.pixelBytes;
+    return std::int64_t{column.nOffset0} / std::max(m_source.nBitCount >> 3, 1) * layout.pixelBytes;
+}
+
+bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
+    const std::int64_t slots = std::int64_t{m_count} * layout.slotsPerPixel;
+    m_plan.windows = static_cast<int>(RoundedUp(slots, SlotsPerStep) / SlotsPerWindow);
+    std::int32_t* base = m_plan.base;
+    std::uint8_t* picks = m_plan.picks;
+    std::int8_t* coarse = m_plan.coarse;
+    std::int8_t* fine = m_plan.fine;
+    int pixel = 0;
+    int channel = 0;
+    for (int w = 0; w < m_plan.windows; ++w) {
+        std::int64_t start = 0;
+        int skipped = 0; // bytes of the window in front of its second half
+        for (int slot = 0; slot < SlotsPerWindow; ++slot, picks += 2, coarse += 2, fine += 2) {
+            if (slot == 0 || (layout.halves && slot == SlotsPerWindow / 2)) {
+                const int last = m_count - 1;
+                const std::int64_t first = OffsetOf(task.columns[std::min(pixel, last)], std::min(pixel, last), layout);
+                // The last windows move back into the row.
+                start = std::min(first, layout.rowBytes - (layout.halves ? HalfWindowBytes : WindowBytes));
+                skipped = slot == 0 ? 0 : HalfWindowBytes;
+                *base++ = static_cast<std::int32_t>(start);
+            }
+            picks[0] = picks[1] = 0x80;
+            coarse[0] = coarse[1] = fine[0] = fine[1] = 0;
+            if (pixel < m_count && channel < layout.pixelBytes) {
+                const _tagCOORDENTRY& column = task.columns[pixel];
+                const int fx = FractionOf(column);
+                const std::int64_t left = OffsetOf(column, pixel, layout) + channel - start + skipped;
+                const std::int64_t right = fx != 0 ? left + layout.pixelBytes : left;
+                if (right >= WindowBytes)
+                    return false;
+                picks[0] = static_cast<std::uint8_t>(left);
+                picks[1] = static_cast<std::uint8_t>(right);
+                coarse[0] = static_cast<std::int8_t>(64 - (fx >> 4));
+                coarse[1] = static_cast<std::int8_t>(fx >> 4);
+                fine[0] = static_cast<std::int8_t>(-(fx & 15));
+                fine[1] = static_cast<std::int8_t>(fx & 15);
+            }
+            if (++channel == layout.slotsPerPixel) {
+                channel = 0;
+                ++pixel;
+            }
+        }
+    }
+    return true;
+}
+
+void FastRows::FillPixels(const RowTask& task, const Layout& layout) {
+    m_plan.pixels = static_cast<int>(RoundedUp(m_count, SlotsPerStep / 4));
+    PixelColumn* planned = m_plan.columns;
+    for (int k = 0; k < m_plan.pixels; ++k, ++planned) {
+        *planned = {};
+        if (k >= m_count)
+            continue;
+        const int fx = FractionOf(task.columns[k]);
+        const std::int64_t left = OffsetOf(task.columns[k], k, layout);
+        // The last eight bytes move back into the row.
+        const std::int64_t offset = std::min<std::int64_t>(left, layout.rowBytes - 8);
+        planned->offset = static_cast<std::int32_t>(offset);
+        planned->shift = static_cast<std::int32_t>((left - offset) * 8);
+        planned->coarse[0] = static_cast<std::int16_t>(64 - (fx >> 4));
+        planned->coarse[1] = static_cast<std::int16_t>(fx >> 4);
+        planned->fine[0] = static_cast<std::int16_t>(-(fx & 15));
+        planned->fine[1] = static_cast<std::int16_t>(fx & 15);
+    }
+}
+
+} // namespace dibprep

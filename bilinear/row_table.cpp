@@ -1,0 +1,50 @@
+// The table of row stages for each tier: the scalar entries, overwritten by those of better tiers.
+#include "bilinear/row_table.h"
+#include "memory/unaligned.h"
+
+#include <array>
+
+namespace dibprep {
+namespace {
+
+void Colour(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out) {
+    for (int x = 0; x < count; ++x)
+        out[x] = colours[row[x]];
+}
+
+void Levels(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
+    for (int x = 0; x < count; ++x)
+        out[x] = levels[row[x]];
+}
+
+void Widen(const unsigned char* row, int count, std::uint32_t* out) {
+    for (int x = 0; x < count; ++x) {
+        const int word = LoadU16(row + x * 2);
+        out[x] = static_cast<std::uint32_t>(Widened5(word) | Widened5(word >> 5) << 8 | Widened5(word >> 10) << 16);
+    }
+}
+
+RowTable TableFor(Tier tier) {
+    RowTable table = {};
+    table.colour = Colour;
+    table.levels = Levels;
+    table.widen = Widen;
+    if (tier >= Tier::Sse2)
+        AddSse2Rows(table);
+    if (tier >= Tier::Ssse3)
+        AddSsse3Rows(table);
+    if (tier >= Tier::Avx2)
+        AddAvx2Rows(table);
+    return table;
+}
+
+} // namespace
+
+const RowTable& RowsFor(Tier tier) {
+    static const std::array<RowTable, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2), TableFor(Tier::Ssse3),
+                                                   TableFor(Tier::Avx2)};
+    static_assert(static_cast<std::size_t>(BestKnownTier) + 1 == std::tuple_size<decltype(tables)>::value);
+    return tables[static_cast<std::size_t>(tier)];
+}
+
+} // namespace dibprep

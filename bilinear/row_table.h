@@ -1,0 +1,113 @@
+// The fast form of the row kernels with 8-bit channels: the stages of which a row is made, and the
+// table of their best forms.
+//
+// The four weighted samples of a channel are mixed in two stages, nothing dropped between them:
+//     h = 1024 * s0 + fx * (s1 - s0)                   across one source row; at most 255 * 2^10
+//     v = ((1024 - fy) * h0 + fy * h1) >> 20           down, from two rows of h
+// which is the scalar kernels' sum, its terms in another order. What a source row gives across
+// depends on nothing else, so that it is kept while the row is needed.
+//
+// 18 bits of h fit no 16-bit lane. With fx = 16 * a + b, a at most 63 and b at most 15,
+//     h = 16 * p + q     p = (64 - a) * s0 + a * s1    0 to 64 * 255 = 16320
+//                        q = b * (s1 - s0)             within 15 * 255 = 3825 of 0
+// and all weights of samples are signed bytes, all p and q signed words. A mixed row holds q in the
+// low and p in the high half of a 32-bit word; the pair times the weights (w, 16 * w) is h * w in
+// one multiply-add. 16 * w is at most 16384, and the two products add up to v * 2^20 at most:
+// no sum leaves 31 bits.
+#pragma once
+
+#include "memory/x86/cpu_tier.h"
+
+#include <cstdint>
+
+namespace dibprep {
+
+// Eight neighbouring slots (channels of output pixels) of a mixed row take all their samples from
+// 16 bytes of the source row; or, where pixels lie far apart, each four from 8 bytes.
+constexpr int SlotsPerWindow = 8;
+constexpr int WindowBytes = 16;
+constexpr int HalfWindowBytes = WindowBytes / 2;
+// Windows are made in fours, 32 slots: what one step of the widest stage takes. Likewise pixels in
+// eights, of four slots each.
+constexpr int WindowsPerStep = 4;
+constexpr int SlotsPerStep = SlotsPerWindow * WindowsPerStep;
+
+// One output pixel for stages that cannot pick bytes from a window.
+struct PixelColumn {
+    std::int32_t offset;    // of 8 bytes that hold both samples
+    std::int32_t shift;     // bits of them in front of the left sample
+    std::int16_t coarse[2]; // 64 - a, a
+    std::int16_t fine[2];   // -b, b
+};
+
+// Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
+struct AcrossPlan {
+    int windows;          // windows, a multiple of four
+    std::int32_t* base;   // per window: its first byte in the row; or those of its two halves
+    std::uint8_t* picks;  // 16 per window: the two samples of each slot; 0x80: none
+    std::int8_t* coarse;  // 16 per window: 64 - a, a for each slot
+    std::int8_t* fine;    // 16 per window: -b, b for each slot
+    int pixels;           // pixels of four slots, a multiple of eight
+    PixelColumn* columns; // one per pixel
+    int pixelBytes;       // from the left to the right sample: 3 or 4
+};
+
+// From a source row to a mixed row. `ahead` is the address of a row that is needed soon; nothing is
+// read there.
+using AcrossKernel = void (*)(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
+                              std::uintptr_t ahead);
+
+// From two mixed rows to `bytes` bytes of output, and not one more.
+using DownKernel = void (*)(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
+                            std::int64_t bytes);
+
+// From `count` pixels to 32-bit pixels, by the colours of their indices or of five bits a channel;
+// or to one byte each.
+using ColourKernel = void (*)(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out);
+using LevelKernel = void (*)(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out);
+using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t* out);
+
+// A block of eight output pixels in a row of bytes that hold indices.
+struct FlatBlock {
+    std::int32_t start;  // of 17 bytes within the row
+    std::int32_t first;  // the block's first byte
+    std::uint32_t pairs; // those of the 17 that the next one must equal
+    std::int32_t begin;  // its first pixel in the row
+    std::int32_t end;    // and the one behind its last
+};
+
+// For each block the byte that all its bytes are, or -1. `ahead` as above.
+using FlatKernel = void (*)(const unsigned char* row, const FlatBlock* blocks, int count, std::int16_t* kinds,
+                            std::uintptr_t ahead);
+
+// How a mixed row becomes output bytes.
+enum Storing {
+    StoreAll,         // every slot is a byte
+    StoreThreeOfFour, // four slots are a pixel of three bytes
+    StoreThrice,      // one slot is a pixel of three equal bytes
+    StoringForms
+};
+
+struct RowTable {
+    AcrossKernel acrossWindows;    // null: the tier cannot pick bytes
+    AcrossKernel acrossHalves;     // the same for windows of two halves
+    AcrossKernel acrossPixels;     // null with acrossWindows: rows are made by the scalar kernels
+    DownKernel down[StoringForms]; // null: the tier has no such form
+    ColourKernel colour;
+    LevelKernel levels;
+    WidenKernel widen;
+    FlatKernel flat; // null: not looked for
+};
+
+// The table of a tier of this processor.
+const RowTable& RowsFor(Tier tier);
+
+// What each tier of x86 puts into the table.
+void AddSse2Rows(RowTable& table);
+void AddSsse3Rows(RowTable& table);
+void AddAvx2Rows(RowTable& table);
+
+// A channel of five bits in eight, truncated.
+constexpr int Widened5(int bits) { return (bits & 0x1F) * 255 / 31; }
+
+} // namespace dibprep

@@ -1,0 +1,82 @@
+// The row stages with SSSE3: one window, or 16 slots, at a time.
+#define DIBPREP_TIER __attribute__((target("ssse3")))
+#include "bilinear/x86/slots.h"
+
+#include <cstring>
+#include <immintrin.h>
+
+namespace dibprep {
+namespace {
+
+DIBPREP_TIER void AcrossWindows(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
+                                 std::uintptr_t ahead) {
+    for (int i = 0; i < plan.windows; ++i) {
+        const std::int32_t base = plan.base[i];
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base)), _MM_HINT_T0);
+        const __m128i samples = _mm_shuffle_epi8(Load(row + base), Load(plan.picks + i * 16));
+        const __m128i p = _mm_maddubs_epi16(samples, Load(plan.coarse + i * 16));
+        const __m128i q = _mm_maddubs_epi16(samples, Load(plan.fine + i * 16));
+        Store(mixed + i * 8, _mm_unpacklo_epi16(q, p));
+        Store(mixed + i * 8 + 4, _mm_unpackhi_epi16(q, p));
+    }
+}
+
+DIBPREP_TIER void AcrossHalves(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
+                               std::uintptr_t ahead) {
+    for (int i = 0; i < plan.windows; ++i) {
+        const std::int32_t* const base = plan.base + i * 2;
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[0])), _MM_HINT_T0);
+        const __m128i bytes = _mm_unpacklo_epi64(LoadEight(row + base[0]), LoadEight(row + base[1]));
+        const __m128i samples = _mm_shuffle_epi8(bytes, Load(plan.picks + i * 16));
+        const __m128i p = _mm_maddubs_epi16(samples, Load(plan.coarse + i * 16));
+        const __m128i q = _mm_maddubs_epi16(samples, Load(plan.fine + i * 16));
+        Store(mixed + i * 8, _mm_unpacklo_epi16(q, p));
+        Store(mixed + i * 8 + 4, _mm_unpackhi_epi16(q, p));
+    }
+}
+
+DIBPREP_TIER void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
+                                   std::int64_t bytes) {
+    const Weights weights = WeightsOf(fy);
+    const __m128i three = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    // The next pixels are stored over the four empty bytes.
+    for (; bytes >= 16; bytes -= 12, out += 12, upper += 16, lower += 16)
+        Store(out, _mm_shuffle_epi8(SixteenSlots(upper, lower, weights), three));
+    for (; bytes > 0; bytes -= 12, out += 12, upper += 16, lower += 16) {
+        unsigned char rest[16];
+        Store(rest, _mm_shuffle_epi8(SixteenSlots(upper, lower, weights), three));
+        std::memcpy(out, rest, static_cast<std::size_t>(bytes < 12 ? bytes : 12));
+    }
+}
+
+// 16 gray values as 48 bytes.
+DIBPREP_TIER inline void StoreGray(unsigned char* out, __m128i gray) {
+    Store(out, _mm_shuffle_epi8(gray, _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5)));
+    Store(out + 16, _mm_shuffle_epi8(gray, _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10)));
+    Store(out + 32,
+          _mm_shuffle_epi8(gray, _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)));
+}
+
+DIBPREP_TIER void DownThrice(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
+                              std::int64_t bytes) {
+    const Weights weights = WeightsOf(fy);
+    for (; bytes >= 48; bytes -= 48, out += 48, upper += 16, lower += 16)
+        StoreGray(out, SixteenSlots(upper, lower, weights));
+    if (bytes > 0) {
+        unsigned char rest[48];
+        StoreGray(rest, SixteenSlots(upper, lower, weights));
+        std::memcpy(out, rest, static_cast<std::size_t>(bytes));
+    }
+}
+
+} // namespace
+
+// Storing every slot needs no byte shuffle: the form of SSE2 stays.
+void AddSsse3Rows(RowTable& table) {
+    table.acrossWindows = AcrossWindows;
+    table.acrossHalves = AcrossHalves;
+    table.down[StoreThreeOfFour] = DownThreeOfFour;
+    table.down[StoreThrice] = DownThrice;
+}
+
+} // namespace dibprep
