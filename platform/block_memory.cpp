@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -20,6 +21,10 @@ constexpr std::size_t LargePage = std::size_t{2} << 20;
 // An end of this many bytes and more is worth a large page of its own; clearing one costs as much as
 // some fifty page faults.
 constexpr std::size_t WorthALargePage = std::size_t{256} << 10;
+
+// Behind the address of a block of no bytes. Its size, 0, is also what a layer answers that cannot
+// tell a size, so that a reader trusts the header there: it finds zeros.
+constexpr std::size_t SmallestMemory = 64;
 
 std::size_t RoundUp(std::size_t value, std::size_t unit) { return (value + unit - 1) / unit * unit; }
 
@@ -50,7 +55,7 @@ BlockMemory TakeMemory(std::size_t bytes) {
     if (bytes > PTRDIFF_MAX - 2 * LargePage)
         return {};
     if (bytes < MappedFrom)
-        return {static_cast<unsigned char*>(std::calloc(bytes ? bytes : 1, 1)), 0};
+        return {static_cast<unsigned char*>(std::calloc(std::max(bytes, SmallestMemory), 1)), 0};
 
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t unit = bytes % LargePage >= WorthALargePage ? LargePage : page;

@@ -132,6 +132,8 @@ int RunCommandLine(int argc, char** argv) {
     } catch (const CLI::CallForHelp&) {
         const Target* target = Chosen(targets);
         std::fputs((target ? CommandHelp(*target->command) : OverviewHelp()).c_str(), stdout);
+        if (std::fflush(stdout) != 0)
+            throw ToolError(ExitInputOutput, "The help text cannot be written to the standard output.");
         return ExitDone;
     } catch (const CLI::CallForVersion& version) {
         std::printf("%s\n", version.what());

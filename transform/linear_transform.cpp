@@ -48,7 +48,8 @@ CLinearTransformMem::CLinearTransformMem()
       kind(KindNone), destination(nullptr), outBitsOffset(0), outDpiX(0), outDpiY(0), outStride(0), outWidth(0),
       outHeight(0), outBitCount(0), outKind(KindNone) {}
 
-CLinearTransformMem::~CLinearTransformMem() = default;
+// A callback that throws passes CreateImage by: the scratch rows go here.
+CLinearTransformMem::~CLinearTransformMem() { CloseImage(mode); }
 
 unsigned int LinearTransformMain(unsigned short mode, const void* source, void* destination,
                                  int (*progress)(unsigned short), unsigned short dpi, int threshold) {

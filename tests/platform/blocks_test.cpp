@@ -61,6 +61,16 @@ TEST(HostBlocks, RecycledMemoryIsZeroAgain) {
     }
 }
 
+TEST(HostBlocks, BehindABlockOfNoBytesThereIsAHeaderOfZeros) {
+    // Its size, 0, also means that a size cannot be told: whoever trusts the header reads zeros.
+    void* const block = GlobalAlloc(66, 0);
+    const auto* bytes = static_cast<const unsigned char*>(GlobalLock(block));
+    for (int i = 0; i < 44; ++i)
+        EXPECT_EQ(bytes[i], 0);
+    GlobalUnlock(block);
+    GlobalFree(block);
+}
+
 TEST(HostBlocks, BlockOfNoBytesIsValidAndHasAnAddress) {
     void* const block = GlobalAlloc(66, 0);
     ASSERT_NE(block, nullptr);

@@ -185,6 +185,19 @@ TEST_F(Entry, StoppingAColourTableSourceGives1AndNoResultAndLeavesTheIntermediat
     EXPECT_EQ(Left(done), 1);
 }
 
+TEST_F(Entry, AThrowingCallbackLeavesOnlyTheResult) {
+    for (const Bytes& dib : {GrayDib(8, 8, 8), testdib::MakeDib(8, 8, 24, Ppm100, Ppm100)}) {
+        testhost::Reset();
+        source = testhost::MakeBlock(dib);
+        void* result = nullptr;
+        const auto refuse = [](unsigned short percent) -> int { return percent < 50 ? 1 : throw percent; };
+        EXPECT_THROW(ConvertResolution(source, &result, refuse, 100, 128), unsigned short);
+        EXPECT_EQ(testhost::LiveBlocks(), 2);
+        EXPECT_TRUE(testhost::IsLive(result));
+        EXPECT_EQ(testhost::OutstandingLocks(), 0);
+    }
+}
+
 TEST_F(Entry, NoResolutionIs11AndTheHeadersWereAllocatedInVain) {
     Done done = Convert(testdib::MakeDib(4, 4, 24, 0, Ppm100), 100);
     EXPECT_EQ(done.status, 11);
