@@ -2,6 +2,7 @@
 #include "dibprep/entries.h"
 #include "memory/locked_block.h"
 #include "transform/kinds.h"
+#include "transform/row_road.h"
 #include "transform/sampling.h"
 #include "transform/transfer_io.h"
 
@@ -116,25 +117,36 @@ void CLinearTransformMem::CloseImage(unsigned short) {
 }
 
 int CLinearTransformMem::CreateImage(unsigned short transferMode, int blackWhiteThreshold) {
-    threshold = blackWhiteThreshold;
-    if (!source || !destination)
-        return source ? DIBPREP_BAD_OUTPUT : DIBPREP_BAD_SOURCE;
-    int status = static_cast<int>(OpenImage(transferMode));
-    if (status == DIBPREP_OK && !MapColumns(*this))
+    return BuildImage(*this, transferMode, blackWhiteThreshold, RowRoad::LineBuilders);
+}
+
+int dibprep::BuildImage(CLinearTransformMem& engine, unsigned short transferMode, int blackWhiteThreshold,
+                        RowRoad road) {
+    engine.threshold = blackWhiteThreshold;
+    if (!engine.source || !engine.destination)
+        return engine.source ? DIBPREP_BAD_OUTPUT : DIBPREP_BAD_SOURCE;
+    int status = static_cast<int>(engine.OpenImage(transferMode));
+    if (status == DIBPREP_OK && !MapColumns(engine))
         status = DIBPREP_NO_MEMORY;
+    FastRows rows;
+    const bool fast = road == RowRoad::Fast && status == DIBPREP_OK && rows.Prepare(engine);
     int reported = NoPercentYet;
-    for (unsigned int y = 0; y < outHeight && status == DIBPREP_OK; ++y) {
-        status = ProduceRow(*this, y);
+    for (unsigned int y = 0; y < engine.outHeight && status == DIBPREP_OK; ++y) {
+        if (!fast || !rows.Build(engine, y))
+            status = ProduceRow(engine, y);
         if (status != DIBPREP_OK)
             break;
-        const int percent = std::min(static_cast<int>(y * 100 / outHeight), LastPercent);
+        const int percent = std::min(static_cast<int>(y * 100 / engine.outHeight), LastPercent);
         if (percent != reported) {
             reported = percent;
-            if (progress && progress(static_cast<unsigned short>(percent)) == 0)
-                status = DIBPREP_ABORTED;
+            if (engine.progress) {
+                if (engine.progress(static_cast<unsigned short>(percent)) == 0)
+                    status = DIBPREP_ABORTED;
+                rows.Forget();
+            }
         }
     }
-    CloseImage(transferMode);
+    engine.CloseImage(transferMode);
     return status;
 }
 

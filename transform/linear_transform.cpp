@@ -4,6 +4,7 @@
 #include "memory/header_fields.h"
 #include "memory/unaligned.h"
 #include "transform/kinds.h"
+#include "transform/row_road.h"
 #include "transform/sampling.h"
 #include "transform/size_rules.h"
 #include "transform/transfer_io.h"
@@ -59,33 +60,39 @@ unsigned int LinearTransformMain(unsigned short mode, const void* source, void* 
     CBufTransfer to(destination, DestinationType(mode), 1);
     engine.source = &from;
     engine.destination = &to;
-    return static_cast<unsigned int>(engine.LinearTransform(mode, progress, dpi, threshold));
+    return static_cast<unsigned int>(RunTransform(engine, mode, progress, dpi, threshold, RowRoad::Fast));
 }
 
 int CLinearTransformMem::LinearTransform(unsigned short transferMode, int (*callback)(unsigned short),
                                          unsigned short dpi, int blackWhiteThreshold) {
-    progress = callback;
-    mode = transferMode;
-    threshold = blackWhiteThreshold;
-    if (const int status = GetSourceImageInfo())
+    // Hosts see this object: its rows come from its own builders, with all their traces.
+    return RunTransform(*this, transferMode, callback, dpi, blackWhiteThreshold, RowRoad::LineBuilders);
+}
+
+int dibprep::RunTransform(CLinearTransformMem& engine, unsigned short transferMode, int (*callback)(unsigned short),
+                          unsigned short dpi, int blackWhiteThreshold, RowRoad road) {
+    engine.progress = callback;
+    engine.mode = transferMode;
+    engine.threshold = blackWhiteThreshold;
+    if (const int status = engine.GetSourceImageInfo())
         return status;
-    if (srcDpiX == 0 || srcDpiY == 0)
+    if (engine.srcDpiX == 0 || engine.srcDpiY == 0)
         return DIBPREP_NO_RESOLUTION;
 
-    outDpiX = outDpiY = dpi;
-    ratioX = static_cast<double>(dpi) / srcDpiX;
-    ratioY = static_cast<double>(dpi) / srcDpiY;
-    outWidth = OutputExtent(dpi, srcWidth, srcDpiX);
-    outHeight = OutputExtent(dpi, srcHeight, srcDpiY);
-    outBitCount = srcBitCount;
-    outKind = kind;
-    outStride = RowBytes(outBitCount, outWidth);
-    if (BuildsRows(kind) && !SourceRowsLieInside(*this))
+    engine.outDpiX = engine.outDpiY = dpi;
+    engine.ratioX = static_cast<double>(dpi) / engine.srcDpiX;
+    engine.ratioY = static_cast<double>(dpi) / engine.srcDpiY;
+    engine.outWidth = OutputExtent(dpi, engine.srcWidth, engine.srcDpiX);
+    engine.outHeight = OutputExtent(dpi, engine.srcHeight, engine.srcDpiY);
+    engine.outBitCount = engine.srcBitCount;
+    engine.outKind = engine.kind;
+    engine.outStride = RowBytes(engine.outBitCount, engine.outWidth);
+    if (BuildsRows(engine.kind) && !SourceRowsLieInside(engine))
         return DIBPREP_BAD_SOURCE;
 
-    if (const int status = CreateOutputData())
+    if (const int status = engine.CreateOutputData())
         return status;
-    return CreateImage(mode, threshold);
+    return BuildImage(engine, engine.mode, engine.threshold, road);
 }
 
 int CLinearTransformMem::GetSourceImageInfo() {

@@ -1,0 +1,248 @@
+// The fast road of 8-bit gray and 24-bit rows.
+//
+// Where all column fractions are multiples of 1/64, the horizontal results times 64 are integers up
+// to 255 * 64, and where the row's fraction is a multiple of 1/16384 as well, the whole pixel is one
+// below 2^28 over a power of two: every step of the doubles is exact then, and so are the integers.
+// Any other image takes the same steps in doubles, in the line builders' order. At the last column
+// or row both samples are the same, their difference is 0, and the weight does not matter.
+#include "transform/colour_rows.h"
+
+#include "memory/unaligned.h"
+#include "transform/kinds.h"
+#include "transform/short_fraction.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace dibprep {
+
+namespace {
+
+constexpr unsigned int ColumnBits = 6; // weights stay positive as signed bytes
+constexpr unsigned int RowBits = 14;   // and as signed words
+constexpr std::size_t GroupChannels = 8;
+constexpr std::size_t WindowBytes = 16;
+constexpr std::size_t LongestPeriod = 48; // groups
+
+std::size_t RoundUp(std::size_t value, std::size_t unit) { return (value + unit - 1) / unit * unit; }
+
+} // namespace
+
+bool ColourRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kernels) {
+    m_kernels = kernels;
+    m_perPixel = engine.kind == KindTrueColour ? 3 : 1;
+    m_pixels = engine.outWidth;
+    m_stride = engine.srcStride;
+    m_rowBytes = engine.srcWidth * m_perPixel;
+    m_palette = engine.sourcePalette;
+    // A window must fit into the row.
+    if (m_rowBytes < WindowBytes || engine.positions.size() != m_pixels || !ReadColumns(engine))
+        return false;
+    if (m_perPixel == 1) {
+        for (int level = 0; level < 256 && !m_mapped; ++level)
+            m_mapped = m_palette[level].rgbBlue != level;
+    }
+    m_plan.channels = m_pixels * m_perPixel;
+    m_plan.groups = (m_plan.channels + GroupChannels - 1) / GroupChannels;
+    TakeScratch();
+    if (!m_scratch.Open())
+        return false;
+    TakeScratch();
+    FillTables(engine);
+    return true;
+}
+
+// Looks at the columns: all in the row, with proper weights.
+bool ColourRows::ReadColumns(const CLinearTransformMem& engine) {
+    m_short = true;
+    m_plan.fractionBits = 0;
+    double known = -1; // neighbours often have the same fraction; most images have few
+    for (const CPosition& at : engine.positions) {
+        if (at.x1 >= engine.srcWidth || at.x0 > at.x1 || !(at.fraction >= 0 && at.fraction < 1))
+            return false;
+        if (!m_short || at.x0 == at.x1 || at.fraction == known)
+            continue;
+        known = at.fraction;
+        const unsigned int bits = ShortFractionBits(at.fraction, ColumnBits);
+        m_short = bits != NotShort;
+        if (m_short)
+            m_plan.fractionBits = std::max(m_plan.fractionBits, bits);
+    }
+    return true;
+}
+
+void ColourRows::TakeScratch() {
+    const std::size_t channels = RoundUp(m_plan.channels, 32);
+    const std::size_t groups = channels / GroupChannels;
+    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(groups);
+    m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(groups * WindowBytes);
+    m_plan.weights = m_weights = m_scratch.Take<std::uint8_t>(m_short ? groups * WindowBytes : 0);
+    m_plan.fractions = m_fractions = m_scratch.Take<double>(m_short ? 0 : channels);
+    m_firsts = m_scratch.Take<std::uint32_t>(m_pixels);
+    m_seconds = m_scratch.Take<std::uint32_t>(m_pixels);
+    m_pairs = m_scratch.Take<std::uint8_t>(channels * 2 + 8); // pixels are written with two bytes too many
+    m_levels = m_scratch.Take<std::uint8_t>(m_mapped ? m_rowBytes : 0);
+    for (KeptRow& kept : m_kept) {
+        if (m_short)
+            kept.words = m_scratch.Take<std::uint16_t>(channels);
+        else
+            kept.doubles = m_scratch.Take<double>(channels);
+    }
+}
+
+void ColourRows::FillTables(const CLinearTransformMem& engine) {
+    const double unit = static_cast<double>(1u << m_plan.fractionBits);
+    m_safePixels = 0;
+    for (std::size_t x = 0; x < m_pixels; ++x) {
+        const CPosition& at = engine.positions[x];
+        const bool weightless = at.x0 == at.x1 || at.fraction == 0;
+        m_firsts[x] = static_cast<std::uint32_t>(at.x0 * m_perPixel);
+        // A sample without weight may be any: its own neighbour keeps the windows small.
+        m_seconds[x] = weightless ? m_firsts[x] : static_cast<std::uint32_t>(at.x1 * m_perPixel);
+        if (m_seconds[x] + 4 <= m_rowBytes && m_safePixels == x)
+            m_safePixels = x + 1;
+        for (std::size_t i = x * m_perPixel; i < (x + 1) * m_perPixel; ++i) {
+            if (m_short) {
+                const auto weight = static_cast<std::uint8_t>(weightless ? 0 : static_cast<int>(at.fraction * unit));
+                m_weights[i * 2] = static_cast<std::uint8_t>((1u << m_plan.fractionBits) - weight);
+                m_weights[i * 2 + 1] = weight;
+            } else {
+                m_fractions[i] = at.fraction;
+            }
+        }
+    }
+    m_windows = m_kernels.shuffles && PutWindows();
+    if (!m_windows)
+        PutPairTables();
+    FindPeriod();
+}
+
+// The window of one group and the places of its samples in it. False if it would be too long.
+bool ColourRows::PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_t* shuffle) const {
+    const std::size_t begin = group * GroupChannels;
+    const std::size_t end = std::min(begin + GroupChannels, m_plan.channels);
+    std::uint32_t samples[GroupChannels * 2];
+    std::uint32_t lowest = ~0u;
+    std::uint32_t highest = 0;
+    for (std::size_t i = begin; i < end; ++i) {
+        const std::size_t x = i / m_perPixel;
+        const auto channel = static_cast<std::uint32_t>(i % m_perPixel);
+        samples[(i - begin) * 2] = m_firsts[x] + channel;
+        samples[(i - begin) * 2 + 1] = m_seconds[x] + channel;
+        lowest = std::min(lowest, m_firsts[x] + channel);
+        highest = std::max(highest, m_seconds[x] + channel);
+    }
+    // At the row's end the window moves back, so that it never leaves the row.
+    *offset = std::min(lowest, static_cast<std::uint32_t>(m_rowBytes - WindowBytes));
+    if (highest - *offset >= WindowBytes)
+        return false;
+    for (std::size_t i = 0; i < (end - begin) * 2; ++i)
+        shuffle[i] = static_cast<std::uint8_t>(samples[i] - *offset);
+    return true;
+}
+
+bool ColourRows::PutWindows() {
+    for (std::size_t group = 0; group < m_plan.groups; ++group) {
+        if (!PutWindow(group, m_offsets + group, m_shuffles + group * WindowBytes))
+            return false;
+    }
+    return true;
+}
+
+// The groups are pairs already and lie behind each other.
+void ColourRows::PutPairTables() {
+    for (std::size_t group = 0; group < m_plan.groups; ++group) {
+        m_offsets[group] = static_cast<std::uint32_t>(group * WindowBytes);
+        for (std::size_t i = 0; i < WindowBytes; ++i)
+            m_shuffles[group * WindowBytes + i] = static_cast<std::uint8_t>(i);
+    }
+}
+
+// The shortest even number of groups after which all tables repeat, some windows further on.
+void ColourRows::FindPeriod() {
+    const auto same = [&](const std::uint8_t* table, std::size_t a, std::size_t b) {
+        return std::memcmp(table + a * WindowBytes, table + b * WindowBytes, WindowBytes) == 0;
+    };
+    for (std::size_t period = 2; period <= LongestPeriod && period * 4 <= m_plan.groups; period += 2) {
+        const std::uint32_t step = m_offsets[period] - m_offsets[0];
+        std::size_t group = period;
+        while (group < m_plan.groups && m_offsets[group] - m_offsets[group - period] == step &&
+               same(m_shuffles, group, group - period) && (!m_short || same(m_weights, group, group - period)))
+            ++group;
+        if (group >= period * 4) {
+            m_plan.period = period;
+            m_plan.repeats = group / period;
+            m_plan.step = step;
+            return;
+        }
+    }
+}
+
+// The source row as the groups expect it.
+const std::uint8_t* ColourRows::PairsOf(const std::uint8_t* row) {
+    if (m_mapped) {
+        for (std::size_t i = 0; i < m_rowBytes; ++i)
+            m_levels[i] = m_palette[row[i]].rgbBlue;
+        row = m_levels;
+    }
+    if (m_windows)
+        return row;
+    if (m_perPixel == 1) {
+        for (std::size_t x = 0; x < m_pixels; ++x) {
+            m_pairs[2 * x] = row[m_firsts[x]];
+            m_pairs[2 * x + 1] = row[m_seconds[x]];
+        }
+        return m_pairs;
+    }
+    m_kernels.pairColours(row, m_firsts, m_seconds, m_safePixels, m_pairs);
+    for (std::size_t x = m_safePixels; x < m_pixels; ++x) {
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            m_pairs[6 * x + 2 * channel] = row[m_firsts[x] + channel];
+            m_pairs[6 * x + 2 * channel + 1] = row[m_seconds[x] + channel];
+        }
+    }
+    return m_pairs;
+}
+
+// The horizontal results of `row`, made unless they are kept; those of `needed` stay.
+const ColourRows::KeptRow& ColourRows::Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed) {
+    for (const KeptRow& kept : m_kept) {
+        if (kept.row == row)
+            return kept;
+    }
+    KeptRow& made = m_kept[m_kept[0].row == needed ? 1 : 0];
+    made.row = row;
+    const std::uint8_t* const pairs = PairsOf(source + row * m_stride);
+    if (m_short)
+        m_kernels.weigh(m_plan, pairs, made.words);
+    else
+        m_kernels.toDoubles(m_plan, pairs, made.doubles);
+    return made;
+}
+
+void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out) {
+    // Without a difference or a weight the second row adds nothing.
+    const bool alone = rows.first == rows.second || rows.fraction == 0;
+    const std::uint32_t second = alone ? rows.first : rows.second;
+    const KeptRow& top = Keep(source, rows.first, second);
+    const KeptRow& bottom = Keep(source, second, rows.first);
+    if (!m_short) {
+        m_kernels.mixDoubles(top.doubles, bottom.doubles, rows.fraction, out, m_plan.channels);
+        return;
+    }
+    if (alone) {
+        m_kernels.narrow(top.words, m_plan.fractionBits, out, m_plan.channels);
+        return;
+    }
+    const unsigned int bits = ShortFractionBits(rows.fraction, RowBits);
+    if (bits == NotShort) {
+        m_kernels.mixWordsInDoubles(top.words, bottom.words, rows.fraction, m_plan.fractionBits, out,
+                                    m_plan.channels);
+        return;
+    }
+    const auto weight = static_cast<unsigned int>(rows.fraction * static_cast<double>(1u << bits));
+    m_kernels.mixWords(top.words, bottom.words, {(1u << bits) - weight, weight, bits}, m_plan.fractionBits, out,
+                       m_plan.channels);
+}
+
+} // namespace dibprep

@@ -1,0 +1,68 @@
+// The fast road of 8-bit gray and 24-bit rows: horizontal results of the source rows are kept while
+// output rows need them, columns are mapped once per image.
+#pragma once
+
+#include "dibprep/transform.h"
+#include "transform/row_kernels.h"
+#include "transform/sampling.h"
+#include "transform/scratch.h"
+
+namespace dibprep {
+
+class ColourRows {
+public:
+    // False when this image is the line builders' work: too narrow, columns out of order, no memory.
+    bool Prepare(const CLinearTransformMem& engine, const RowKernels& kernels);
+
+    // Builds one output row from the source rows of `rows`, the first of which begins at `source`.
+    // The fraction of `rows` is at least 0 and below 1.
+    void Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out);
+
+    // Drops what is kept of source rows: their bytes may have changed.
+    void Forget() { m_kept[0].row = m_kept[1].row = NoRow; }
+
+private:
+    static constexpr std::uint32_t NoRow = ~0u;
+
+    // The horizontal results of one source row: words with short fractions, else doubles.
+    struct KeptRow {
+        std::uint32_t row = NoRow;
+        std::uint16_t* words = nullptr;
+        double* doubles = nullptr;
+    };
+
+    bool ReadColumns(const CLinearTransformMem& engine);
+    void TakeScratch();
+    void FillTables(const CLinearTransformMem& engine);
+    bool PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_t* shuffle) const;
+    bool PutWindows();
+    void PutPairTables();
+    void FindPeriod();
+    const std::uint8_t* PairsOf(const std::uint8_t* row);
+    const KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
+
+    RowKernels m_kernels;
+    Scratch m_scratch;
+    ColumnPlan m_plan;
+    KeptRow m_kept[2];
+    const tagRGBQUAD* m_palette = nullptr;
+    std::size_t m_stride = 0;
+    std::size_t m_rowBytes = 0; // of pixels
+    std::size_t m_pixels = 0;
+    std::size_t m_perPixel = 0; // channels
+    std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
+    bool m_short = false;       // all column fractions are short
+    bool m_windows = false;     // groups come from the row itself, not from pairs
+    bool m_mapped = false;      // gray levels differ from the indices
+
+    std::uint32_t* m_offsets = nullptr;
+    std::uint8_t* m_shuffles = nullptr;
+    std::uint8_t* m_weights = nullptr;
+    double* m_fractions = nullptr;
+    std::uint32_t* m_firsts = nullptr;  // a pixel: its left sample's byte
+    std::uint32_t* m_seconds = nullptr; // its right sample's
+    std::uint8_t* m_pairs = nullptr;
+    std::uint8_t* m_levels = nullptr;   // the row after the gray table
+};
+
+} // namespace dibprep

@@ -1,0 +1,115 @@
+// The scalar form of the row kernels, and the choice by tier.
+#include "transform/row_kernels.h"
+
+#include "memory/unaligned.h"
+#include "transform/sampling.h"
+
+namespace dibprep {
+
+namespace {
+
+// The pairs of a group lie side by side; the scalar form has no shuffle.
+void Weigh(const ColumnPlan& plan, const std::uint8_t* pairs, std::uint16_t* to) {
+    for (std::size_t i = 0; i < plan.channels; ++i) {
+        const int first = pairs[2 * i];
+        const int second = pairs[2 * i + 1];
+        const int weight = plan.weights[2 * i + 1];
+        to[i] = static_cast<std::uint16_t>(first * (1 << plan.fractionBits) + (second - first) * weight);
+    }
+}
+
+void ToDoubles(const ColumnPlan& plan, const std::uint8_t* pairs, double* to) {
+    for (std::size_t i = 0; i < plan.channels; ++i) {
+        const double first = pairs[2 * i];
+        const double second = pairs[2 * i + 1];
+        to[i] = first + (second - first) * plan.fractions[i];
+    }
+}
+
+void PairColours(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds,
+                 std::size_t pixels, std::uint8_t* pairs) {
+    for (std::size_t x = 0; x < pixels; ++x) {
+        for (int channel = 0; channel < 3; ++channel) {
+            *pairs++ = row[firsts[x] + channel];
+            *pairs++ = row[seconds[x] + channel];
+        }
+    }
+}
+
+void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        out[i] = static_cast<std::uint8_t>(from[i] >> shift);
+}
+
+void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+              unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        out[i] = static_cast<std::uint8_t>((row0[i] * weights.first + row1[i] * weights.second) >>
+                                           (fractionBits + weights.bits));
+}
+
+void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
+                       unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const double top = row0[i];
+        const double bottom = row1[i];
+        out[i] = static_cast<std::uint8_t>(Truncate(top + (bottom - top) * fraction) >> fractionBits);
+    }
+}
+
+void MixDoubles(const double* row0, const double* row1, double fraction, std::uint8_t* out, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        out[i] = static_cast<std::uint8_t>(Truncate(row0[i] + (row1[i] - row0[i]) * fraction));
+}
+
+void GatherBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first, std::uint8_t* second) {
+    for (std::size_t byte = 0; byte < plan.groups * 2; ++byte) {
+        unsigned int firstBits = 0;
+        unsigned int secondBits = 0;
+        for (std::size_t i = byte * 8; i < byte * 8 + 8; ++i) {
+            const unsigned int both = LoadU16(row + plan.bytes[i]);
+            firstBits |= static_cast<unsigned int>((both & plan.firstMasks[i]) != 0) << (i & 7);
+            secondBits |= static_cast<unsigned int>((both & plan.secondMasks[i]) != 0) << (i & 7);
+        }
+        first[byte] = static_cast<std::uint8_t>(firstBits);
+        second[byte] = static_cast<std::uint8_t>(secondBits);
+    }
+}
+
+void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
+                  std::uint8_t* to) {
+    for (std::size_t i = 0; i < bytes; ++i) {
+        unsigned int picked = 0;
+        for (unsigned int combination = 0; combination < 16; ++combination) {
+            unsigned int match = outcomes[combination * bytes + i];
+            for (unsigned int which = 0; which < 4; ++which)
+                match &= combination >> which & 1 ? samples[which][i] : ~static_cast<unsigned int>(samples[which][i]);
+            picked |= match;
+        }
+        to[i] = static_cast<std::uint8_t>(picked);
+    }
+}
+
+} // namespace
+
+RowKernels RowKernelsFor(Tier tier) {
+    RowKernels kernels;
+    kernels.weigh = Weigh;
+    kernels.toDoubles = ToDoubles;
+    kernels.pairColours = PairColours;
+    kernels.narrow = Narrow;
+    kernels.mixWords = MixWords;
+    kernels.mixWordsInDoubles = MixWordsInDoubles;
+    kernels.mixDoubles = MixDoubles;
+    kernels.gatherBits = GatherBits;
+    kernels.pickOutcomes = PickOutcomes;
+    if (tier >= Tier::Sse2)
+        AddSse2RowKernels(kernels);
+    if (tier >= Tier::Ssse3)
+        AddSsse3RowKernels(kernels);
+    if (tier >= Tier::Avx2)
+        AddAvx2RowKernels(kernels);
+    return kernels;
+}
+
+} // namespace dibprep

@@ -1,0 +1,98 @@
+// The steps of the fast row road, each as a function that an instruction set can have its own form
+// of. What they compute is defined by the line builders; here stand only the shapes of the data.
+#pragma once
+
+#include "memory/x86/cpu_tier.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace dibprep {
+
+// How the channels of an output row come from the bytes of a source row. A channel is one output
+// byte: a gray level, or one colour of a pixel. Eight channels form a group, which is made from one
+// window of 16 bytes: the shuffle brings the window's bytes into pairs (left sample, right sample).
+struct ColumnPlan {
+    std::size_t channels = 0;
+    std::size_t groups = 0;            // channels / 8, rounded up
+    unsigned int fractionBits = 0;     // weights are in units of 1 / 2^fractionBits
+    const std::uint32_t* offsets = nullptr; // a group: where its window begins
+    const std::uint8_t* shuffles = nullptr; // a group: 16 indices into the window
+    const std::uint8_t* weights = nullptr;  // a group: 8 pairs (2^fractionBits - k, k)
+    const double* fractions = nullptr;      // a channel: the weight of its right sample
+    // The first `period` groups stand for `repeats` times as many, whose windows advance by `step`
+    // bytes each time; what is left has entries of its own. Tables that repeat stay in the first cache.
+    std::size_t period = 0;
+    std::size_t repeats = 0;
+    std::size_t step = 0;
+};
+
+// How the bits of an output row come from a 1-bit source row, sixteen pixels to a group. Within
+// eight pixels the tables run backwards, so that gathered results have the first pixel on top.
+struct BitPlan {
+    std::size_t groups = 0;                    // pixels / 16, rounded up
+    const std::uint16_t* bytes = nullptr;      // a pixel: the byte of its left sample
+    const std::uint16_t* firstMasks = nullptr; // a pixel: its left sample in that byte and the next (low, high)
+    const std::uint16_t* secondMasks = nullptr; // likewise its right sample
+    const std::uint32_t* offsets = nullptr;    // a group: where its window of 16 bytes begins
+    const std::uint8_t* firstShuffles = nullptr;
+    const std::uint8_t* firstBits = nullptr;
+    const std::uint8_t* secondShuffles = nullptr;
+    const std::uint8_t* secondBits = nullptr;
+};
+
+// Weights of two rows, in units of 1 / (first + second), which is a power of two.
+struct RowWeights {
+    unsigned int first;
+    unsigned int second;
+    unsigned int bits; // its exponent, at most 14
+};
+
+// All rows of scratch may be read and written to the next multiple of 32 elements (bytes for bit
+// rows). `out` is a row of the destination: exactly `count` bytes of it are written.
+struct RowKernels {
+    // The tier that each of them has its form from.
+    Tier tier = Tier::Scalar;
+
+    // Whether weigh and toDoubles apply the shuffles; otherwise groups are pairs already.
+    bool shuffles = false;
+    // Horizontal results times 2^fractionBits, at most 255 * 64. Exact.
+    void (*weigh)(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) = nullptr;
+    // Horizontal results in the line builders' own arithmetic.
+    void (*toDoubles)(const ColumnPlan& plan, const std::uint8_t* bytes, double* to) = nullptr;
+    // Pairs of three channels: four bytes are read at 3 * first and at 3 * second, and eight written.
+    void (*pairColours)(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds,
+                        std::size_t pixels, std::uint8_t* pairs) = nullptr;
+
+    // One weighed row: from >> shift.
+    void (*narrow)(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) = nullptr;
+    // Two weighed rows of `fractionBits`, exactly.
+    void (*mixWords)(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+                     unsigned int fractionBits, std::uint8_t* out, std::size_t count) = nullptr;
+    // Two weighed rows with a vertical fraction that is no short binary one: doubles.
+    void (*mixWordsInDoubles)(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
+                              unsigned int fractionBits, std::uint8_t* out, std::size_t count) = nullptr;
+    void (*mixDoubles)(const double* row0, const double* row1, double fraction, std::uint8_t* out,
+                       std::size_t count) = nullptr;
+
+    // The left and the right sample of every pixel as rows of bits: from bytes and masks, or from the
+    // windows, where the tier has a shuffle. A row may be read to one byte behind its last.
+    void (*gatherBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
+                       std::uint8_t* second) = nullptr;
+    void (*shuffleBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
+                        std::uint8_t* second) = nullptr;
+    // Sixteen rows of outcomes, one for every combination of samples (left and right of the first
+    // row, left and right of the second: bits 0 to 3): picks each pixel's.
+    void (*pickOutcomes)(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
+                         std::uint8_t* to) = nullptr;
+};
+
+// The best form of every kernel up to `tier`. A processor below `tier` must not run them.
+RowKernels RowKernelsFor(Tier tier);
+
+// Each overwrites the entries that its instruction set does better.
+void AddSse2RowKernels(RowKernels& kernels);
+void AddSsse3RowKernels(RowKernels& kernels);
+void AddAvx2RowKernels(RowKernels& kernels);
+
+} // namespace dibprep

@@ -1,0 +1,72 @@
+// Which images take the fast road, and its step from one row to the next.
+#include "transform/row_road.h"
+
+#include "transform/kinds.h"
+#include "transform/transfer_io.h"
+
+#include <xmmintrin.h>
+
+namespace dibprep {
+
+namespace {
+
+constexpr std::size_t CacheLine = 64;
+
+const std::uint8_t* FirstSourceRow(const CLinearTransformMem& engine) {
+    return engine.source->data + engine.srcBitsOffset;
+}
+
+// Whether rows are read where others are written.
+bool RowsOverlap(const CLinearTransformMem& engine) {
+    const auto from = reinterpret_cast<std::uintptr_t>(FirstSourceRow(engine));
+    const auto to = reinterpret_cast<std::uintptr_t>(engine.destination->data) + engine.outBitsOffset;
+    const std::uint64_t fromEnd = from + std::uint64_t{engine.srcHeight} * engine.srcStride;
+    const std::uint64_t toEnd = to + std::uint64_t{engine.outHeight} * engine.outStride;
+    return from < toEnd && to < fromEnd;
+}
+
+} // namespace
+
+bool FastRows::Prepare(const CLinearTransformMem& engine) {
+    if (CurrentTier() == Tier::Scalar || IsFile(*engine.source) || IsFile(*engine.destination) ||
+        engine.srcHeight == 0 || engine.outHeight == 0 || RowsOverlap(engine))
+        return false;
+    const RowKernels kernels = RowKernelsFor(CurrentTier());
+    if (engine.kind == KindBlackWhite && m_mono.Prepare(engine, kernels))
+        m_form = Form::Mono;
+    else if ((engine.kind == KindGray8 || engine.kind == KindTrueColour) && m_colour.Prepare(engine, kernels))
+        m_form = Form::Colour;
+    return m_form != Form::None;
+}
+
+// The rows of a page are far apart for the processor's own prefetching, and short.
+void FastRows::Prefetch(const CLinearTransformMem& engine, unsigned int y) const {
+    if (y >= engine.outHeight)
+        return;
+    const SamplePair rows = PairAt(y, engine.ratioY, engine.srcHeight);
+    const std::uint8_t* const row = FirstSourceRow(engine) + std::size_t{rows.second} * engine.srcStride;
+    for (std::size_t i = 0; i < engine.srcStride; i += CacheLine)
+        _mm_prefetch(reinterpret_cast<const char*>(row + i), _MM_HINT_T0);
+}
+
+bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
+    const SamplePair rows = PairAt(y, engine.ratioY, engine.srcHeight);
+    if (rows.second >= engine.srcHeight || !(rows.fraction >= 0 && rows.fraction < 1))
+        return false;
+    const std::uint8_t* const source = FirstSourceRow(engine);
+    std::uint8_t* const out = engine.destination->data + engine.outBitsOffset + std::size_t{y} * engine.outStride;
+    if (m_form == Form::Mono) {
+        m_mono.Build(source, rows, out);
+    } else {
+        Prefetch(engine, y + 1);
+        m_colour.Build(source, rows, out);
+    }
+    return true;
+}
+
+void FastRows::Forget() {
+    m_colour.Forget();
+    m_mono.Forget();
+}
+
+} // namespace dibprep

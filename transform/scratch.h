@@ -1,0 +1,40 @@
+// Scratch memory of the fast row road: one C++ allocation, shared out in parts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+
+namespace dibprep {
+
+// Used twice: the parts are taken once without memory, which only adds them up, then, after Open,
+// again with it.
+class Scratch {
+public:
+    // Zero-filled room for all that was taken so far. False when there is none.
+    bool Open() {
+        m_bytes.reset(new (std::nothrow) std::uint8_t[m_used + Alignment]());
+        m_used = 0;
+        return m_bytes != nullptr;
+    }
+
+    // Null before Open.
+    template <typename T>
+    T* Take(std::size_t count) {
+        const std::size_t at = m_used;
+        m_used += (count * sizeof(T) + Alignment - 1) / Alignment * Alignment;
+        if (!m_bytes)
+            return nullptr;
+        const auto base = reinterpret_cast<std::uintptr_t>(m_bytes.get());
+        return reinterpret_cast<T*>(m_bytes.get() + (Alignment - base % Alignment) % Alignment + at);
+    }
+
+private:
+    static constexpr std::size_t Alignment = 64; // a cache line
+
+    std::unique_ptr<std::uint8_t[]> m_bytes;
+    std::size_t m_used = 0;
+};
+
+} // namespace dibprep

@@ -1,0 +1,281 @@
+// The row kernels for AVX2: two groups of channels, or two windows of bits, in a register.
+#include "transform/row_kernels.h"
+
+#include "memory/unaligned.h"
+
+#include <cstring>
+#include <immintrin.h>
+
+namespace dibprep {
+
+namespace {
+
+#define DIBPREP_AVX2 __attribute__((target("avx2")))
+
+DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+
+DIBPREP_AVX2 inline __m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
+
+DIBPREP_AVX2 inline void Store(void* to, __m256i value) { _mm256_storeu_si256(static_cast<__m256i*>(to), value); }
+
+DIBPREP_AVX2 inline __m256i LoadTwo(const void* low, const void* high) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(low)), LoadHalf(high), 1);
+}
+
+// Stores the first `count` of 32 bytes.
+DIBPREP_AVX2 inline void StorePart(std::uint8_t* to, __m256i value, std::size_t count) {
+    if (count >= 32) {
+        Store(to, value);
+        return;
+    }
+    std::uint8_t whole[32];
+    Store(whole, value);
+    std::memcpy(to, whole, count);
+}
+
+// The words of two registers, at most 255, as bytes in their order.
+DIBPREP_AVX2 inline __m256i PackWords(__m256i low, __m256i high) {
+    return _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), 0xD8);
+}
+
+DIBPREP_AVX2 inline __m256i PairsOfTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table) {
+    return _mm256_shuffle_epi8(LoadTwo(bytes + plan.offsets[table], bytes + plan.offsets[table + 1]),
+                               Load(plan.shuffles + table * 16));
+}
+
+DIBPREP_AVX2 inline __m128i PairsOfGroup(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table) {
+    return _mm_shuffle_epi8(LoadHalf(bytes + plan.offsets[table]), LoadHalf(plan.shuffles + table * 16));
+}
+
+DIBPREP_AVX2 inline void WeighTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
+                                        std::uint16_t* to) {
+    Store(to, _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes, table), Load(plan.weights + table * 16)));
+}
+
+// The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate. The
+// period is even.
+DIBPREP_AVX2 void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
+    const std::uint8_t* window = bytes;
+    for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
+        for (std::size_t table = 0; table < plan.period; table += 2, to += 16)
+            WeighTwoGroups(plan, window, table, to);
+    }
+    std::size_t table = plan.period * plan.repeats;
+    for (; table + 1 < plan.groups; table += 2, to += 16)
+        WeighTwoGroups(plan, bytes, table, to);
+    if (table < plan.groups) {
+        const __m128i weights = LoadHalf(plan.weights + table * 16);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
+                         _mm_maddubs_epi16(PairsOfGroup(plan, bytes, table), weights));
+    }
+}
+
+// Four channels: first + difference * fraction.
+DIBPREP_AVX2 inline void StoreFour(double* to, __m128i first, __m128i difference, const double* fractions) {
+    const __m256d product = _mm256_mul_pd(_mm256_cvtepi32_pd(difference), _mm256_loadu_pd(fractions));
+    _mm256_storeu_pd(to, _mm256_add_pd(_mm256_cvtepi32_pd(first), product));
+}
+
+DIBPREP_AVX2 inline void GroupToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
+                                        std::size_t channel, double* to) {
+    const __m128i pairs = PairsOfGroup(plan, bytes, table);
+    const __m128i first = _mm_and_si128(pairs, _mm_set1_epi16(0xFF));
+    const __m128i difference = _mm_sub_epi16(_mm_srli_epi16(pairs, 8), first);
+    const __m256i firsts = _mm256_cvtepi16_epi32(first);
+    const __m256i differences = _mm256_cvtepi16_epi32(difference);
+    StoreFour(to + channel, _mm256_castsi256_si128(firsts), _mm256_castsi256_si128(differences),
+              plan.fractions + channel);
+    StoreFour(to + channel + 4, _mm256_extracti128_si256(firsts, 1), _mm256_extracti128_si256(differences, 1),
+              plan.fractions + channel + 4);
+}
+
+DIBPREP_AVX2 void ToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, double* to) {
+    const std::uint8_t* window = bytes;
+    std::size_t channel = 0;
+    for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
+        for (std::size_t table = 0; table < plan.period; ++table, channel += 8)
+            GroupToDoubles(plan, window, table, channel, to);
+    }
+    for (std::size_t table = plan.period * plan.repeats; table < plan.groups; ++table, channel += 8)
+        GroupToDoubles(plan, bytes, table, channel, to);
+}
+
+DIBPREP_AVX2 void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
+    const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(shift));
+    for (std::size_t i = 0; i < count; i += 32)
+        StorePart(out + i,
+                  PackWords(_mm256_srl_epi16(Load(from + i), bits), _mm256_srl_epi16(Load(from + i + 16), bits)),
+                  count - i);
+}
+
+DIBPREP_AVX2 void MixEvenly(const std::uint16_t* row0, const std::uint16_t* row1, __m128i shift, std::uint8_t* out,
+                            std::size_t count) {
+    for (std::size_t i = 0; i < count; i += 32) {
+        const __m256i low = _mm256_add_epi16(Load(row0 + i), Load(row1 + i));
+        const __m256i high = _mm256_add_epi16(Load(row0 + i + 16), Load(row1 + i + 16));
+        StorePart(out + i, PackWords(_mm256_srl_epi16(low, shift), _mm256_srl_epi16(high, shift)), count - i);
+    }
+}
+
+// All bits together are at most 8: the sum is at most 255 * 256, and words hold it.
+DIBPREP_AVX2 void MixInWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+                             __m128i shift, std::uint8_t* out, std::size_t count) {
+    const __m256i weight0 = _mm256_set1_epi16(static_cast<short>(weights.first));
+    const __m256i weight1 = _mm256_set1_epi16(static_cast<short>(weights.second));
+    for (std::size_t i = 0; i < count; i += 32) {
+        const __m256i low = _mm256_add_epi16(_mm256_mullo_epi16(Load(row0 + i), weight0),
+                                             _mm256_mullo_epi16(Load(row1 + i), weight1));
+        const __m256i high = _mm256_add_epi16(_mm256_mullo_epi16(Load(row0 + i + 16), weight0),
+                                              _mm256_mullo_epi16(Load(row1 + i + 16), weight1));
+        StorePart(out + i, PackWords(_mm256_srl_epi16(low, shift), _mm256_srl_epi16(high, shift)), count - i);
+    }
+}
+
+// Sixteen channels as words 0 to 255.
+DIBPREP_AVX2 inline __m256i MixSixteen(const std::uint16_t* row0, const std::uint16_t* row1, __m256i weights,
+                                       __m128i shift) {
+    const __m256i top = Load(row0);
+    const __m256i bottom = Load(row1);
+    const __m256i low = _mm256_madd_epi16(_mm256_unpacklo_epi16(top, bottom), weights);
+    const __m256i high = _mm256_madd_epi16(_mm256_unpackhi_epi16(top, bottom), weights);
+    return _mm256_packs_epi32(_mm256_srl_epi32(low, shift), _mm256_srl_epi32(high, shift));
+}
+
+// With more bits doublewords hold the sum: rows of at most 255 * 2^6 and weights of at most 2^14
+// stay below 2^28, and both factors are positive as signed words.
+DIBPREP_AVX2 void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+                           unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
+    const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(fractionBits + weights.bits));
+    if (weights.first == 1 && weights.second == 1) {
+        MixEvenly(row0, row1, shift, out, count);
+        return;
+    }
+    if (fractionBits + weights.bits <= 8) {
+        MixInWords(row0, row1, weights, shift, out, count);
+        return;
+    }
+    const __m256i both = _mm256_set1_epi32(static_cast<int>(weights.first | weights.second << 16));
+    for (std::size_t i = 0; i < count; i += 32)
+        StorePart(out + i,
+                  PackWords(MixSixteen(row0 + i, row1 + i, both, shift),
+                            MixSixteen(row0 + i + 16, row1 + i + 16, both, shift)),
+                  count - i);
+}
+
+DIBPREP_AVX2 inline __m128i MixFour(__m256d top, __m256d bottom, __m256d fraction) {
+    return _mm256_cvttpd_epi32(_mm256_add_pd(top, _mm256_mul_pd(_mm256_sub_pd(bottom, top), fraction)));
+}
+
+DIBPREP_AVX2 inline __m256i WidenEight(const std::uint16_t* from) { return _mm256_cvtepu16_epi32(LoadHalf(from)); }
+
+// Eight channels as words.
+DIBPREP_AVX2 inline __m128i MixEightWords(const std::uint16_t* row0, const std::uint16_t* row1, __m256d fraction,
+                                          __m128i shift) {
+    const __m256i top = WidenEight(row0);
+    const __m256i bottom = WidenEight(row1);
+    const __m128i low = MixFour(_mm256_cvtepi32_pd(_mm256_castsi256_si128(top)),
+                                _mm256_cvtepi32_pd(_mm256_castsi256_si128(bottom)), fraction);
+    const __m128i high = MixFour(_mm256_cvtepi32_pd(_mm256_extracti128_si256(top, 1)),
+                                 _mm256_cvtepi32_pd(_mm256_extracti128_si256(bottom, 1)), fraction);
+    return _mm_packs_epi32(_mm_srl_epi32(low, shift), _mm_srl_epi32(high, shift));
+}
+
+DIBPREP_AVX2 inline __m256i Join(__m128i low, __m128i high) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+}
+
+// The rows are the results times a power of two, so that the sum rounds as it would without it.
+DIBPREP_AVX2 void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
+                                    unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
+    const __m256d weight = _mm256_set1_pd(fraction);
+    const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(fractionBits));
+    for (std::size_t i = 0; i < count; i += 32) {
+        __m128i bytes[2];
+        for (std::size_t half = 0; half < 2; ++half) {
+            const std::size_t at = i + half * 16;
+            bytes[half] = _mm_packus_epi16(MixEightWords(row0 + at, row1 + at, weight, shift),
+                                           MixEightWords(row0 + at + 8, row1 + at + 8, weight, shift));
+        }
+        StorePart(out + i, Join(bytes[0], bytes[1]), count - i);
+    }
+}
+
+DIBPREP_AVX2 inline __m128i MixEightDoubles(const double* row0, const double* row1, __m256d fraction) {
+    return _mm_packs_epi32(MixFour(_mm256_loadu_pd(row0), _mm256_loadu_pd(row1), fraction),
+                           MixFour(_mm256_loadu_pd(row0 + 4), _mm256_loadu_pd(row1 + 4), fraction));
+}
+
+DIBPREP_AVX2 void MixDoubles(const double* row0, const double* row1, double fraction, std::uint8_t* out,
+                             std::size_t count) {
+    const __m256d weight = _mm256_set1_pd(fraction);
+    for (std::size_t i = 0; i < count; i += 32) {
+        __m128i bytes[2];
+        for (std::size_t half = 0; half < 2; ++half) {
+            const std::size_t at = i + half * 16;
+            bytes[half] = _mm_packus_epi16(MixEightDoubles(row0 + at, row1 + at, weight),
+                                           MixEightDoubles(row0 + at + 8, row1 + at + 8, weight));
+        }
+        StorePart(out + i, Join(bytes[0], bytes[1]), count - i);
+    }
+}
+
+DIBPREP_AVX2 inline std::uint32_t TestBits(__m256i windows, const std::uint8_t* shuffle, const std::uint8_t* bits) {
+    const __m256i wanted = Load(bits);
+    const __m256i found = _mm256_and_si256(_mm256_shuffle_epi8(windows, Load(shuffle)), wanted);
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(found, wanted)));
+}
+
+// Bit rows have room to the next 32 bytes; the tables have an even number of groups.
+DIBPREP_AVX2 void ShuffleBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
+                             std::uint8_t* second) {
+    for (std::size_t group = 0; group < plan.groups; group += 2) {
+        const __m256i windows = LoadTwo(row + plan.offsets[group], row + plan.offsets[group + 1]);
+        const std::size_t at = group * 16;
+        StoreU32(first + group * 2, TestBits(windows, plan.firstShuffles + at, plan.firstBits + at));
+        StoreU32(second + group * 2, TestBits(windows, plan.secondShuffles + at, plan.secondBits + at));
+    }
+}
+
+DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
+                               std::uint8_t* to) {
+    for (std::size_t i = 0; i < bytes; i += 32) {
+        const __m256i left0 = Load(samples[0] + i);
+        const __m256i right0 = Load(samples[1] + i);
+        const __m256i left1 = Load(samples[2] + i);
+        const __m256i right1 = Load(samples[3] + i);
+        const auto outcome = [&](std::size_t combination) { return outcomes + combination * bytes + i; };
+        const __m256i all = _mm256_cmpeq_epi8(left0, left0);
+        const __m256i upper[] = {
+            _mm256_andnot_si256(_mm256_or_si256(left0, right0), all), _mm256_andnot_si256(right0, left0),
+            _mm256_andnot_si256(left0, right0), _mm256_and_si256(left0, right0)};
+        const __m256i lower[] = {
+            _mm256_andnot_si256(_mm256_or_si256(left1, right1), all), _mm256_andnot_si256(right1, left1),
+            _mm256_andnot_si256(left1, right1), _mm256_and_si256(left1, right1)};
+        __m256i picked = _mm256_setzero_si256();
+        for (std::size_t below = 0; below < 4; ++below) {
+            __m256i any = _mm256_and_si256(upper[0], Load(outcome(below * 4)));
+            for (std::size_t above = 1; above < 4; ++above)
+                any = _mm256_or_si256(any, _mm256_and_si256(upper[above], Load(outcome(below * 4 + above))));
+            picked = _mm256_or_si256(picked, _mm256_and_si256(any, lower[below]));
+        }
+        Store(to + i, picked);
+    }
+}
+
+} // namespace
+
+void AddAvx2RowKernels(RowKernels& kernels) {
+    kernels.tier = Tier::Avx2;
+    kernels.weigh = Weigh;
+    kernels.toDoubles = ToDoubles;
+    kernels.narrow = Narrow;
+    kernels.mixWords = MixWords;
+    kernels.mixWordsInDoubles = MixWordsInDoubles;
+    kernels.mixDoubles = MixDoubles;
+    kernels.shuffleBits = ShuffleBits;
+    kernels.pickOutcomes = PickOutcomes;
+}
+
+} // namespace dibprep
