@@ -36,6 +36,7 @@ bool FastRows::Prepare(const CLinearTransformMem& engine) {
         m_form = Form::Mono;
     else if ((engine.kind == KindGray8 || engine.kind == KindTrueColour) && m_colour.Prepare(engine, kernels))
         m_form = Form::Colour;
+    m_tier = kernels.tier;
     return m_form != Form::None;
 }
 

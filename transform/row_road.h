@@ -32,12 +32,16 @@ public:
     // To be called whenever foreign code ran: it may have written into the source.
     void Forget();
 
+    // The best tier among the kernels that build the rows.
+    Tier KernelTier() const { return m_tier; }
+
 private:
     enum class Form { None, Colour, Mono };
 
     void Prefetch(const CLinearTransformMem& engine, unsigned int y) const;
 
     Form m_form = Form::None;
+    Tier m_tier = Tier::Scalar;
     ColourRows m_colour;
     MonoRows m_mono;
 };

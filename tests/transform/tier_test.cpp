@@ -1,0 +1,207 @@
+// The fast road at every tier against the line builders, byte by byte.
+#include "tests/transform/tier_support.h"
+
+#include "dibprep/host.h"
+#include "tests/support/dib_builder.h"
+#include "tests/support/test_host.h"
+
+#include <gtest/gtest.h>
+
+using dibprep::NameOf;
+using dibprep::Tier;
+using namespace tiertest;
+
+namespace {
+
+class TransformTier : public testing::TestWithParam<Tier> {
+protected:
+    void SetUp() override {
+        if (dibprep::ProcessorTier() < GetParam())
+            GTEST_SKIP() << "this processor has no " << NameOf(GetParam());
+        testhost::Reset();
+    }
+    void Compare(const Page& page, int dpi, int threshold = 128, std::uint32_t start = 1) {
+        const Call call{MakePage(page, start), dpi, threshold};
+        EXPECT_EQ("", CompareRows(call, GetParam()))
+            << page.bits << " bits, " << page.width << " x " << page.height << ", " << page.dpiX << " and "
+            << page.dpiY << " to " << dpi << ", threshold " << threshold << ", start " << start;
+    }
+};
+
+struct Resolutions {
+    int from;
+    int to;
+};
+
+constexpr Resolutions CommonResolutions[] = {{300, 200}, {600, 300}, {200, 400}, {300, 600}, {400, 300},
+                                             {200, 300}, {300, 204}, {600, 200}, {300, 400}, {300, 300},
+                                             {96, 300},  {300, 96},  {240, 256}, {200, 256}};
+
+std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return NameOf(tier.param); }
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Every, TransformTier, testing::Values(Tier::Sse2, Tier::Ssse3, Tier::Avx2), NameOfParameter);
+
+// A narrower row than a vector load is the line builders' work.
+TEST_P(TransformTier, EveryWidthAroundTheVectorLengthsInColour) {
+    for (int width = 6; width <= 75; ++width) {
+        for (const Resolutions& at : {CommonResolutions[0], CommonResolutions[2], CommonResolutions[4]})
+            Compare({24, width, 5, at.from, at.from}, at.to);
+    }
+}
+
+TEST_P(TransformTier, EveryWidthAroundTheVectorLengthsInGray) {
+    for (int width = 16; width <= 110; ++width) {
+        for (const Resolutions& at : {CommonResolutions[0], CommonResolutions[2], CommonResolutions[4]})
+            Compare({8, width, 5, at.from, at.from}, at.to);
+    }
+}
+
+TEST_P(TransformTier, EveryWidthAroundTheVectorLengthsInOneBit) {
+    for (int width = 3; width <= 530; width += width < 70 ? 1 : 7) {
+        for (const Resolutions& at : {CommonResolutions[0], CommonResolutions[2], CommonResolutions[4]})
+            Compare({1, width, 5, at.from, at.from}, at.to);
+    }
+}
+
+TEST_P(TransformTier, CommonResolutionsAndPictures) {
+    for (const Resolutions& at : CommonResolutions) {
+        for (const Picture picture :
+             {Picture::Random, Picture::FewLevels, Picture::Flat, Picture::White, Picture::Black, Picture::Stripes}) {
+            Compare({24, 75, 24, at.from, at.from, picture}, at.to);
+            Compare({8, 131, 24, at.from, at.from, picture}, at.to);
+            Compare({1, 611, 24, at.from, at.from, picture}, at.to);
+        }
+    }
+}
+
+TEST_P(TransformTier, RandomResolutions) {
+    testdib::Random random(7);
+    for (std::uint32_t round = 0; round < 60; ++round) {
+        const int dpi = random.Range(40, 900);
+        const int dpiX = random.Range(dpi / 6 + 1, dpi * 4);
+        const int dpiY = random.Range(dpi / 6 + 1, dpi * 4);
+        const auto picture = static_cast<Picture>(random.Range(0, 2));
+        const bool twist = random.OneIn(2);
+        Compare({24, random.Range(20, 90), random.Range(4, 16), dpiX, dpiY, picture}, dpi, 128, round);
+        Compare({8, random.Range(20, 150), random.Range(4, 16), dpiX, dpiY, picture, twist}, dpi, 128, round);
+        Compare({1, random.Range(20, 900), random.Range(4, 16), dpiX, dpiY, picture, false, twist}, dpi,
+                random.Range(1, 255), round);
+    }
+}
+
+// Differences that the column's and row's thirds divide: the result is a whole number but for the
+// rounding of the doubles, which decides between it and the one below.
+TEST_P(TransformTier, ResultsNextToWholeNumbersRoundAsTheDoublesDo) {
+    for (std::uint32_t start = 0; start < 4; ++start) {
+        Compare({24, 150, 40, 400, 400, Picture::FewLevels}, 300, 128, start);
+        Compare({24, 100, 30, 200, 200, Picture::FewLevels}, 300, 128, start);
+        Compare({8, 300, 40, 400, 300, Picture::FewLevels}, 300, 128, start);
+        Compare({8, 300, 40, 300, 700, Picture::FewLevels}, 210, 128, start);
+        Compare({8, 300, 40, 300, 400, Picture::FewLevels}, 200, 128, start);
+    }
+}
+
+// Each axis by itself may have short binary fractions.
+TEST_P(TransformTier, AxesOfDifferentResolution) {
+    for (const int bits : {1, 8, 24}) {
+        Compare({bits, 120, 40, 300, 400, Picture::Random}, 200);
+        Compare({bits, 120, 40, 300, 450, Picture::Random}, 200);
+        Compare({bits, 120, 40, 450, 300, Picture::Random}, 200);
+        Compare({bits, 120, 40, 300, 307, Picture::Random}, 256);
+        Compare({bits, 120, 40, 300, 600, Picture::Random}, 4096);
+    }
+}
+
+TEST_P(TransformTier, ExtremeRatios) {
+    Compare({24, 3000, 60, 3000, 3000}, 200);
+    Compare({8, 6000, 60, 3000, 3000}, 100);
+    Compare({1, 9000, 60, 3000, 3000}, 100);
+    Compare({24, 8, 4, 72, 72}, 3600);
+    Compare({8, 20, 4, 72, 72}, 3600);
+    Compare({1, 20, 4, 72, 72}, 3600);
+    Compare({24, 6000, 2, 6000, 1}, 1);
+}
+
+TEST_P(TransformTier, AnyThreshold) {
+    for (const int threshold : {-2147483647 - 1, -1, 0, 1, 2, 63, 64, 127, 128, 129, 191, 192, 254, 255, 256, 2147483647}) {
+        for (const bool clearIsWhite : {false, true}) {
+            Compare({1, 333, 12, 300, 300, Picture::Random, false, clearIsWhite}, 200, threshold);
+            Compare({1, 333, 12, 300, 300, Picture::Random, false, clearIsWhite}, 204, threshold);
+        }
+    }
+}
+
+TEST_P(TransformTier, GrayTablesThatAreNotTheIdentity) {
+    Compare({8, 200, 20, 300, 300, Picture::Random, true}, 200);
+    Compare({8, 200, 20, 400, 400, Picture::Random, true}, 300);
+    Compare({8, 700, 20, 600, 600, Picture::Random, true}, 100);
+}
+
+TEST_P(TransformTier, DestinationBytesThatAreNotPixelsStay) {
+    for (const int bits : {1, 8, 24}) {
+        for (int width = 90; width < 106; ++width) {
+            Call call{MakePage({bits, width, 9, 300, 300}, 3), 200, 128};
+            call.fill = 0xA5;
+            EXPECT_EQ("", CompareRows(call, GetParam())) << bits << " bits, width " << width;
+            EXPECT_EQ("", CompareEntry(call, GetParam())) << bits << " bits, width " << width;
+        }
+    }
+}
+
+TEST_P(TransformTier, EntryGivesTheSameBlockAndPercentages) {
+    for (const int bits : {1, 4, 8, 16, 24, 32}) {
+        for (const Resolutions& at : CommonResolutions) {
+            Call call{MakePage({bits, 133, 61, at.from, at.from}, 5), at.to, 100, Record};
+            EXPECT_EQ("", CompareEntry(call, GetParam())) << bits << " bits, " << at.from << " to " << at.to;
+        }
+    }
+}
+
+TEST_P(TransformTier, HostFunctionsAreCalledAsOftenAsWithoutVectors) {
+    for (const int bits : {1, 8, 24}) {
+        const Call call{MakePage({bits, 133, 61, 300, 300}, 5), 200, 128, Record};
+        const Outcome expected = RunEntry(call, Tier::Scalar);
+        const Outcome got = RunEntry(call, GetParam());
+        EXPECT_EQ(expected.hostCalls, got.hostCalls);
+        EXPECT_EQ(expected.block, got.block);
+    }
+}
+
+// Columns take the first allocation; without the second one the line builders do the work.
+TEST_P(TransformTier, WithoutScratchMemoryTheLineBuildersWork) {
+    if (!testhost::CanFailNew())
+        GTEST_SKIP() << "the sanitizers keep their own operator new";
+    for (const int bits : {1, 8, 24}) {
+        const Call call{MakePage({bits, 133, 61, 300, 300}, 5), 200, 128};
+        const Outcome expected = RunLineBuilders(call);
+        void* source = testhost::MakeBlock(call.source);
+        void* destination = testhost::MakeBlock(Bytes(expected.block.size()));
+        dibprep::ForceTier(GetParam());
+        testhost::FailNew(2);
+        EXPECT_EQ(0u, LinearTransformMain(34, &source, &destination, nullptr, 200, 128));
+        testhost::FailNew(0);
+        dibprep::ForceTier(dibprep::BestKnownTier);
+        EXPECT_EQ(expected.block, testhost::Bytes(destination));
+        GlobalFree(source);
+        GlobalFree(destination);
+    }
+}
+
+TEST_P(TransformTier, OneBlockAsSourceAndDestinationGoesRowByRow) {
+    for (const int bits : {1, 8, 24}) {
+        Bytes block = MakePage({bits, 133, 61, 300, 300}, 5);
+        block.resize(block.size() + 4000);
+        Bytes results[2];
+        for (int i = 0; i < 2; ++i) {
+            void* handle = testhost::MakeBlock(block);
+            dibprep::ForceTier(i == 0 ? Tier::Scalar : GetParam());
+            EXPECT_EQ(0u, LinearTransformMain(34, &handle, &handle, nullptr, 200, 128));
+            results[i] = testhost::Bytes(handle);
+            GlobalFree(handle);
+        }
+        dibprep::ForceTier(dibprep::BestKnownTier);
+        EXPECT_EQ(results[0], results[1]);
+    }
+}
