@@ -20,6 +20,7 @@ namespace {
 
 constexpr unsigned int ColumnBits = 6; // weights stay positive as signed bytes
 constexpr unsigned int RowBits = 14;   // and as signed words
+constexpr unsigned int MostDirectBits = 8;
 constexpr std::size_t GroupChannels = 8;
 constexpr std::size_t WindowBytes = 16;
 constexpr std::size_t LongestPeriod = 48; // groups
@@ -166,7 +167,7 @@ void ColourRows::FindPeriod() {
     for (std::size_t period = 2; period <= LongestPeriod && period * 4 <= m_plan.groups; period += 2) {
         const std::uint32_t step = m_offsets[period] - m_offsets[0];
         std::size_t group = period;
-        while (group < m_plan.groups && m_offsets[group] - m_offsets[group - period] == step &&
+        while (group < m_plan.channels / GroupChannels && m_offsets[group] - m_offsets[group - period] == step &&
                same(m_shuffles, group, group - period) && (!m_short || same(m_weights, group, group - period)))
             ++group;
         if (group >= period * 4) {
@@ -220,10 +221,30 @@ const ColourRows::KeptRow& ColourRows::Keep(const std::uint8_t* source, std::uin
     return made;
 }
 
-void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out) {
+// Rows that no other output row needs go straight to the output, where they can.
+bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, std::uint32_t second,
+                               double fraction, std::uint8_t* out) {
+    if (!m_short || !m_windows || m_mapped || !m_kernels.weighAndMix || IsKept(first) || IsKept(second))
+        return false;
+    RowWeights weights{1, 0, 0};
+    if (first != second) {
+        weights.bits = ShortFractionBits(fraction, MostDirectBits - m_plan.fractionBits);
+        if (weights.bits == NotShort)
+            return false;
+        weights.second = static_cast<unsigned int>(fraction * static_cast<double>(1u << weights.bits));
+        weights.first = (1u << weights.bits) - weights.second;
+    }
+    m_kernels.weighAndMix(m_plan, source + first * m_stride, source + second * m_stride, weights, out);
+    return true;
+}
+
+void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint32_t nextFirst,
+                       std::uint8_t* out) {
     // Without a difference or a weight the second row adds nothing.
     const bool alone = rows.first == rows.second || rows.fraction == 0;
     const std::uint32_t second = alone ? rows.first : rows.second;
+    if (nextFirst > second && BuildDirectly(source, rows.first, second, rows.fraction, out))
+        return;
     const KeptRow& top = Keep(source, rows.first, second);
     const KeptRow& bottom = Keep(source, second, rows.first);
     if (!m_short) {

@@ -15,8 +15,9 @@ public:
     bool Prepare(const CLinearTransformMem& engine, const RowKernels& kernels);
 
     // Builds one output row from the source rows of `rows`, the first of which begins at `source`.
-    // The fraction of `rows` is at least 0 and below 1.
-    void Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out);
+    // The fraction of `rows` is at least 0 and below 1. `nextFirst` is the first source row that the
+    // next output row needs, the highest number if there is none.
+    void Build(const std::uint8_t* source, const SamplePair& rows, std::uint32_t nextFirst, std::uint8_t* out);
 
     // Drops what is kept of source rows: their bytes may have changed.
     void Forget() { m_kept[0].row = m_kept[1].row = NoRow; }
@@ -39,6 +40,9 @@ private:
     void PutPairTables();
     void FindPeriod();
     const std::uint8_t* PairsOf(const std::uint8_t* row);
+    bool IsKept(std::uint32_t row) const { return m_kept[0].row == row || m_kept[1].row == row; }
+    bool BuildDirectly(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, double fraction,
+                       std::uint8_t* out);
     const KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
 
     RowKernels m_kernels;

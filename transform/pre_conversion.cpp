@@ -73,15 +73,22 @@ struct IndexedSource {
         return block.Holds(end) ? DIBPREP_OK : DIBPREP_BAD_SOURCE;
     }
 
-    // Calls put(index) for every pixel of a row: the high nibble holds the even column.
+    // The high nibble holds the even column.
+    unsigned int IndexAt(const unsigned char* row, std::uint32_t x) const {
+        if (bitCount == 8)
+            return row[x];
+        return x & 1 ? row[x >> 1] & 15u : row[x >> 1] >> 4;
+    }
+
+    // Calls put(index) for the first `pixels` pixels of a row.
     template <typename Put>
-    void ForEachIndex(const unsigned char* row, Put put) const {
+    void ForEachIndex(const unsigned char* row, std::uint32_t pixels, Put put) const {
         if (bitCount == 8) {
-            for (std::uint32_t x = 0; x < width; ++x)
+            for (std::uint32_t x = 0; x < pixels; ++x)
                 put(row[x]);
         } else {
-            for (std::uint32_t x = 0; x < width; ++x)
-                put(x & 1 ? row[x >> 1] & 15 : row[x >> 1] >> 4);
+            for (std::uint32_t x = 0; x < pixels; ++x)
+                put(IndexAt(row, x));
         }
     }
 };
@@ -114,15 +121,17 @@ PreConversion ExpandColourTable(void* handle) {
         return {DIBPREP_NO_MEMORY, nullptr};
     }
     PutHeader(block.data(), source.block.data(), 24, 0);
-    for (std::uint32_t y = 0; y < source.height; ++y) {
+    // Whole entries are stored, each but the row's last with one byte too many, which the next pixel
+    // covers: a row ends exactly where its pixels end.
+    for (std::uint32_t y = 0; y < source.height && source.width > 0; ++y) {
         unsigned char* out = block.data() + InfoHeaderSize + std::size_t{y} * stride;
-        source.ForEachIndex(source.rows + std::size_t{y} * source.stride, [&](unsigned int index) {
-            const unsigned char* const entry = source.table + index * EntryBytes;
-            out[0] = entry[0];
-            out[1] = entry[1];
-            out[2] = entry[2];
+        const unsigned char* const row = source.rows + std::size_t{y} * source.stride;
+        const auto put = [&](unsigned int index) {
+            StoreU32(out, LoadU32(source.table + index * EntryBytes));
             out += 3;
-        });
+        };
+        source.ForEachIndex(row, source.width - 1u, put);
+        std::memcpy(out, source.table + source.IndexAt(row, source.width - 1u) * EntryBytes, 3);
     }
     return {DIBPREP_OK, result};
 }
@@ -150,7 +159,7 @@ PreConversion WidenGray(void* handle) {
         std::memset(block.data() + InfoHeaderSize + level * EntryBytes, level, 3);
     for (std::uint32_t y = 0; y < source.height; ++y) {
         unsigned char* out = block.data() + RowsAt + std::size_t{y} * stride;
-        source.ForEachIndex(source.rows + std::size_t{y} * source.stride,
+        source.ForEachIndex(source.rows + std::size_t{y} * source.stride, source.width,
                             [&](unsigned int index) { *out++ = source.table[index * EntryBytes]; });
     }
     return {DIBPREP_OK, result};

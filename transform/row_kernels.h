@@ -69,6 +69,10 @@ struct RowKernels {
     // Two weighed rows of `fractionBits`, exactly.
     void (*mixWords)(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
                      unsigned int fractionBits, std::uint8_t* out, std::size_t count) = nullptr;
+    // Both steps at once for rows that are needed only once, straight from their bytes; weights.second
+    // may be 0. All bits together are at most 8. Null where the tier has no form of it.
+    void (*weighAndMix)(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
+                        const RowWeights& weights, std::uint8_t* out) = nullptr;
     // Two weighed rows with a vertical fraction that is no short binary one: doubles.
     void (*mixWordsInDoubles)(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
                               unsigned int fractionBits, std::uint8_t* out, std::size_t count) = nullptr;

@@ -4,13 +4,9 @@
 #include "transform/kinds.h"
 #include "transform/transfer_io.h"
 
-#include <xmmintrin.h>
-
 namespace dibprep {
 
 namespace {
-
-constexpr std::size_t CacheLine = 64;
 
 const std::uint8_t* FirstSourceRow(const CLinearTransformMem& engine) {
     return engine.source->data + engine.srcBitsOffset;
@@ -40,16 +36,6 @@ bool FastRows::Prepare(const CLinearTransformMem& engine) {
     return m_form != Form::None;
 }
 
-// The rows of a page are far apart for the processor's own prefetching, and short.
-void FastRows::Prefetch(const CLinearTransformMem& engine, unsigned int y) const {
-    if (y >= engine.outHeight)
-        return;
-    const SamplePair rows = PairAt(y, engine.ratioY, engine.srcHeight);
-    const std::uint8_t* const row = FirstSourceRow(engine) + std::size_t{rows.second} * engine.srcStride;
-    for (std::size_t i = 0; i < engine.srcStride; i += CacheLine)
-        _mm_prefetch(reinterpret_cast<const char*>(row + i), _MM_HINT_T0);
-}
-
 bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
     const SamplePair rows = PairAt(y, engine.ratioY, engine.srcHeight);
     if (rows.second >= engine.srcHeight || !(rows.fraction >= 0 && rows.fraction < 1))
@@ -58,10 +44,12 @@ bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
     std::uint8_t* const out = engine.destination->data + engine.outBitsOffset + std::size_t{y} * engine.outStride;
     if (m_form == Form::Mono) {
         m_mono.Build(source, rows, out);
-    } else {
-        Prefetch(engine, y + 1);
-        m_colour.Build(source, rows, out);
+        return true;
     }
+    std::uint32_t nextFirst = ~0u;
+    if (y + 1 < engine.outHeight)
+        nextFirst = PairAt(y + 1, engine.ratioY, engine.srcHeight).first;
+    m_colour.Build(source, rows, nextFirst, out);
     return true;
 }
 

@@ -38,8 +38,6 @@ public:
 private:
     enum class Form { None, Colour, Mono };
 
-    void Prefetch(const CLinearTransformMem& engine, unsigned int y) const;
-
     Form m_form = Form::None;
     Tier m_tier = Tier::Scalar;
     ColourRows m_colour;

@@ -164,6 +164,58 @@ DIBPREP_AVX2 void MixWords(const std::uint16_t* row0, const std::uint16_t* row1,
                   count - i);
 }
 
+// What turns the bytes of one or two rows into sixteen channels at once.
+struct DirectMix {
+    const ColumnPlan& plan;
+    __m256i weight0;
+    __m256i weight1;
+    __m128i shift;
+    bool alone; // the second row has no weight
+    bool even;  // both have the same
+
+    DIBPREP_AVX2 __m128i Channels(const std::uint8_t* bytes0, const std::uint8_t* bytes1, std::size_t table) const {
+        const __m256i weights = Load(plan.weights + table * 16);
+        __m256i sum = _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes0, table), weights);
+        if (!alone) {
+            __m256i bottom = _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes1, table), weights);
+            if (!even) {
+                sum = _mm256_mullo_epi16(sum, weight0);
+                bottom = _mm256_mullo_epi16(bottom, weight1);
+            }
+            sum = _mm256_add_epi16(sum, bottom);
+        }
+        const __m256i words = _mm256_srl_epi16(sum, shift);
+        return _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+    }
+};
+
+DIBPREP_AVX2 void WeighAndMix(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
+                              const RowWeights& weights, std::uint8_t* out) {
+    const DirectMix mix{plan,
+                        _mm256_set1_epi16(static_cast<short>(weights.first)),
+                        _mm256_set1_epi16(static_cast<short>(weights.second)),
+                        _mm_cvtsi32_si128(static_cast<int>(plan.fractionBits + weights.bits)),
+                        weights.second == 0,
+                        weights.first == weights.second};
+    std::size_t at = 0; // channel; a body of whole periods never reaches the last group
+    for (std::size_t round = 0; round < plan.repeats; ++round) {
+        const std::uint8_t* const window0 = bytes0 + round * plan.step;
+        const std::uint8_t* const window1 = bytes1 + round * plan.step;
+        for (std::size_t table = 0; table < plan.period; table += 2, at += 16)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), mix.Channels(window0, window1, table));
+    }
+    for (std::size_t table = plan.period * plan.repeats; table < plan.groups; table += 2, at += 16) {
+        const __m128i channels = mix.Channels(bytes0, bytes1, table);
+        if (plan.channels - at >= 16) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), channels);
+        } else {
+            std::uint8_t whole[16];
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(whole), channels);
+            std::memcpy(out + at, whole, plan.channels - at);
+        }
+    }
+}
+
 DIBPREP_AVX2 inline __m128i MixFour(__m256d top, __m256d bottom, __m256d fraction) {
     return _mm256_cvttpd_epi32(_mm256_add_pd(top, _mm256_mul_pd(_mm256_sub_pd(bottom, top), fraction)));
 }
@@ -272,6 +324,7 @@ void AddAvx2RowKernels(RowKernels& kernels) {
     kernels.toDoubles = ToDoubles;
     kernels.narrow = Narrow;
     kernels.mixWords = MixWords;
+    kernels.weighAndMix = WeighAndMix;
     kernels.mixWordsInDoubles = MixWordsInDoubles;
     kernels.mixDoubles = MixDoubles;
     kernels.shuffleBits = ShuffleBits;
