@@ -83,17 +83,12 @@ void MonoRows::TakeScratch() {
     m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(m_plan.groups);
     for (int which = 0; which < 2; ++which) {
         m_masks[which] = m_scratch.Take<std::uint16_t>(pixels);
-        m_shuffles[which] = m_scratch.Take<std::uint8_t>(pixels);
-        m_bits[which] = m_scratch.Take<std::uint8_t>(pixels);
         m_kept[which].first = m_scratch.Take<std::uint8_t>(m_planeBytes);
         m_kept[which].second = m_scratch.Take<std::uint8_t>(m_planeBytes);
     }
     m_plan.firstMasks = m_masks[0];
     m_plan.secondMasks = m_masks[1];
-    m_plan.firstShuffles = m_shuffles[0];
-    m_plan.secondShuffles = m_shuffles[1];
-    m_plan.firstBits = m_bits[0];
-    m_plan.secondBits = m_bits[1];
+    m_plan.windows = m_windowTables = m_scratch.Take<std::uint8_t>(pixels * 4);
     m_source = m_scratch.Take<std::uint8_t>(m_sourceBytes + WindowBytes);
     m_picked = m_scratch.Take<std::uint8_t>(m_planeBytes);
     m_classMasks = m_scratch.Take<std::uint8_t>(m_classes * m_planeBytes);
@@ -107,8 +102,6 @@ void MonoRows::FillTables() {
         m_bytes[i] = at.byte0;
         m_masks[0][i] = BitOf(at.x0);
         m_masks[1][i] = static_cast<std::uint16_t>(at.byte1 == at.byte0 ? BitOf(at.x1) : BitOf(at.x1) << 8);
-        m_bits[0][i] = BitOf(at.x0);
-        m_bits[1][i] = BitOf(at.x1);
         if (m_classes > 0) {
             const std::size_t which = IndexOf(at.fraction, m_classFractions, m_classes);
             m_classMasks[which * m_planeBytes + x / 8] |= BitOf(static_cast<unsigned int>(x));
@@ -129,8 +122,11 @@ bool MonoRows::PutWindow(std::size_t group) {
         const CPosition& at = m_positions[x];
         if (at.byte0 < offset || at.byte1 - offset >= WindowBytes)
             return false;
-        m_shuffles[0][Backwards(x)] = static_cast<std::uint8_t>(at.byte0 - offset);
-        m_shuffles[1][Backwards(x)] = static_cast<std::uint8_t>(at.byte1 - offset);
+        std::uint8_t* const table = m_windowTables + x / 32 * 128 + Backwards(x % 32);
+        table[0] = static_cast<std::uint8_t>(at.byte0 - offset);
+        table[32] = BitOf(at.x0);
+        table[64] = static_cast<std::uint8_t>(at.byte1 - offset);
+        table[96] = BitOf(at.x1);
     }
     return true;
 }

@@ -67,8 +67,7 @@ private:
     std::uint16_t* m_bytes = nullptr;
     std::uint16_t* m_masks[2] = {};
     std::uint32_t* m_offsets = nullptr;
-    std::uint8_t* m_shuffles[2] = {};
-    std::uint8_t* m_bits[2] = {};
+    std::uint8_t* m_windowTables = nullptr;
     std::uint8_t* m_source = nullptr; // a source row with room behind it
     std::uint8_t* m_picked = nullptr;
 };

@@ -35,10 +35,9 @@ struct BitPlan {
     const std::uint16_t* firstMasks = nullptr; // a pixel: its left sample in that byte and the next (low, high)
     const std::uint16_t* secondMasks = nullptr; // likewise its right sample
     const std::uint32_t* offsets = nullptr;    // a group: where its window of 16 bytes begins
-    const std::uint8_t* firstShuffles = nullptr;
-    const std::uint8_t* firstBits = nullptr;
-    const std::uint8_t* secondShuffles = nullptr;
-    const std::uint8_t* secondBits = nullptr;
+    // Two groups: four times 32 bytes, for their left samples the byte in the window and the bit in
+    // that byte, then the same for the right ones.
+    const std::uint8_t* windows = nullptr;
 };
 
 // Weights of two rows, in units of 1 / (first + second), which is a power of two.

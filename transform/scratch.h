@@ -1,10 +1,10 @@
-// Scratch memory of the fast row road: one C++ allocation, shared out in parts.
+// Scratch memory of the fast row road: one allocation, shared out in parts.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
-#include <new>
 
 namespace dibprep {
 
@@ -14,7 +14,7 @@ class Scratch {
 public:
     // Zero-filled room for all that was taken so far. False when there is none.
     bool Open() {
-        m_bytes.reset(new (std::nothrow) std::uint8_t[m_used + Alignment]());
+        m_bytes.reset(static_cast<std::uint8_t*>(std::calloc(m_used + Alignment, 1)));
         m_used = 0;
         return m_bytes != nullptr;
     }
@@ -33,7 +33,13 @@ public:
 private:
     static constexpr std::size_t Alignment = 64; // a cache line
 
-    std::unique_ptr<std::uint8_t[]> m_bytes;
+    // Not operator new, which hosts replace by functions that report every failure: this one is none,
+    // the line builders work without it.
+    struct Free {
+        void operator()(std::uint8_t* bytes) const { std::free(bytes); }
+    };
+
+    std::unique_ptr<std::uint8_t[], Free> m_bytes;
     std::size_t m_used = 0;
 };
 

@@ -124,8 +124,24 @@ TEST_P(TransformTier, ExtremeRatios) {
     Compare({24, 6000, 2, 6000, 1}, 1);
 }
 
+// Up to 64ths the columns are integers, up to 16384ths the rows; beyond there are doubles.
+TEST_P(TransformTier, ExactFractionsOfEveryLength) {
+    for (int dpi = 2; dpi <= 1024; dpi *= 2) {
+        for (const int bits : {1, 8, 24}) {
+            Compare({bits, 16, 3, 1, dpi}, dpi);
+            Compare({bits, 16, 3, dpi, 1}, dpi);
+            if (dpi <= 16)
+                Compare({bits, 16, 3, 1, 1}, dpi);
+        }
+    }
+    Compare({8, 16, 2, 16384, 1}, 16384);
+    Compare({24, 16, 2, 8192, 1}, 24576);
+    Compare({8, 16, 2, 32768, 1}, 32767);
+}
+
 TEST_P(TransformTier, AnyThreshold) {
-    for (const int threshold : {-2147483647 - 1, -1, 0, 1, 2, 63, 64, 127, 128, 129, 191, 192, 254, 255, 256, 2147483647}) {
+    for (const int threshold :
+         {-2147483647 - 1, -1, 0, 1, 2, 63, 64, 127, 128, 129, 191, 192, 254, 255, 256, 2147483647}) {
         for (const bool clearIsWhite : {false, true}) {
             Compare({1, 333, 12, 300, 300, Picture::Random, false, clearIsWhite}, 200, threshold);
             Compare({1, 333, 12, 300, 300, Picture::Random, false, clearIsWhite}, 204, threshold);
@@ -169,39 +185,22 @@ TEST_P(TransformTier, HostFunctionsAreCalledAsOftenAsWithoutVectors) {
     }
 }
 
-// Columns take the first allocation; without the second one the line builders do the work.
-TEST_P(TransformTier, WithoutScratchMemoryTheLineBuildersWork) {
-    if (!testhost::CanFailNew())
-        GTEST_SKIP() << "the sanitizers keep their own operator new";
-    for (const int bits : {1, 8, 24}) {
-        const Call call{MakePage({bits, 133, 61, 300, 300}, 5), 200, 128};
-        const Outcome expected = RunLineBuilders(call);
-        void* source = testhost::MakeBlock(call.source);
-        void* destination = testhost::MakeBlock(Bytes(expected.block.size()));
-        dibprep::ForceTier(GetParam());
-        testhost::FailNew(2);
-        EXPECT_EQ(0u, LinearTransformMain(34, &source, &destination, nullptr, 200, 128));
-        testhost::FailNew(0);
-        dibprep::ForceTier(dibprep::BestKnownTier);
-        EXPECT_EQ(expected.block, testhost::Bytes(destination));
-        GlobalFree(source);
-        GlobalFree(destination);
-    }
-}
-
+// Enlarged rows overwrite source rows that are still to be read.
 TEST_P(TransformTier, OneBlockAsSourceAndDestinationGoesRowByRow) {
     for (const int bits : {1, 8, 24}) {
-        Bytes block = MakePage({bits, 133, 61, 300, 300}, 5);
-        block.resize(block.size() + 4000);
-        Bytes results[2];
-        for (int i = 0; i < 2; ++i) {
-            void* handle = testhost::MakeBlock(block);
-            dibprep::ForceTier(i == 0 ? Tier::Scalar : GetParam());
-            EXPECT_EQ(0u, LinearTransformMain(34, &handle, &handle, nullptr, 200, 128));
-            results[i] = testhost::Bytes(handle);
-            GlobalFree(handle);
+        for (const int dpi : {200, 600, 700}) {
+            Bytes block = MakePage({bits, 133, 61, 300, 300}, 5);
+            block.resize(block.size() + 300000);
+            Bytes results[2];
+            for (int i = 0; i < 2; ++i) {
+                void* handle = testhost::MakeBlock(block);
+                dibprep::ForceTier(i == 0 ? Tier::Scalar : GetParam());
+                EXPECT_EQ(0u, LinearTransformMain(34, &handle, &handle, nullptr, static_cast<unsigned short>(dpi), 128));
+                results[i] = testhost::Bytes(handle);
+                GlobalFree(handle);
+            }
+            dibprep::ForceTier(dibprep::BestKnownTier);
+            EXPECT_EQ(results[0], results[1]) << bits << " bits to " << dpi;
         }
-        dibprep::ForceTier(dibprep::BestKnownTier);
-        EXPECT_EQ(results[0], results[1]);
     }
 }

@@ -56,7 +56,8 @@ DIBPREP_AVX2 inline void WeighTwoGroups(const ColumnPlan& plan, const std::uint8
 
 // The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate. The
 // period is even.
-DIBPREP_AVX2 void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
+DIBPREP_AVX2 void Weigh(const ColumnPlan& columns, const std::uint8_t* bytes, std::uint16_t* to) {
+    const ColumnPlan plan = columns; // no store can change a copy
     const std::uint8_t* window = bytes;
     for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
         for (std::size_t table = 0; table < plan.period; table += 2, to += 16)
@@ -91,7 +92,8 @@ DIBPREP_AVX2 inline void GroupToDoubles(const ColumnPlan& plan, const std::uint8
               plan.fractions + channel + 4);
 }
 
-DIBPREP_AVX2 void ToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, double* to) {
+DIBPREP_AVX2 void ToDoubles(const ColumnPlan& columns, const std::uint8_t* bytes, double* to) {
+    const ColumnPlan plan = columns;
     const std::uint8_t* window = bytes;
     std::size_t channel = 0;
     for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
@@ -166,7 +168,7 @@ DIBPREP_AVX2 void MixWords(const std::uint16_t* row0, const std::uint16_t* row1,
 
 // What turns the bytes of one or two rows into sixteen channels at once.
 struct DirectMix {
-    const ColumnPlan& plan;
+    ColumnPlan plan;
     __m256i weight0;
     __m256i weight1;
     __m128i shift;
@@ -273,21 +275,32 @@ DIBPREP_AVX2 void MixDoubles(const double* row0, const double* row1, double frac
     }
 }
 
-DIBPREP_AVX2 inline std::uint32_t TestBits(__m256i windows, const std::uint8_t* shuffle, const std::uint8_t* bits) {
-    const __m256i wanted = Load(bits);
-    const __m256i found = _mm256_and_si256(_mm256_shuffle_epi8(windows, Load(shuffle)), wanted);
+// `table`: the bytes in the windows, then the bits.
+DIBPREP_AVX2 inline std::uint32_t TestBits(__m256i windows, const std::uint8_t* table) {
+    const __m256i wanted = Load(table + 32);
+    const __m256i found = _mm256_and_si256(_mm256_shuffle_epi8(windows, Load(table)), wanted);
     return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(found, wanted)));
 }
 
 // Bit rows have room to the next 32 bytes; the tables have an even number of groups.
-DIBPREP_AVX2 void ShuffleBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
-                             std::uint8_t* second) {
-    for (std::size_t group = 0; group < plan.groups; group += 2) {
+DIBPREP_AVX2 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
+                              std::uint8_t* second) {
+    const BitPlan plan = columns; // no store can change a copy
+    const std::uint8_t* table = plan.windows;
+    for (std::size_t group = 0; group < plan.groups; group += 2, table += 128) {
         const __m256i windows = LoadTwo(row + plan.offsets[group], row + plan.offsets[group + 1]);
-        const std::size_t at = group * 16;
-        StoreU32(first + group * 2, TestBits(windows, plan.firstShuffles + at, plan.firstBits + at));
-        StoreU32(second + group * 2, TestBits(windows, plan.secondShuffles + at, plan.secondBits + at));
+        StoreU32(first + group * 2, TestBits(windows, table));
+        StoreU32(second + group * 2, TestBits(windows, table + 64));
     }
+}
+
+// The pixels of one combination of samples in the second row: which outcome those of the first pick.
+DIBPREP_AVX2 inline __m256i PickAbove(const __m256i upper[4], const std::uint8_t* outcomes, std::size_t bytes) {
+    const __m256i low = _mm256_or_si256(_mm256_and_si256(upper[0], Load(outcomes)),
+                                        _mm256_and_si256(upper[1], Load(outcomes + bytes)));
+    const __m256i high = _mm256_or_si256(_mm256_and_si256(upper[2], Load(outcomes + bytes * 2)),
+                                         _mm256_and_si256(upper[3], Load(outcomes + bytes * 3)));
+    return _mm256_or_si256(low, high);
 }
 
 DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
@@ -297,8 +310,7 @@ DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::
         const __m256i right0 = Load(samples[1] + i);
         const __m256i left1 = Load(samples[2] + i);
         const __m256i right1 = Load(samples[3] + i);
-        const auto outcome = [&](std::size_t combination) { return outcomes + combination * bytes + i; };
-        const __m256i all = _mm256_cmpeq_epi8(left0, left0);
+        const __m256i all = _mm256_set1_epi8(-1);
         const __m256i upper[] = {
             _mm256_andnot_si256(_mm256_or_si256(left0, right0), all), _mm256_andnot_si256(right0, left0),
             _mm256_andnot_si256(left0, right0), _mm256_and_si256(left0, right0)};
@@ -307,9 +319,7 @@ DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::
             _mm256_andnot_si256(left1, right1), _mm256_and_si256(left1, right1)};
         __m256i picked = _mm256_setzero_si256();
         for (std::size_t below = 0; below < 4; ++below) {
-            __m256i any = _mm256_and_si256(upper[0], Load(outcome(below * 4)));
-            for (std::size_t above = 1; above < 4; ++above)
-                any = _mm256_or_si256(any, _mm256_and_si256(upper[above], Load(outcome(below * 4 + above))));
+            const __m256i any = PickAbove(upper, outcomes + below * 4 * bytes + i, bytes);
             picked = _mm256_or_si256(picked, _mm256_and_si256(any, lower[below]));
         }
         Store(to + i, picked);

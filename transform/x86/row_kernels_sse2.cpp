@@ -28,7 +28,8 @@ DIBPREP_SSE2 inline void StorePart(std::uint8_t* to, __m128i value, std::size_t 
 }
 
 // first * 2^bits + (second - first) * weight modulo 2^16, which the result fits.
-DIBPREP_SSE2 void Weigh(const ColumnPlan& plan, const std::uint8_t* pairs, std::uint16_t* to) {
+DIBPREP_SSE2 void Weigh(const ColumnPlan& columns, const std::uint8_t* pairs, std::uint16_t* to) {
+    const ColumnPlan plan = columns; // no store can change a copy
     const __m128i low = _mm_set1_epi16(0xFF);
     const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(plan.fractionBits));
     for (std::size_t group = 0; group < plan.groups; ++group) {
@@ -46,7 +47,8 @@ DIBPREP_SSE2 inline void StoreTwo(double* to, __m128i first, __m128i difference,
     _mm_storeu_pd(to, _mm_add_pd(_mm_cvtepi32_pd(first), product));
 }
 
-DIBPREP_SSE2 void ToDoubles(const ColumnPlan& plan, const std::uint8_t* pairs, double* to) {
+DIBPREP_SSE2 void ToDoubles(const ColumnPlan& columns, const std::uint8_t* pairs, double* to) {
+    const ColumnPlan plan = columns;
     const __m128i low = _mm_set1_epi16(0xFF);
     const __m128i zero = _mm_setzero_si128();
     for (std::size_t group = 0; group < plan.groups; ++group) {
@@ -192,8 +194,9 @@ DIBPREP_SSE2 inline std::uint16_t TestBits(__m128i low, __m128i high, const std:
     return static_cast<std::uint16_t>(_mm_movemask_epi8(set));
 }
 
-DIBPREP_SSE2 void GatherBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
+DIBPREP_SSE2 void GatherBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
                              std::uint8_t* second) {
+    const BitPlan plan = columns;
     for (std::size_t group = 0; group < plan.groups; ++group) {
         const __m128i low = GatherEight(row, plan.bytes + group * 16);
         const __m128i high = GatherEight(row, plan.bytes + group * 16 + 8);

@@ -21,7 +21,8 @@ DIBPREP_SSSE3 inline void WeighGroup(const ColumnPlan& plan, const std::uint8_t*
 }
 
 // The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate.
-DIBPREP_SSSE3 void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
+DIBPREP_SSSE3 void Weigh(const ColumnPlan& columns, const std::uint8_t* bytes, std::uint16_t* to) {
+    const ColumnPlan plan = columns; // no store can change a copy
     const std::uint8_t* window = bytes;
     for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
         for (std::size_t table = 0; table < plan.period; ++table, to += 8)
@@ -54,7 +55,8 @@ DIBPREP_SSSE3 inline void GroupToDoubles(const ColumnPlan& plan, const std::uint
     }
 }
 
-DIBPREP_SSSE3 void ToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, double* to) {
+DIBPREP_SSSE3 void ToDoubles(const ColumnPlan& columns, const std::uint8_t* bytes, double* to) {
+    const ColumnPlan plan = columns;
     const std::uint8_t* window = bytes;
     std::size_t channel = 0;
     for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
@@ -65,19 +67,21 @@ DIBPREP_SSSE3 void ToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, 
         GroupToDoubles(plan, bytes, table, channel, to);
 }
 
-DIBPREP_SSSE3 inline std::uint16_t TestBits(__m128i window, const std::uint8_t* shuffle, const std::uint8_t* bits) {
-    const __m128i wanted = Load(bits);
-    const __m128i found = _mm_and_si128(_mm_shuffle_epi8(window, Load(shuffle)), wanted);
+// `table`: the bytes in the window, and 32 bytes later the bits.
+DIBPREP_SSSE3 inline std::uint16_t TestBits(__m128i window, const std::uint8_t* table) {
+    const __m128i wanted = Load(table + 32);
+    const __m128i found = _mm_and_si128(_mm_shuffle_epi8(window, Load(table)), wanted);
     return static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(found, wanted)));
 }
 
-DIBPREP_SSSE3 void ShuffleBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
-                              std::uint8_t* second) {
+DIBPREP_SSSE3 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
+                               std::uint8_t* second) {
+    const BitPlan plan = columns; // no store can change a copy
     for (std::size_t group = 0; group < plan.groups; ++group) {
         const __m128i window = Load(row + plan.offsets[group]);
-        const std::size_t at = group * 16;
-        StoreU16(first + group * 2, TestBits(window, plan.firstShuffles + at, plan.firstBits + at));
-        StoreU16(second + group * 2, TestBits(window, plan.secondShuffles + at, plan.secondBits + at));
+        const std::uint8_t* const table = plan.windows + group / 2 * 128 + group % 2 * 16;
+        StoreU16(first + group * 2, TestBits(window, table));
+        StoreU16(second + group * 2, TestBits(window, table + 64));
     }
 }
 
