@@ -195,7 +195,8 @@ TEST_P(TransformTier, OneBlockAsSourceAndDestinationGoesRowByRow) {
             for (int i = 0; i < 2; ++i) {
                 void* handle = testhost::MakeBlock(block);
                 dibprep::ForceTier(i == 0 ? Tier::Scalar : GetParam());
-                EXPECT_EQ(0u, LinearTransformMain(34, &handle, &handle, nullptr, static_cast<unsigned short>(dpi), 128));
+                const auto wanted = static_cast<unsigned short>(dpi);
+                EXPECT_EQ(0u, LinearTransformMain(34, &handle, &handle, nullptr, wanted, 128));
                 results[i] = testhost::Bytes(handle);
                 GlobalFree(handle);
             }
