@@ -190,6 +190,9 @@ TEST(QuantizeTiers, FillingLeavesToTheScalarFormWhatIsNotItsOwn) {
     const Quantiser topDown = Make(dib);
     topDown->m_bih.biHeight = -128;
     EXPECT_FALSE(dibprep::FastFillTree(*topDown));
+    const Quantiser shortHeader = Make(dib);
+    shortHeader->m_bih.biSize = 39;
+    EXPECT_FALSE(dibprep::FastFillTree(*shortHeader));
     const ForcedTier forced(Tier::Scalar);
     const Quantiser scalar = Make(dib);
     EXPECT_FALSE(dibprep::FastFillTree(*scalar));
