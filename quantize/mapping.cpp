@@ -5,6 +5,7 @@
 #include "dibprep/memory.h"
 #include "dibprep/quantize.h"
 #include "dib/layout.h"
+#include "quantize/forms.h"
 #include "quantize/limits.h"
 #include "quantize/source_pixels.h"
 
@@ -54,6 +55,16 @@ auto RowMapper(CNiGoRo2& quantiser, int width, unsigned char* target) {
 }
 
 } // namespace
+
+void dibprep::ScalarMap16(CNiGoRo2& quantiser, const unsigned char* source, int width, int height,
+                          unsigned char* target) {
+    ForEachRowPlain16(source, height, SourceRowBytes(16, width), RowMapper(quantiser, width, target));
+}
+
+void dibprep::ScalarMap24(CNiGoRo2& quantiser, const unsigned char* source, int width, int height,
+                          unsigned char* target) {
+    ForEachRow24(source, height, SourceRowBytes(24, width), RowMapper(quantiser, width, target));
+}
 
 CNiGoRo2::CNiGoRo2(unsigned char* dib, unsigned short maxColors, unsigned short depth, int)
     : m_pCube(nullptr), m_wDepth(depth), m_pBits(nullptr), m_bih(), m_dwMaxColors(maxColors), m_Palette(),
@@ -148,12 +159,13 @@ void CNiGoRo2::QuantizeBF32(unsigned int* source, int width, int height, unsigne
 void CNiGoRo2::QuantizeBM16(unsigned short* source, int, int, unsigned char* target,
                             unsigned char (CNiGoRo2::*)(unsigned char, unsigned char, unsigned char)) {
     // Takes its bounds from the header instead of its arguments; Quantize has them equal.
-    const int width = m_bih.biWidth;
-    ForEachRowPlain16(reinterpret_cast<unsigned char*>(source), m_bih.biHeight, SourceRowBytes(16, width),
-                      RowMapper(*this, width, target));
+    const auto* const bits = reinterpret_cast<const unsigned char*>(source);
+    if (!FastMap16(*this, bits, m_bih.biWidth, m_bih.biHeight, target))
+        ScalarMap16(*this, bits, m_bih.biWidth, m_bih.biHeight, target);
 }
 
 void CNiGoRo2::QuantizeBM24(unsigned char* source, int width, int height, unsigned char* target,
                             unsigned char (CNiGoRo2::*)(unsigned char, unsigned char, unsigned char)) {
-    ForEachRow24(source, height, SourceRowBytes(24, width), RowMapper(*this, width, target));
+    if (!FastMap24(*this, source, width, height, target))
+        ScalarMap24(*this, source, width, height, target);
 }

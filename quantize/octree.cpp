@@ -3,6 +3,7 @@
 // the nodes with the least weight are merged into their parents, all ties at once, until few enough
 // colours are left; inner nodes can be colours too. Each colour becomes one palette record.
 #include "dibprep/quantize.h"
+#include "quantize/forms.h"
 #include "quantize/limits.h"
 #include "quantize/source_pixels.h"
 
@@ -86,35 +87,40 @@ void CNiGoRo2::InsertDefaultColors() {
     }
 }
 
-void CNiGoRo2::FillTree() {
-    const int width = m_bih.biWidth;
-    const int height = m_bih.biHeight;
+void dibprep::ScalarFillTree(CNiGoRo2& quantiser) {
+    const int width = quantiser.m_bih.biWidth;
+    const int height = quantiser.m_bih.biHeight;
     // A header shorter than 40 bytes has no such fields: what stands there is the picture's own.
-    if (width <= 0 || height <= 0 || m_bih.biSize < sizeof m_bih)
+    if (width <= 0 || height <= 0 || quantiser.m_bih.biSize < sizeof quantiser.m_bih)
         return;
-    const std::size_t stride = SourceRowBytes(m_bih.biBitCount, width);
-    const auto insertRow = [this, width](int, auto pixel) {
+    const std::size_t stride = SourceRowBytes(quantiser.m_bih.biBitCount, width);
+    const auto insertRow = [&quantiser, width](int, auto pixel) {
         for (int x = 0; x < width; ++x) {
             const Rgb colour = pixel(x);
-            InsertColor(colour.r, colour.g, colour.b, 0);
+            quantiser.InsertColor(colour.r, colour.g, colour.b, 0);
         }
     };
-    switch (LayoutOf(m_bih)) {
+    switch (LayoutOf(quantiser.m_bih)) {
     case Layout::Fields16:
-        ForEachRow16(m_pBits, height, stride, FieldDecoder(*this), insertRow);
+        ForEachRow16(quantiser.m_pBits, height, stride, FieldDecoder(quantiser), insertRow);
         break;
     case Layout::Fields32:
-        ForEachRow32(m_pBits, height, stride, FieldDecoder(*this), insertRow);
+        ForEachRow32(quantiser.m_pBits, height, stride, FieldDecoder(quantiser), insertRow);
         break;
     case Layout::Plain16:
-        ForEachRowPlain16(m_pBits, height, stride, insertRow);
+        ForEachRowPlain16(quantiser.m_pBits, height, stride, insertRow);
         break;
     case Layout::Plain24:
-        ForEachRow24(m_pBits, height, stride, insertRow);
+        ForEachRow24(quantiser.m_pBits, height, stride, insertRow);
         break;
     case Layout::None:
         break;
     }
+}
+
+void CNiGoRo2::FillTree() {
+    if (!FastFillTree(*this))
+        ScalarFillTree(*this);
 }
 
 unsigned int CNiGoRo2::CountColors(unsigned int node, unsigned int& minWeight, int all) {
@@ -174,25 +180,31 @@ unsigned int CNiGoRo2::CutBranches(unsigned int node, unsigned int weight) {
     return 0;
 }
 
-unsigned int CNiGoRo2::ReduceColors() {
+unsigned int dibprep::ScalarReduceColors(CNiGoRo2& quantiser) {
     // Wraps when there are more default colours than colours; the bound on all colours then acts.
-    const unsigned int target = m_dwMaxColors - m_dwDefaultColors;
+    const unsigned int target = quantiser.m_dwMaxColors - quantiser.m_dwDefaultColors;
     unsigned int minWeight = NoWeight;
-    const auto countAll = [this] {
+    const auto countAll = [&quantiser] {
         unsigned int ignored = NoWeight;
-        return CountColors(0, ignored, 1);
+        return quantiser.CountColors(0, ignored, 1);
     };
-    unsigned int count = CountColors(0, minWeight, 0);
+    unsigned int count = quantiser.CountColors(0, minWeight, 0);
     while (count > target || countAll() > MostRecords) {
         // Weights count modulo 2^32; should none be left to go by, everything is merged at once.
-        const unsigned int rootMerged = CutBranches(0, minWeight == NoWeight ? m_pCube[0].m_dwWeight : minWeight);
+        const unsigned int rootMerged =
+            quantiser.CutBranches(0, minWeight == NoWeight ? quantiser.m_pCube[0].m_dwWeight : minWeight);
         minWeight = NoWeight;
-        count = CountColors(0, minWeight, 0);
+        count = quantiser.CountColors(0, minWeight, 0);
         if (rootMerged)
             break;
     }
-    m_nColors = static_cast<int>(countAll());
+    quantiser.m_nColors = static_cast<int>(countAll());
     return count;
+}
+
+unsigned int CNiGoRo2::ReduceColors() {
+    unsigned int left = 0;
+    return FastReduceColors(*this, left) ? left : ScalarReduceColors(*this);
 }
 
 void CNiGoRo2::CreateColorTableRec(unsigned int node, unsigned int& next) {

@@ -3,43 +3,12 @@
 // distances of 8-bit channels.
 #include "dibprep/host.h"
 #include "dibprep/quantize.h"
+#include "quantize/axis.h"
 #include "quantize/cell_list.h"
+#include "quantize/forms.h"
 #include "quantize/limits.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 using namespace dibprep;
-
-namespace {
-
-constexpr int Cells = 8;
-
-// Centre and half-width of a cell along one axis. The half-width is that of the lower half, by
-// decision: the top cell's box therefore ends at 254.
-struct CellAxis {
-    int centre;
-    int halfWidth;
-};
-
-constexpr CellAxis AxisOf(int cell) {
-    const int lower = cell * 32;
-    const int upper = cell == Cells - 1 ? 255 : lower + 32;
-    const int centre = (lower + upper) / 2;
-    return {centre, centre - lower};
-}
-
-constexpr int Square(int value) { return value * value; }
-
-// Squared distance from the far side of the cell's box to the value, along one axis.
-int Farthest(const CellAxis& axis, int value) { return Square(std::abs(axis.centre - value) + axis.halfWidth); }
-
-// Squared gap between the cell's box and the value, along one axis.
-int Gap(const CellAxis& axis, int value) {
-    return Square(std::max(0, std::abs(axis.centre - value) - axis.halfWidth));
-}
-
-} // namespace
 
 void CNiGoRo2::BuildPalette(tagRGBQUAD* table) {
     const int count = UsedRecords(*this);
@@ -52,17 +21,18 @@ void CNiGoRo2::BuildPalette(tagRGBQUAD* table) {
     Qsort(m_Palette, count, CompareBlue);
 }
 
-void CNiGoRo2::BuildSearchCube(tagRGBQUAD* table) {
-    const int count = UsedRecords(*this);
+void dibprep::ScalarBuildSearchCube(CNiGoRo2& quantiser, tagRGBQUAD* table) {
+    CColorTrans2* const palette = quantiser.m_Palette;
+    const int count = UsedRecords(quantiser);
     for (int i = 0; i < count; ++i) {
-        table[i] = m_Palette[i].m_rgb;
-        m_Palette[i].m_byIndex = static_cast<unsigned char>(i);
+        table[i] = palette[i].m_rgb;
+        palette[i].m_byIndex = static_cast<unsigned char>(i);
     }
     if (count == 0)
         return;
-    for (int i = 0; i < Cells; ++i) {
-        for (int j = 0; j < Cells; ++j) {
-            for (int k = 0; k < Cells; ++k) {
+    for (int i = 0; i < SearchCells; ++i) {
+        for (int j = 0; j < SearchCells; ++j) {
+            for (int k = 0; k < SearchCells; ++k) {
                 const CellAxis red = AxisOf(i);
                 const CellAxis green = AxisOf(j);
                 const CellAxis blue = AxisOf(k);
@@ -70,20 +40,25 @@ void CNiGoRo2::BuildSearchCube(tagRGBQUAD* table) {
                                            static_cast<unsigned char>(green.centre),
                                            static_cast<unsigned char>(red.centre), 0};
                 // The order goes on from cell to cell; ties in it decide ties in the search.
-                Qsort(m_Palette, centre, count, CompareColor);
-                AddList(i, j, k, m_Palette[0]);
-                const tagRGBQUAD& nearest = m_Palette[0].m_rgb;
+                Qsort(palette, centre, count, CompareColor);
+                quantiser.AddList(i, j, k, palette[0]);
+                const tagRGBQUAD& nearest = palette[0].m_rgb;
                 const int threshold = Farthest(red, nearest.rgbRed) + Farthest(green, nearest.rgbGreen) +
                                       Farthest(blue, nearest.rgbBlue);
                 for (int e = 1; e < count; ++e) {
-                    const tagRGBQUAD& entry = m_Palette[e].m_rgb;
+                    const tagRGBQUAD& entry = palette[e].m_rgb;
                     if (Gap(red, entry.rgbRed) + Gap(green, entry.rgbGreen) + Gap(blue, entry.rgbBlue) > threshold)
                         break;
-                    AddList(i, j, k, m_Palette[e]);
+                    quantiser.AddList(i, j, k, palette[e]);
                 }
             }
         }
     }
+}
+
+void CNiGoRo2::BuildSearchCube(tagRGBQUAD* table) {
+    if (!FastBuildSearchCube(*this, table))
+        ScalarBuildSearchCube(*this, table);
 }
 
 void CNiGoRo2::InitSearchCube() { ZeroMemory(m_SearchCube, sizeof m_SearchCube); }

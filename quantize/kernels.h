@@ -1,0 +1,78 @@
+// The vector kernels of the quantiser and what they work on.
+//
+// A colour key holds a 24-bit colour with its bits in another order, so that both the histogram and
+// the tables of nearest colours find their place by a shift: bits 9 to 23 the top five bits of red,
+// green and blue (the number of a cell of 8 x 8 x 8 colours), bits 0 to 8 the low three bits of each
+// (the place in the cell).
+#pragma once
+
+#include "memory/x86/cpu_tier.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace dibprep {
+
+constexpr int LowBits = 9;
+constexpr std::uint32_t LowMask = (1u << LowBits) - 1;
+constexpr int CellColours = 1 << LowBits;
+constexpr int ColourCells = 1 << 15;
+
+// Of a pixel with blue in bits 0 to 7, green in 8 to 15 and red in 16 to 23.
+constexpr std::uint32_t KeyOf(std::uint32_t bgr) {
+    return (bgr & 0xF80007) | (bgr & 0xF800) << 3 | (bgr & 0xF8) << 6 | (bgr & 0x070000) >> 10 | (bgr & 0x0700) >> 5;
+}
+
+// The other way round: the channels of a key.
+constexpr unsigned char RedOf(std::uint32_t key) {
+    return static_cast<unsigned char>((key >> 16 & 0xF8) | (key >> 6 & 7));
+}
+constexpr unsigned char GreenOf(std::uint32_t key) {
+    return static_cast<unsigned char>((key >> 11 & 0xF8) | (key >> 3 & 7));
+}
+constexpr unsigned char BlueOf(std::uint32_t key) {
+    return static_cast<unsigned char>((key >> 6 & 0xF8) | (key & 7));
+}
+
+// Whether eight keys are the same: a run of one colour.
+inline bool AllEqual8(const std::uint32_t* keys) {
+    std::uint64_t pairs[4];
+    std::memcpy(pairs, keys, sizeof pairs);
+    return ((pairs[0] ^ pairs[1]) | (pairs[2] ^ pairs[3]) | (pairs[0] ^ pairs[2])) == 0 && keys[0] == keys[1];
+}
+
+// Pixels whose keys are made at a time: they stay in the first cache.
+constexpr int ChunkPixels = 1024;
+
+// The palette entries that can be nearest to a colour of one cell. Entry i scores red[i][x] +
+// green[i][y] + blue[i][z] for the colour at (x, y, z) of the cell. From the top bit: the squared
+// distance (18 bits), the entry's place in the order that decides ties (6), its index (8). The top
+// bit is turned over, so that the smallest signed number is the nearest entry, and its low byte the
+// answer.
+struct CellScores {
+    static constexpr int Most = 64;
+    static constexpr int DistanceShift = 14;
+    static constexpr int PlaceShift = 8;
+    int count;
+    std::uint32_t red[Most][8];
+    std::uint32_t green[Most][8];
+    std::uint32_t blue[Most][8];
+};
+
+struct QuantizeKernels {
+    Tier tier;
+    // The keys of `count` pixels of 24 bits; reads these 3 * count bytes and no others.
+    void (*keys)(const unsigned char* pixels, int count, std::uint32_t* keys);
+    // The nearest entry's index for all 512 colours of a cell, in the order of their keys.
+    void (*nearest)(const CellScores& scores, unsigned char* indices);
+};
+
+// The kernels of a tier, which the processor must have.
+const QuantizeKernels& KernelsOf(Tier tier);
+
+extern const QuantizeKernels ScalarQuantizeKernels;
+extern const QuantizeKernels Sse2QuantizeKernels;
+extern const QuantizeKernels Ssse3QuantizeKernels;
+extern const QuantizeKernels Avx2QuantizeKernels;
+
+} // namespace dibprep

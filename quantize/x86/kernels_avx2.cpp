@@ -1,0 +1,76 @@
+// The kernels in AVX2.
+#include "quantize/kernels.h"
+
+#include <immintrin.h>
+
+#define DIBPREP_AVX2 __attribute__((target("avx2")))
+
+namespace dibprep {
+
+namespace {
+
+// KeyOf for eight pixels. The parts of the cell's number, and those of the place in the cell, do not
+// overlap, so multiply-and-add joins them: bytes to pairs, pairs to the whole.
+DIBPREP_AVX2 inline __m256i KeysOf8(__m256i bgr) {
+    const __m256i top = _mm256_and_si256(_mm256_srli_epi32(bgr, 3), _mm256_set1_epi32(0x1F1F1F));
+    const __m256i low = _mm256_and_si256(bgr, _mm256_set1_epi32(0x070707));
+    // blue + 32 * green in the lower word, red in the upper one.
+    const __m256i topPairs = _mm256_maddubs_epi16(top, _mm256_set1_epi32(0x012001));
+    const __m256i lowPairs = _mm256_maddubs_epi16(low, _mm256_set1_epi32(0x010801));
+    const __m256i cell = _mm256_madd_epi16(topPairs, _mm256_set1_epi32(1024 << 16 | 1));
+    const __m256i place = _mm256_madd_epi16(lowPairs, _mm256_set1_epi32(64 << 16 | 1));
+    return _mm256_or_si256(_mm256_slli_epi32(cell, LowBits), place);
+}
+
+DIBPREP_AVX2 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
+    const __m256i spread = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11,
+                                                                     -1));
+    int i = 0;
+    // The upper 16-byte load for eight pixels reaches four bytes beyond them.
+    for (; i + 10 <= count; i += 8, pixels += 24) {
+        const __m128i lower = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels));
+        const __m128i upper = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels + 12));
+        const __m256i bgr = _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(lower), upper, 1), spread);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys + i), KeysOf8(bgr));
+    }
+    ScalarQuantizeKernels.keys(pixels, count - i, keys + i);
+}
+
+DIBPREP_AVX2 inline __m256i Load(const std::uint32_t* at) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));
+}
+
+DIBPREP_AVX2 inline __m256i All(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
+
+// Four rows (one red, four greens) of eight blues at a time stay in registers.
+DIBPREP_AVX2 void Nearest(const CellScores& scores, unsigned char* indices) {
+    const __m256i index = _mm256_set1_epi32(0xFF);
+    const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    for (int r = 0; r < 8; ++r) {
+        for (int g = 0; g < 8; g += 4, indices += 32) {
+            __m256i row0 = _mm256_set1_epi32(0x7FFFFFFF);
+            __m256i row1 = row0;
+            __m256i row2 = row0;
+            __m256i row3 = row0;
+            for (int i = 0; i < scores.count; ++i) {
+                const __m256i base = _mm256_add_epi32(Load(scores.blue[i]), All(scores.red[i][r]));
+                const std::uint32_t* const green = scores.green[i] + g;
+                row0 = _mm256_min_epi32(row0, _mm256_add_epi32(base, All(green[0])));
+                row1 = _mm256_min_epi32(row1, _mm256_add_epi32(base, All(green[1])));
+                row2 = _mm256_min_epi32(row2, _mm256_add_epi32(base, All(green[2])));
+                row3 = _mm256_min_epi32(row3, _mm256_add_epi32(base, All(green[3])));
+            }
+            const __m256i words01 = _mm256_packs_epi32(_mm256_and_si256(row0, index), _mm256_and_si256(row1, index));
+            const __m256i words23 = _mm256_packs_epi32(_mm256_and_si256(row2, index), _mm256_and_si256(row3, index));
+            // Packing works in each half by itself: four bytes of every row in either.
+            const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words01, words23), inOrder);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(indices), bytes);
+        }
+    }
+}
+
+} // namespace
+
+const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, Nearest};
+
+} // namespace dibprep
