@@ -71,14 +71,15 @@ public:
         std::uint64_t* const even = m_even.get();
         std::uint64_t* const odd = m_odd.get();
         const auto add = [](std::uint64_t* words, std::uint32_t key) {
-            return AddTo(words[key >> LowBits], OfPixel.of[key & LowMask]);
+            return AddTo<0>(words[key >> LowBits], OfPixel.of[key & LowMask]);
         };
         int i = 0;
         for (; i + 8 <= count; i += 8) {
             const std::uint32_t* const k = keys + i;
             if (AllEqual8(k)) {
-                even[k[0] >> LowBits] += OfPixel.of[k[0] & LowMask] * 8;
-                EmptyIfFull(k[0] >> LowBits);
+                const __m128i sum = AddTo<3>(even[k[0] >> LowBits], OfPixel.of[k[0] & LowMask]);
+                if (AnySign(sum, sum, sum, sum))
+                    EmptyFullOnes(k, 1);
                 continue;
             }
             const __m128i sum0 = add(even, k[0]);
