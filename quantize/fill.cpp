@@ -11,6 +11,7 @@
 #include "quantize/kernels.h"
 #include "quantize/scratch.h"
 #include "quantize/source_pixels.h"
+#include "quantize/x86/key_steps.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -25,8 +26,8 @@ constexpr unsigned int MostDepth = 5;
 constexpr std::uint64_t LeastPixels = 16384;
 
 // A cell's word: pixels in bits 51 to 63, then the sums of the low three bits of red, green and blue
-// in 17 bits each. The word is applied to the tree and emptied when its sign bit tells 4096 pixels,
-// at most 7 more having come with them: the sums then fit with room to spare.
+// in 17 bits each. The word is applied to the tree and emptied soon after its sign bit tells 4096
+// pixels, with at most 7 more: the sums then fit with room to spare.
 constexpr int RedAt = 34;
 constexpr int GreenAt = 17;
 constexpr int PixelsAt = 51;
@@ -69,24 +70,33 @@ public:
     void Count(const std::uint32_t* keys, int count) {
         std::uint64_t* const even = m_even.get();
         std::uint64_t* const odd = m_odd.get();
+        const auto add = [](std::uint64_t* words, std::uint32_t key) {
+            return AddTo<0>(words[key >> LowBits], OfPixel.of[key & LowMask]);
+        };
         int i = 0;
         for (; i + 8 <= count; i += 8) {
             const std::uint32_t* const k = keys + i;
             if (AllEqual8(k)) {
-                Add(even, k[0], 8);
+                const __m128i sum = AddTo<3>(even[k[0] >> LowBits], OfPixel.of[k[0] & LowMask]);
+                if (AnySign(sum, sum, sum, sum))
+                    EmptyFullOnes(k, 1);
                 continue;
             }
-            Add(even, k[0], 1);
-            Add(odd, k[1], 1);
-            Add(even, k[2], 1);
-            Add(odd, k[3], 1);
-            Add(even, k[4], 1);
-            Add(odd, k[5], 1);
-            Add(even, k[6], 1);
-            Add(odd, k[7], 1);
+            const __m128i sum0 = add(even, k[0]);
+            const __m128i sum1 = add(odd, k[1]);
+            const __m128i sum2 = add(even, k[2]);
+            const __m128i sum3 = add(odd, k[3]);
+            const bool full = AnySign(sum0, sum1, sum2, sum3);
+            const __m128i sum4 = add(even, k[4]);
+            const __m128i sum5 = add(odd, k[5]);
+            const __m128i sum6 = add(even, k[6]);
+            const __m128i sum7 = add(odd, k[7]);
+            if (full || AnySign(sum4, sum5, sum6, sum7))
+                EmptyFullOnes(k, 8);
         }
-        for (; i < count; ++i)
-            Add(even, keys[i], 1);
+        for (int j = i; j < count; ++j)
+            add(even, keys[j]);
+        EmptyFullOnes(keys + i, count - i);
     }
 
     void ApplyAll() {
@@ -99,17 +109,19 @@ public:
     }
 
 private:
-    void Add(std::uint64_t* words, std::uint32_t key, unsigned int pixels) {
-        std::uint64_t& word = words[key >> LowBits];
-        word += OfPixel.of[key & LowMask] * pixels;
-        if (static_cast<std::int64_t>(word) < 0)
-            Empty(key >> LowBits, word);
+    // Rare, and kept out of the loop that counts, which has no register to spare for it.
+    __attribute__((noinline)) void EmptyFullOnes(const std::uint32_t* keys, int count) {
+        for (int i = 0; i < count; ++i)
+            EmptyIfFull(keys[i] >> LowBits);
     }
 
-    // Rare, and kept out of the loop that counts, which has no register to spare for it.
-    __attribute__((noinline)) void Empty(std::uint32_t cell, std::uint64_t& word) {
-        Apply(cell, word);
-        word = 0;
+    void EmptyIfFull(std::uint32_t cell) {
+        for (std::uint64_t* const word : {&m_even[cell], &m_odd[cell]}) {
+            if (static_cast<std::int64_t>(*word) < 0) {
+                Apply(cell, *word);
+                *word = 0;
+            }
+        }
     }
 
     // Inserts the pixels of a word.
@@ -119,7 +131,8 @@ private:
         const std::uint32_t red = cell >> 10;
         const std::uint32_t green = cell >> 5 & 31;
         const std::uint32_t blue = cell & 31;
-        unsigned int node = m_firstLeaf + (Spread(red >> drop) | Spread(green >> drop) << 1 | Spread(blue >> drop) << 2);
+        unsigned int node =
+            m_firstLeaf + (Spread(red >> drop) | Spread(green >> drop) << 1 | Spread(blue >> drop) << 2);
         CCube2& leaf = m_quantiser.m_pCube[node];
         leaf.m_dwWeight += pixels;
         leaf.m_byChild = 0;

@@ -9,7 +9,6 @@
 #include "memory/x86/cpu_tier.h"
 
 #include <cstdint>
-#include <cstring>
 
 namespace dibprep {
 
@@ -32,13 +31,6 @@ constexpr unsigned char GreenOf(std::uint32_t key) {
 }
 constexpr unsigned char BlueOf(std::uint32_t key) {
     return static_cast<unsigned char>((key >> 6 & 0xF8) | (key & 7));
-}
-
-// Whether eight keys are the same: a run of one colour.
-inline bool AllEqual8(const std::uint32_t* keys) {
-    std::uint64_t pairs[4];
-    std::memcpy(pairs, keys, sizeof pairs);
-    return ((pairs[0] ^ pairs[1]) | (pairs[2] ^ pairs[3]) | (pairs[0] ^ pairs[2])) == 0 && keys[0] == keys[1];
 }
 
 // Pixels whose keys are made at a time: they stay in the first cache.

@@ -3,6 +3,7 @@
 
 #include "quantize/axis.h"
 #include "quantize/limits.h"
+#include "quantize/x86/key_steps.h"
 
 #include <algorithm>
 #include <cstring>
@@ -179,16 +180,23 @@ bool NearestTables::Build(std::uint32_t cell) {
     }
     if (count > CellScores::Most)
         return false;
-    unsigned char* const table = m_tables + std::size_t{m_made} * CellColours;
-    if (count <= 1) {
-        // A cell of the cube that lists nothing answers the first entry.
-        std::memset(table, count == 1 ? candidates[0].index : 0, CellColours);
-    } else {
+    std::uint32_t number = m_made;
+    unsigned char* const table = m_tables + std::size_t{number} * CellColours;
+    if (count > 1) {
         SetScores(cell, candidates, count);
         m_kernels.nearest(m_scores[0], table);
+        ++m_made;
+    } else {
+        // Cells with one entry share its table. A cell of the cube that lists nothing answers the first.
+        const unsigned char index = count == 1 ? candidates[0].index : 0;
+        std::uint32_t& uniform = m_uniform[index];
+        if (uniform == 0) {
+            std::memset(table, index, CellColours);
+            uniform = ++m_made;
+        }
+        number = uniform - 1;
     }
-    m_offsets[cell] = Origin + (m_made - cell) * CellColours;
-    ++m_made;
+    m_offsets[cell] = Origin + (number - cell) * CellColours;
     return true;
 }
 

@@ -72,7 +72,8 @@ TEST(QuantizeMapTiers, PicturesOfAllKindsWithBothSearches) {
 TEST(QuantizeMapTiers, WidthsAroundTheVectorsAndTheChunks) {
     Random random(80);
     for (int width : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 15, 16, 17, 18, 31, 33, 34, 1023, 1024, 1025, 1033, 2050}) {
-        Bytes dib = Picture(width % 2 ? Kind::Runs : Kind::Photo, width, 4096 / width + 2, 24, static_cast<unsigned>(width));
+        const Kind kind = width % 2 ? Kind::Runs : Kind::Photo;
+        Bytes dib = Picture(kind, width, 4096 / width + 2, 24, static_cast<unsigned>(width));
         const Quantiser q = Make(dib);
         SetPalette(*q, Records(80, 256, random));
         tagRGBQUAD table[256];

@@ -92,7 +92,8 @@ TEST(QuantizeTiers, NearestOfACellForAllNumbersOfCandidates) {
                 const auto square = [x](int v) { return static_cast<std::uint32_t>((v + x) * (v + x)) << 14; };
                 scores->red[i][x] = square(red) + 0x80000000u;
                 scores->green[i][x] = square(green);
-                scores->blue[i][x] = square(blue) + (static_cast<std::uint32_t>(count - 1 - i) << 8) + (random.Next() & 0xFF);
+                const auto place = static_cast<std::uint32_t>(count - 1 - i);
+                scores->blue[i][x] = square(blue) + (place << 8) + (random.Next() & 0xFF);
             }
         }
         unsigned char expected[512];
