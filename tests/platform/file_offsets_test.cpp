@@ -1,5 +1,5 @@
 // File offsets: 32-bit and 64-bit distances, and files larger than 2 and 4 GiB.
-#include "tests/transform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 #include "dibprep/host.h"
 

@@ -1,5 +1,5 @@
 // Files of the host layer: opening, reading, writing, closing.
-#include "tests/transform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 #include "dibprep/host.h"
 

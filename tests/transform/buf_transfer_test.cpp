@@ -1,5 +1,5 @@
 // CBufTransfer: what each transfer type sets, takes and releases.
-#include "tests/transform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 #include "tests/transform/transform_support.h"
 
 #include <filesystem>

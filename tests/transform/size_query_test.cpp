@@ -1,5 +1,5 @@
 // GetTransformImageMemorySize and GetBufferSize.
-#include "tests/transform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 #include "tests/transform/transform_support.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // CLinearTransformMem driven by a host: plain addresses, single steps, GetImageLine.
-#include "tests/transform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 #include "tests/transform/transform_support.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // File sources and destinations of the transform.
-#include "tests/transform/temp_folder.h"
+#include "tests/support/temp_folder.h"
 #include "tests/transform/transform_support.h"
 
 #include <csignal>
