@@ -70,9 +70,7 @@ int CImgConverter::CheckColorMap(int& isGray) {
     const int bitCount = BitCount(header);
     if ((bitCount != 4 && bitCount != 8) || !colorTable)
         return 0;
-    isGray = std::all_of(colorTable, colorTable + (1 << bitCount), [](const tagRGBQUAD& entry) {
-        return entry.rgbBlue == entry.rgbGreen && entry.rgbGreen == entry.rgbRed;
-    });
+    isGray = std::all_of(colorTable, colorTable + (1 << bitCount), dibprep::IsGray);
     return 1;
 }
 

@@ -1,4 +1,5 @@
-// Where the fields of the 40-byte DIB header stand, for reading a header in place.
+// Where the fields of the 40-byte DIB header stand, for reading a header in place, and when an entry
+// of the colour table behind it is gray.
 #pragma once
 
 #include "dibprep/types.h"
@@ -21,5 +22,10 @@ constexpr std::size_t AtXPelsPerMeter = offsetof(tagBITMAPINFOHEADER, biXPelsPer
 constexpr std::size_t AtYPelsPerMeter = offsetof(tagBITMAPINFOHEADER, biYPelsPerMeter);
 constexpr std::size_t AtClrUsed = offsetof(tagBITMAPINFOHEADER, biClrUsed);
 constexpr std::size_t AtClrImportant = offsetof(tagBITMAPINFOHEADER, biClrImportant);
+
+// A colour table is gray when every entry is.
+inline bool IsGray(const tagRGBQUAD& entry) {
+    return entry.rgbBlue == entry.rgbGreen && entry.rgbGreen == entry.rgbRed;
+}
 
 } // namespace dibprep

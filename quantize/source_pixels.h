@@ -2,9 +2,9 @@
 // octree and for mapping alike.
 #pragma once
 
+#include "dib/layout.h"
 #include "dibprep/dib.h"
 #include "dibprep/quantize.h"
-#include "memory/unaligned.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,8 +19,7 @@ struct Rgb {
 
 // Bytes of a row, padded to four.
 inline std::size_t SourceRowBytes(unsigned int bitCount, int width) {
-    return static_cast<std::size_t>((static_cast<std::uint64_t>(bitCount) * static_cast<std::uint32_t>(width) + 31) /
-                                    32 * 4);
+    return static_cast<std::size_t>(RowStride(static_cast<std::uint32_t>(width), bitCount));
 }
 
 // One channel of a bit-field pixel as 8 bits.

@@ -149,8 +149,5 @@ int CLinearTransformMem::GetSourceImageInfo() {
 }
 
 int CLinearTransformMem::IsGrayImage() {
-    const auto isGray = [](const tagRGBQUAD& entry) {
-        return entry.rgbBlue == entry.rgbGreen && entry.rgbGreen == entry.rgbRed;
-    };
-    return std::all_of(std::begin(sourcePalette), std::end(sourcePalette), isGray) ? 1 : 0;
+    return std::all_of(std::begin(sourcePalette), std::end(sourcePalette), IsGray) ? 1 : 0;
 }

@@ -8,6 +8,7 @@
 #include "memory/locked_block.h"
 #include "memory/unaligned.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -53,10 +54,8 @@ struct IndexedSource {
         stride = MaskedRowBytes(UsedRowBytes());
         table = header + InfoHeaderSize;
         rows = table + entries * EntryBytes;
-        for (std::uint32_t i = 0; i < entries && gray; ++i) {
-            const unsigned char* const entry = table + i * EntryBytes;
-            gray = entry[0] == entry[1] && entry[1] == entry[2];
-        }
+        const auto* const colours = reinterpret_cast<const tagRGBQUAD*>(table);
+        gray = std::all_of(colours, colours + entries, IsGray);
     }
 
     bool HasTable() const { return bitCount == 4 || bitCount == 8; }

@@ -1,5 +1,6 @@
 // Orientation, normalisation and depth conversion against the slow second version, over random DIBs.
 #include "dibprep/dib.h"
+#include "tests/oracle/dib_comparison.h"
 #include "tests/oracle/random_dibs.h"
 #include "tests/oracle/random_start.h"
 #include "tests/support/test_host.h"
@@ -11,31 +12,8 @@ namespace {
 using oracle::Bytes;
 using testdib::Random;
 
-class Depth : public testing::Test {
+class Depth : public oracle::DibComparison {
 protected:
-    void SetUp() override { StartAfresh(); }
-    void TearDown() override { testhost::Reset(); }
-    static void StartAfresh() {
-        testhost::Reset();
-        testhost::SetLargestBlock(oracle::LargestDibBlock);
-    }
-
-    static void CompareOne(const Bytes& dib, void* (*function)(unsigned char*), const oracle::MaybeDib& expected,
-                           const char* name) {
-        SCOPED_TRACE(name);
-        StartAfresh();
-        void* source = testhost::MakeBlock(dib);
-        void* result = function(testhost::Address(source));
-        ASSERT_EQ(result != nullptr, expected.has_value());
-        if (result) {
-            EXPECT_EQ(testhost::Bytes(result), *expected);
-        }
-        EXPECT_EQ(testhost::Bytes(source), dib);
-        EXPECT_EQ(testhost::LiveBlocks(), result ? 2 : 1);
-        EXPECT_EQ(testhost::OutstandingLocks(), 0);
-        EXPECT_EQ(testhost::BadCalls(), 0);
-    }
-
     static void Compare(const Bytes& dib) {
         CompareOne(dib, TopDownToBottomUp, oracle::Turned(dib), "TopDownToBottomUp");
         CompareOne(dib, NormalizeDIB, oracle::Normalised(dib), "NormalizeDIB");
