@@ -1,8 +1,8 @@
 // The depth conversions' row loops in AVX2: eight pixels in a register. The lookups of 4 and 8 bits stay
 // with the lower tiers.
 #include "dib/depth_rows.h"
-#include "memory/unaligned.h"
 
+#include <cstring>
 #include <immintrin.h>
 
 #define DIBPREP_TIER __attribute__((target("avx2")))
@@ -61,31 +61,33 @@ DIBPREP_TIER inline Pixels To555(Pixels pixels) {
 namespace dibprep {
 namespace {
 
-// 32 of the bytes that repeat blue, green, red, beginning with byte `phase` of a colour.
-DIBPREP_TIER inline __m256i Repeated(std::uint32_t color, unsigned phase) {
-    unsigned char bytes[32];
-    for (unsigned i = 0; i < 32; ++i)
-        bytes[i] = static_cast<unsigned char>(color >> (i + phase) % 3 * 8);
-    return LoadBgr0(bytes);
+// For 32 pixels, 96 bytes in three parts: the byte of the row that has the bit of each, and the bit.
+struct alignas(32) BitPlaces {
+    unsigned char byte[3][32];
+    unsigned char bit[3][32];
+};
+
+constexpr BitPlaces MakeBitPlaces() {
+    BitPlaces places = {};
+    for (unsigned i = 0; i < 96; ++i) {
+        places.byte[i / 32][i % 32] = static_cast<unsigned char>(i / 24);
+        places.bit[i / 32][i % 32] = static_cast<unsigned char>(0x80 >> i / 3 % 8);
+    }
+    return places;
 }
 
-// For bytes 32 * part + i of 32 pixels: the byte of the row that has their bit, and the bit.
-DIBPREP_TIER inline __m256i ByteOfBit(unsigned part) {
-    unsigned char bytes[32];
-    for (unsigned i = 0; i < 32; ++i)
-        bytes[i] = static_cast<unsigned char>((32 * part + i) / 24);
-    return LoadBgr0(bytes);
+constexpr BitPlaces Places = MakeBitPlaces();
+
+// A part of 32 pixels of one colour: three words again and again, of which a part has two more than
+// it needs for whole rounds.
+DIBPREP_TIER inline __m256i PartOf(std::uint32_t color, unsigned part) {
+    const std::uint32_t words[3] = {color | color << 24, color >> 8 | color << 16, color >> 16 | color << 8};
+    const auto a = static_cast<int>(words[2 * part % 3]);
+    const auto b = static_cast<int>(words[(2 * part + 1) % 3]);
+    const auto c = static_cast<int>(words[(2 * part + 2) % 3]);
+    return _mm256_setr_epi32(a, b, c, a, b, c, a, b);
 }
 
-DIBPREP_TIER inline __m256i Bit(unsigned part) {
-    unsigned char bytes[32];
-    for (unsigned i = 0; i < 32; ++i)
-        bytes[i] = static_cast<unsigned char>(0x80 >> (32 * part + i) / 3 % 8);
-    return LoadBgr0(bytes);
-}
-
-// 32 pixels, three registers of bytes, from one word of bits. 32 bytes are 10 colours and two bytes
-// more, so that the next register begins two bytes further in the colour.
 DIBPREP_TIER void From1To24(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint32_t* colors) {
     __m256i set[3];
@@ -93,14 +95,16 @@ DIBPREP_TIER void From1To24(unsigned char* out, const unsigned char* in, std::si
     __m256i byteOf[3];
     __m256i bit[3];
     for (unsigned part = 0; part < 3; ++part) {
-        set[part] = Repeated(colors[1], 2 * part);
-        change[part] = Repeated(colors[0] ^ colors[1], 2 * part);
-        byteOf[part] = ByteOfBit(part);
-        bit[part] = Bit(part);
+        set[part] = PartOf(colors[1], part);
+        change[part] = PartOf(colors[0] ^ colors[1], part);
+        byteOf[part] = LoadBgr0(Places.byte[part]);
+        bit[part] = LoadBgr0(Places.bit[part]);
     }
     std::size_t x = 0;
     for (; x + 32 <= pixels; x += 32, out += 96) {
-        const __m256i word = All(LoadU32(in + x / 8));
+        std::uint32_t bits;
+        std::memcpy(&bits, in + x / 8, sizeof bits);
+        const __m256i word = All(bits);
         for (unsigned part = 0; part < 3; ++part) {
             const __m256i hit = And(_mm256_shuffle_epi8(word, byteOf[part]), bit[part]);
             Store(out + 32 * part, _mm256_xor_si256(set[part], And(ZeroBytes(hit), change[part])));

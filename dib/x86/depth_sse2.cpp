@@ -1,7 +1,7 @@
 // The depth conversions' row loops in SSE2.
 #include "dib/depth_rows.h"
-#include "memory/unaligned.h"
 
+#include <cstring>
 #include <emmintrin.h>
 
 #define DIBPREP_TIER __attribute__((target("sse2")))
@@ -88,14 +88,16 @@ DIBPREP_TIER void From1To16(unsigned char* out, const unsigned char* in, std::si
     ScalarDepthRows.from1To16(out + 2 * x, in + x / 8, pixels - x, values);
 }
 
+DIBPREP_TIER inline void StoreWord(unsigned char* out, std::uint32_t word) { std::memcpy(out, &word, sizeof word); }
+
 // Whole words, each of which writes over the fourth byte of the one before.
 DIBPREP_TIER void From4To24(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint32_t* colors) {
     std::size_t x = 0;
     for (; x + 3 <= pixels; x += 2, out += 6) {
         const unsigned pair = in[x / 2];
-        StoreU32(out, colors[pair >> 4]);
-        StoreU32(out + 3, colors[pair & 15]);
+        StoreWord(out, colors[pair >> 4]);
+        StoreWord(out + 3, colors[pair & 15]);
     }
     ScalarDepthRows.from4To24(out, in + x / 2, pixels - x, colors);
 }
@@ -109,11 +111,11 @@ DIBPREP_TIER void From8To24(unsigned char* out, const unsigned char* in, std::si
             continue;
         }
         for (std::size_t x = 0; x < 16; x += 4) {
-            const std::uint32_t four = LoadU32(in + x);
-            StoreU32(out + 3 * x, colors[four & 0xFF]);
-            StoreU32(out + 3 * x + 3, colors[four >> 8 & 0xFF]);
-            StoreU32(out + 3 * x + 6, colors[four >> 16 & 0xFF]);
-            StoreU32(out + 3 * x + 9, colors[four >> 24]);
+            const std::uint32_t four = Word(in + x);
+            StoreWord(out + 3 * x, colors[four & 0xFF]);
+            StoreWord(out + 3 * x + 3, colors[four >> 8 & 0xFF]);
+            StoreWord(out + 3 * x + 6, colors[four >> 16 & 0xFF]);
+            StoreWord(out + 3 * x + 9, colors[four >> 24]);
         }
     }
     ScalarDepthRows.from8To24(out, in, left, colors);
@@ -134,46 +136,46 @@ DIBPREP_TIER void FromLevelsTo24(unsigned char* out, const unsigned char* in, st
     ScalarDepthRows.fromLevelsTo24(out, in + x, pixels - x);
 }
 
-DIBPREP_TIER inline __m128i EightValues(const std::uint16_t* values, const unsigned (&index)[8]) {
-    __m128i words = _mm_cvtsi32_si128(values[index[0]]);
-    words = _mm_insert_epi16(words, values[index[1]], 1);
-    words = _mm_insert_epi16(words, values[index[2]], 2);
-    words = _mm_insert_epi16(words, values[index[3]], 3);
-    words = _mm_insert_epi16(words, values[index[4]], 4);
-    words = _mm_insert_epi16(words, values[index[5]], 5);
-    words = _mm_insert_epi16(words, values[index[6]], 6);
-    return _mm_insert_epi16(words, values[index[7]], 7);
+// In 32 bits there are no registers for eight indices: they are read one by one.
+DIBPREP_TIER inline __m128i EightValues(const std::uint16_t* values, const unsigned char* in) {
+    __m128i words = _mm_cvtsi32_si128(values[in[0]]);
+    words = _mm_insert_epi16(words, values[in[1]], 1);
+    words = _mm_insert_epi16(words, values[in[2]], 2);
+    words = _mm_insert_epi16(words, values[in[3]], 3);
+    words = _mm_insert_epi16(words, values[in[4]], 4);
+    words = _mm_insert_epi16(words, values[in[5]], 5);
+    words = _mm_insert_epi16(words, values[in[6]], 6);
+    return _mm_insert_epi16(words, values[in[7]], 7);
 }
 
 DIBPREP_TIER void From4To16(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint16_t* values) {
+    const __m128i low = _mm_set1_epi8(15);
+    alignas(16) unsigned char index[16];
     std::size_t x = 0;
-    for (; x + 8 <= pixels; x += 8) {
-        const std::uint32_t eight = LoadU32(in + x / 2);
-        const unsigned index[8] = {eight >> 4 & 15,  eight & 15,       eight >> 12 & 15, eight >> 8 & 15,
-                                   eight >> 20 & 15, eight >> 16 & 15, eight >> 28,      eight >> 24 & 15};
+    for (; x + 16 <= pixels; x += 16) {
+        const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in + x / 2));
+        Store(index, _mm_unpacklo_epi8(And(_mm_srli_epi16(bytes, 4), low), And(bytes, low)));
         Store(out + 2 * x, EightValues(values, index));
+        Store(out + 2 * x + 16, EightValues(values, index + 8));
     }
     ScalarDepthRows.from4To16(out + 2 * x, in + x / 2, pixels - x, values);
 }
 
 DIBPREP_TIER void From8To16(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint16_t* values) {
-    std::size_t x = 0;
-    for (; x + 16 <= pixels; x += 16) {
-        const unsigned char* const from = in + x;
-        if (AllEqual(from)) {
-            const __m128i value = _mm_set1_epi16(static_cast<short>(values[from[0]]));
-            Store(out + 2 * x, value);
-            Store(out + 2 * x + 16, value);
-            continue;
+    std::size_t left = pixels;
+    for (; left >= 16; left -= 16, in += 16, out += 32) {
+        if (AllEqual(in)) {
+            const __m128i value = _mm_set1_epi16(static_cast<short>(values[in[0]]));
+            Store(out, value);
+            Store(out + 16, value);
+        } else {
+            Store(out, EightValues(values, in));
+            Store(out + 16, EightValues(values, in + 8));
         }
-        const unsigned first[8] = {from[0], from[1], from[2], from[3], from[4], from[5], from[6], from[7]};
-        const unsigned second[8] = {from[8], from[9], from[10], from[11], from[12], from[13], from[14], from[15]};
-        Store(out + 2 * x, EightValues(values, first));
-        Store(out + 2 * x + 16, EightValues(values, second));
     }
-    ScalarDepthRows.from8To16(out + 2 * x, in + x, pixels - x, values);
+    ScalarDepthRows.from8To16(out, in, left, values);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 // The depth conversions' row loops in SSSE3: bytes go to their places by shuffles.
 #include "dib/depth_rows.h"
-#include "memory/unaligned.h"
 
 #include <tmmintrin.h>
 
@@ -110,7 +109,7 @@ DIBPREP_TIER void From8To24(unsigned char* out, const unsigned char* in, std::si
             continue;
         }
         for (std::size_t x = 0; x < 16; x += 4) {
-            const std::uint32_t four = LoadU32(in + x);
+            const std::uint32_t four = Word(in + x);
             const __m128i low = _mm_unpacklo_epi32(Color(colors, four & 0xFF), Color(colors, four >> 8 & 0xFF));
             const __m128i high = _mm_unpacklo_epi32(Color(colors, four >> 16 & 0xFF), Color(colors, four >> 24));
             StoreBgr(out + 3 * x, _mm_unpacklo_epi64(low, high));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <emmintrin.h>
 
 namespace dibprep {
@@ -12,6 +13,13 @@ using Pixels = __m128i;
 
 DIBPREP_TIER inline __m128i Load(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 DIBPREP_TIER inline void Store(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
+
+// A word at any address.
+DIBPREP_TIER inline std::uint32_t Word(const unsigned char* in) {
+    std::uint32_t word;
+    std::memcpy(&word, in, sizeof word);
+    return word;
+}
 
 DIBPREP_TIER inline Pixels All(std::uint32_t word) { return _mm_set1_epi32(static_cast<int>(word)); }
 DIBPREP_TIER inline Pixels And(Pixels a, Pixels b) { return _mm_and_si128(a, b); }
