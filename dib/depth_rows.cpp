@@ -94,6 +94,7 @@ void FromMasked32To16(unsigned char* out, const unsigned char* in, std::size_t p
 
 DepthRows TableFor(Tier tier) {
     DepthRows rows = ScalarDepthRows;
+    rows.tier = tier;
     if (tier >= Tier::Sse2)
         AddSse2DepthRows(rows);
     if (tier >= Tier::Ssse3)
@@ -106,8 +107,8 @@ DepthRows TableFor(Tier tier) {
 } // namespace
 
 const DepthRows ScalarDepthRows = {
-    IndexedTo24<1>,   IndexedTo24<4>, IndexedTo24<8>, FromLevelsTo24, From555To24,      FromMasked16To24, FromMasked32To24,
-    From32To24,       IndexedTo16<1>, IndexedTo16<4>, IndexedTo16<8>, TrueColorTo16<3>, TrueColorTo16<4>,
+    Tier::Scalar,     IndexedTo24<1>, IndexedTo24<4>, IndexedTo24<8>, FromLevelsTo24,   From555To24,      FromMasked16To24,
+    FromMasked32To24, From32To24,     IndexedTo16<1>, IndexedTo16<4>, IndexedTo16<8>,   TrueColorTo16<3>, TrueColorTo16<4>,
     FromMasked32To16,
 };
 

@@ -40,6 +40,7 @@ struct DepthRows {
     using Direct = void (*)(unsigned char* out, const unsigned char* in, std::size_t pixels);
     using Masked = void (*)(unsigned char* out, const unsigned char* in, std::size_t pixels, const PixelMasks& masks);
 
+    Tier tier;
     IndexedTo24 from1To24;
     IndexedTo24 from4To24;
     IndexedTo24 from8To24;
