@@ -81,12 +81,26 @@ public:
     void DrawAhead(RunLengthStream&) {}
 
     void Run(unsigned count, unsigned value) {
-        for (unsigned i = 0; i < count; ++i)
-            Put(i % 2 ? value & 0x0F : value >> 4);
+        const unsigned turned = (value << 4 | value >> 4) & 0xFF;
+        const unsigned single = x % 2 != 0 ? 1 : 0;
+        const unsigned whole = single ? turned : value;
+        if (single)
+            Put(value >> 4);
+        PutPairs((count - single) / 2, [whole](unsigned) { return whole; });
+        if ((count - single) % 2 != 0)
+            Put(whole >> 4);
     }
     void Literal(unsigned count, const unsigned char* data) {
-        for (unsigned i = 0; i < count; ++i)
-            Put(i % 2 ? data[i / 2] & 0x0Fu : data[i / 2] >> 4);
+        if (x % 2 == 0) {
+            PutPairs(count / 2, [data](unsigned i) { return unsigned{data[i]}; });
+            if (count % 2 != 0)
+                Put(data[count / 2] >> 4);
+            return;
+        }
+        Put(data[0] >> 4);
+        PutPairs((count - 1) / 2, [data](unsigned i) { return (data[i] & 0x0Fu) << 4 | data[i + 1] >> 4; });
+        if (count % 2 == 0)
+            Put(data[count / 2 - 1] & 0x0F);
     }
     void NewLine() {
         m_out += stride - x / 2;
@@ -110,6 +124,20 @@ private:
         }
         m_out += odd ? 1 : 0;
         ++x;
+    }
+
+    // Two pixels a byte, from an even column on.
+    template <class Pair> void PutPairs(unsigned count, Pair pair) {
+        const auto area = static_cast<std::int64_t>(m_area);
+        const auto first = static_cast<unsigned>(std::clamp<std::int64_t>(-m_out, 0, count));
+        const auto end = static_cast<unsigned>(std::clamp<std::int64_t>(area - m_out, 0, count));
+        if (first < end) {
+            unsigned char* const to = pixels + static_cast<std::ptrdiff_t>(m_out + first);
+            for (unsigned i = first; i < end; ++i)
+                to[i - first] = static_cast<unsigned char>(to[i - first] | pair(i));
+        }
+        m_out += count;
+        x += 2 * std::int64_t{count};
     }
 
     std::uint64_t m_area;
