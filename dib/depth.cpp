@@ -87,7 +87,8 @@ void ConvertCutRow(const Picture& source, std::uint64_t at, unsigned char* out, 
 }
 
 // row(out, in, pixels) for every row, as stored.
-template <class Row> void ConvertRows(const Picture& source, unsigned char* result, unsigned targetBits, Row row) {
+template <class Row>
+void ConvertRows(const Picture& source, unsigned char* result, unsigned targetBits, Row row) {
     const auto stride = static_cast<std::uint64_t>(RowStride(source.width, source.bitCount));
     const auto targetStride = static_cast<std::size_t>(RowStride(source.width, targetBits));
     const auto width = static_cast<std::size_t>(source.width);

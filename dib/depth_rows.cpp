@@ -9,7 +9,8 @@ namespace dibprep {
 namespace {
 
 // Palette index of pixel x, most significant bits first.
-template <unsigned BitCount> unsigned Index(const unsigned char* in, std::size_t x) {
+template <unsigned BitCount>
+unsigned Index(const unsigned char* in, std::size_t x) {
     static_assert(BitCount == 1 || BitCount == 4 || BitCount == 8, "indexed depths");
     constexpr unsigned PerByte = 8 / BitCount;
     const unsigned shift = 8 - BitCount - static_cast<unsigned>(x % PerByte) * BitCount;
@@ -77,7 +78,8 @@ void From32To24(unsigned char* out, const unsigned char* in, std::size_t pixels)
     }
 }
 
-template <unsigned BytesPerPixel> void TrueColorTo16(unsigned char* out, const unsigned char* in, std::size_t pixels) {
+template <unsigned BytesPerPixel>
+void TrueColorTo16(unsigned char* out, const unsigned char* in, std::size_t pixels) {
     for (std::size_t x = 0; x < pixels; ++x, in += BytesPerPixel)
         StoreU16(out + 2 * x, Pack555(in[2], in[1], in[0]));
 }
@@ -107,14 +109,14 @@ DepthRows TableFor(Tier tier) {
 } // namespace
 
 const DepthRows ScalarDepthRows = {
-    Tier::Scalar,     IndexedTo24<1>, IndexedTo24<4>, IndexedTo24<8>, FromLevelsTo24,   From555To24,      FromMasked16To24,
-    FromMasked32To24, From32To24,     IndexedTo16<1>, IndexedTo16<4>, IndexedTo16<8>,   TrueColorTo16<3>, TrueColorTo16<4>,
-    FromMasked32To16,
+    Tier::Scalar,   IndexedTo24<1>,   IndexedTo24<4>,   IndexedTo24<8>,   FromLevelsTo24,
+    From555To24,    FromMasked16To24, FromMasked32To24, From32To24,       IndexedTo16<1>,
+    IndexedTo16<4>, IndexedTo16<8>,   TrueColorTo16<3>, TrueColorTo16<4>, FromMasked32To16,
 };
 
 const DepthRows& DepthRowsFor(Tier tier) {
-    static const std::array<DepthRows, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2),
-                                                    TableFor(Tier::Ssse3), TableFor(Tier::Avx2)};
+    static const std::array<DepthRows, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2), TableFor(Tier::Ssse3),
+                                                    TableFor(Tier::Avx2)};
     static_assert(static_cast<std::size_t>(BestKnownTier) + 1 == std::tuple_size<decltype(tables)>::value);
     return tables[static_cast<std::size_t>(tier)];
 }

@@ -50,7 +50,8 @@ public:
     }
 
 private:
-    template <class Put> void Draw(unsigned count, Put put) {
+    template <class Put>
+    void Draw(unsigned count, Put put) {
         for (unsigned done = 0; done < count;) {
             if (x >= width)
                 NewLine();
@@ -127,7 +128,8 @@ private:
     }
 
     // Two pixels a byte, from an even column on.
-    template <class Pair> void PutPairs(unsigned count, Pair pair) {
+    template <class Pair>
+    void PutPairs(unsigned count, Pair pair) {
         const auto area = static_cast<std::int64_t>(m_area);
         const auto first = static_cast<unsigned>(std::clamp<std::int64_t>(-m_out, 0, count));
         const auto end = static_cast<unsigned>(std::clamp<std::int64_t>(area - m_out, 0, count));
@@ -146,7 +148,8 @@ private:
 
 // The last code may begin at the last counted byte: its operands and literal pixels are read past
 // the image-size field, where the caller keeps readable bytes.
-template <class C> void Decode(unsigned char* dib, C& canvas) {
+template <class C>
+void Decode(unsigned char* dib, C& canvas) {
     RunLengthStream stream = {DIBBits(dib), LoadI32(dib + AtSizeImage)};
     while (stream.left > 0 && canvas.y < canvas.height) {
         canvas.DrawAhead(stream);
@@ -187,7 +190,8 @@ void CopyColors(unsigned char* dib, unsigned char* result, std::uint64_t size) {
     CopyMemory(result + InfoHeaderSize, dib + InfoHeaderSize, static_cast<std::size_t>(count * sizeof(tagRGBQUAD)));
 }
 
-template <class C> void* Restore(unsigned char* dib) {
+template <class C>
+void* Restore(unsigned char* dib) {
     if (!HasInfoHeader(dib) || Compression(dib) != C::Code || DIBBitCount(dib) != C::BitCount)
         return nullptr;
     const int width = DIBWidth(dib);

@@ -61,11 +61,11 @@ DIBPREP_TIER inline void StoreChannels(unsigned char* out, __m128i blue, __m128i
     const __m128i green2 = _mm_setr_epi8(-1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1);
     const __m128i red2 = _mm_setr_epi8(10, -1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15);
     Store(out, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(blue, blue0), _mm_shuffle_epi8(green, green0)),
-                                _mm_shuffle_epi8(red, red0)));
+                            _mm_shuffle_epi8(red, red0)));
     Store(out + 16, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(blue, blue1), _mm_shuffle_epi8(green, green1)),
-                                     _mm_shuffle_epi8(red, red1)));
+                                 _mm_shuffle_epi8(red, red1)));
     Store(out + 32, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(blue, blue2), _mm_shuffle_epi8(green, green2)),
-                                     _mm_shuffle_epi8(red, red2)));
+                                 _mm_shuffle_epi8(red, red2)));
 }
 
 DIBPREP_TIER void From4To24(unsigned char* out, const unsigned char* in, std::size_t pixels,

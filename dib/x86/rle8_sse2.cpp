@@ -12,7 +12,8 @@ namespace dibprep {
 namespace {
 
 // Short ones as two pieces that overlap: no vector is needed.
-template <class Piece> DIBPREP_TIER inline void PutTwo(unsigned char* to, const unsigned char* from, unsigned count) {
+template <class Piece>
+DIBPREP_TIER inline void PutTwo(unsigned char* to, const unsigned char* from, unsigned count) {
     Piece first;
     Piece last;
     std::memcpy(&first, from, sizeof first);

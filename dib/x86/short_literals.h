@@ -8,9 +8,8 @@ namespace dibprep {
 namespace {
 
 // The 16 bytes from 16 - n on move the last n bytes of a register to its front, with zeros behind them.
-alignas(16) constexpr signed char LastToFront[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10,
-                                                     11, 12, 13, 14, 15, -1, -1, -1, -1, -1, -1,
-                                                     -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+alignas(16) constexpr signed char LastToFront[32] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+                                                     -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
 
 // The first and the last 16 bytes; of fewer, the same bytes twice. A register is read from in front of
 // its end, never from behind it: in front there is more of the same DIB, behind it maybe nothing.

@@ -118,7 +118,7 @@ TEST_P(RleTier, LeavesAloneWhatIsNotPlain) {
         Bytes stream;
         std::int64_t x;
     };
-    const Case cases[] = {{{0, 1}, 10},          {{0, 2, 1, 1}, 10}, {{91, 7}, 10}, {{90, 7}, 10},
+    const Case cases[] = {{{0, 1}, 10},           {{0, 2, 1, 1}, 10}, {{91, 7}, 10}, {{90, 7}, 10},
                           {{0, 91, 7, 7, 7}, 10}, {{1, 7}, 100},      {{1, 7}, 300}, {{0, 0}, 10}};
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         Bytes stream(16);
@@ -175,7 +175,8 @@ TEST_P(RleTier, StreamEndsBeforeItsCount) {
     for (int round = 0; round < 100; ++round) {
         const int width = random.Range(1, 300);
         Bytes dib = MakeRleDib(width, 8, 8, PlainStream(width, random.Range(1, 7), 60, random), 0);
-        PutU32(dib, 20, random.OneIn(2) ? 0x7FFFFFFF : U32(dib, 20) + static_cast<std::uint32_t>(random.Range(1, 5000)));
+        PutU32(dib, 20,
+               random.OneIn(2) ? 0x7FFFFFFF : U32(dib, 20) + static_cast<std::uint32_t>(random.Range(1, 5000)));
         Compare(dib);
         ASSERT_FALSE(HasFatalFailure()) << "round " << round;
     }

@@ -25,7 +25,8 @@ protected:
     }
 
     // The bytes of the block that `make` returns on a tier; none for no block.
-    template <class Make> static Bytes Made(Tier tier, Make make) {
+    template <class Make>
+    static Bytes Made(Tier tier, Make make) {
         dibprep::ForceTier(tier);
         void* const block = make();
         return block ? Take(block) : Bytes();
