@@ -94,10 +94,16 @@ DIBPREP_TIER inline void StoreWord(unsigned char* out, std::uint32_t word) { std
 DIBPREP_TIER void From4To24(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint32_t* colors) {
     std::size_t x = 0;
-    for (; x + 3 <= pixels; x += 2, out += 6) {
-        const unsigned pair = in[x / 2];
-        StoreWord(out, colors[pair >> 4]);
-        StoreWord(out + 3, colors[pair & 15]);
+    for (; x + 8 + SlackPixels <= pixels; x += 8, out += 24) {
+        const std::uint32_t eight = Word(in + x / 2);
+        StoreWord(out, colors[eight >> 4 & 15]);
+        StoreWord(out + 3, colors[eight & 15]);
+        StoreWord(out + 6, colors[eight >> 12 & 15]);
+        StoreWord(out + 9, colors[eight >> 8 & 15]);
+        StoreWord(out + 12, colors[eight >> 20 & 15]);
+        StoreWord(out + 15, colors[eight >> 16 & 15]);
+        StoreWord(out + 18, colors[eight >> 28]);
+        StoreWord(out + 21, colors[eight >> 24 & 15]);
     }
     ScalarDepthRows.from4To24(out, in + x / 2, pixels - x, colors);
 }
@@ -150,14 +156,18 @@ DIBPREP_TIER inline __m128i EightValues(const std::uint16_t* values, const unsig
 
 DIBPREP_TIER void From4To16(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint16_t* values) {
-    const __m128i low = _mm_set1_epi8(15);
-    alignas(16) unsigned char index[16];
     std::size_t x = 0;
-    for (; x + 16 <= pixels; x += 16) {
-        const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in + x / 2));
-        Store(index, _mm_unpacklo_epi8(And(_mm_srli_epi16(bytes, 4), low), And(bytes, low)));
-        Store(out + 2 * x, EightValues(values, index));
-        Store(out + 2 * x + 16, EightValues(values, index + 8));
+    for (; x + 8 <= pixels; x += 8) {
+        const unsigned char* const pairs = in + x / 2;
+        __m128i words = _mm_cvtsi32_si128(values[pairs[0] >> 4]);
+        words = _mm_insert_epi16(words, values[pairs[0] & 15], 1);
+        words = _mm_insert_epi16(words, values[pairs[1] >> 4], 2);
+        words = _mm_insert_epi16(words, values[pairs[1] & 15], 3);
+        words = _mm_insert_epi16(words, values[pairs[2] >> 4], 4);
+        words = _mm_insert_epi16(words, values[pairs[2] & 15], 5);
+        words = _mm_insert_epi16(words, values[pairs[3] >> 4], 6);
+        words = _mm_insert_epi16(words, values[pairs[3] & 15], 7);
+        Store(out + 2 * x, words);
     }
     ScalarDepthRows.from4To16(out + 2 * x, in + x / 2, pixels - x, values);
 }
