@@ -59,6 +59,70 @@ Page MakePage(int width, int height, int bits, bool gray, int compression = 0) {
     return page;
 }
 
+// The 8-bit page as run-length codes: runs from three pixels on, literals between them.
+Page RunLengthPage(const Page& page) {
+    std::vector<unsigned char> code(page.bytes.begin(), page.bytes.begin() + 40 + 1024);
+    const std::size_t table = code.size();
+    for (int y = 0; y < Height; ++y) {
+        const unsigned char* const row = page.bytes.data() + table + static_cast<std::size_t>(y) * Width;
+        const auto same = [&](int x) { return x + 2 < Width && row[x] == row[x + 1] && row[x] == row[x + 2]; };
+        for (int x = 0; x < Width;) {
+            const int begin = x++;
+            if (same(begin))
+                while (x < Width && row[x] == row[begin] && x - begin < 255)
+                    ++x;
+            else
+                while (x < Width && !same(x) && x - begin < 255)
+                    ++x;
+            const int count = x - begin;
+            const bool literal = count > 2 && !same(begin);
+            if (literal) {
+                code.insert(code.end(), {0, static_cast<unsigned char>(count)});
+                code.insert(code.end(), row + begin, row + x);
+                code.resize(code.size() + static_cast<std::size_t>(count % 2));
+            } else if (same(begin)) {
+                code.insert(code.end(), {static_cast<unsigned char>(count), row[begin]});
+            } else {
+                for (int single = begin; single < x; ++single)
+                    code.insert(code.end(), {1, row[single]});
+            }
+        }
+        code.insert(code.end(), {0, static_cast<unsigned char>(y + 1 < Height ? 0 : 1)});
+    }
+    tagBITMAPINFOHEADER header;
+    std::memcpy(&header, code.data(), sizeof header);
+    header.biCompression = 1;
+    header.biSizeImage = static_cast<unsigned int>(code.size() - table);
+    std::memcpy(code.data(), &header, sizeof header);
+    Page made = {GlobalAlloc(66, code.size()), code};
+    std::memcpy(GlobalLock(made.block), code.data(), code.size());
+    GlobalUnlock(made.block);
+    return made;
+}
+
+// A smooth picture in six levels, by an ordered dither of 4 x 4.
+Page DitheredPage() {
+    Page page = MakePage(Width, Height, 8, false);
+    constexpr int thresholds[16] = {0, 8, 2, 10, 12, 4, 14, 6, 3, 11, 1, 9, 15, 7, 13, 5};
+    for (int y = 0; y < Height; ++y)
+        for (int x = 0; x < Width; ++x) {
+            const int level = ((x * 3 + y) / 9 + (x / 300 * 37 + y / 200 * 53)) % 256;
+            page.bytes[40 + 1024 + static_cast<std::size_t>(y) * Width + static_cast<std::size_t>(x)] =
+                static_cast<unsigned char>((level * 5 * 16 + thresholds[y % 4 * 4 + x % 4] * 255) / (255 * 16));
+        }
+    return page;
+}
+
+// The page with its rows from the top down.
+Page TopDown(Page page) {
+    const int height = -Height;
+    std::memcpy(page.bytes.data() + 8, &height, sizeof height);
+    page.block = GlobalAlloc(66, page.bytes.size());
+    std::memcpy(GlobalLock(page.block), page.bytes.data(), page.bytes.size());
+    GlobalUnlock(page.block);
+    return page;
+}
+
 class Bench {
 public:
     Bench(int rounds, const char* filter) : m_rounds(rounds), m_filter(filter) {}
@@ -141,5 +205,8 @@ int main(int argc, char** argv) {
     bench.Utility("depth 32 to 24", deep, ConvertTo24BPPDIB);
     bench.Utility("depth 24 to 16", colour, ConvertTo16BPPDIB);
     bench.Utility("depth 8 to 24", table, ConvertTo24BPPDIB);
+    bench.Utility("flip 24 bit", TopDown(colour), TopDownToBottomUp);
+    bench.Utility("run lengths 8 bit, text", RunLengthPage(table), RestoreRLE8);
+    bench.Utility("run lengths 8 bit, dithered", RunLengthPage(DitheredPage()), RestoreRLE8);
     return 0;
 }
