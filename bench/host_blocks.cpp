@@ -53,8 +53,8 @@ Function Behind(Function, const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-#define DIBPREP_HOST(function)                                                                                        \
-    static const auto behind = Behind(&function, #function);                                                          \
+#define DIBPREP_HOST(function)                                                                                         \
+    static const auto behind = Behind(&function, #function);                                                           \
     ++hostCalls
 
 } // namespace

@@ -56,8 +56,8 @@ std::vector<Letter> MakeLetters(Random& random, int width, int height) {
         letter.ink.resize(static_cast<std::size_t>(width * height));
         for (int y = 0; y < down; ++y)
             for (int x = 0; x < across; ++x)
-                letter.ink[static_cast<std::size_t>(y / Oversampling * width + x / Oversampling)] += static_cast<std::uint8_t>(
-                    large[static_cast<std::size_t>(y * across + x)] * 15);
+                letter.ink[static_cast<std::size_t>(y / Oversampling * width + x / Oversampling)] +=
+                    static_cast<std::uint8_t>(large[static_cast<std::size_t>(y * across + x)] * 15);
     }
     return letters;
 }
@@ -205,7 +205,8 @@ Dib Dithered(const Dib& colour, int dpi) {
             int index = 0;
             for (int channel = 0; channel < 3; ++channel) {
                 const int steps = levels[channel] - 1;
-                const int level = (colour.row(y)[x * 3 + channel] * steps * 16 + order[y % 4][x % 4] * 255) / (255 * 16);
+                const int level =
+                    (colour.row(y)[x * 3 + channel] * steps * 16 + order[y % 4][x % 4] * 255) / (255 * 16);
                 index = index * levels[channel] + std::min(level, steps);
             }
             page.row(y)[x] = static_cast<std::uint8_t>(index);

@@ -32,12 +32,12 @@ struct Dib {
 // The rows are zero, a colour table is gray.
 Dib EmptyDib(int width, int height, int bits, int dpi);
 
-Dib TextPage(int width, int height, int dpi);                 // 8 bits, gray
-Dib Photograph(int width, int height, int dpi);               // 24 bits
-Dib ColourPage(int width, int height, int dpi);               // 24 bits: text, a photograph in the upper half
-Dib WithoutColour(const Dib& gray, int dpi);                  // 1 bit
-Dib Deeper(const Dib& colour, int dpi);                       // 32 bits
-Dib Dithered(const Dib& colour, int dpi);                     // 8 bits, table of 6 x 7 x 6 colours
-Bytes RunLengthCoded(const Dib& dib);                         // a whole DIB with BI_RLE8 rows
+Dib TextPage(int width, int height, int dpi);   // 8 bits, gray
+Dib Photograph(int width, int height, int dpi); // 24 bits
+Dib ColourPage(int width, int height, int dpi); // 24 bits: text, a photograph in the upper half
+Dib WithoutColour(const Dib& gray, int dpi);    // 1 bit
+Dib Deeper(const Dib& colour, int dpi);         // 32 bits
+Dib Dithered(const Dib& colour, int dpi);       // 8 bits, table of 6 x 7 x 6 colours
+Bytes RunLengthCoded(const Dib& dib);           // a whole DIB with BI_RLE8 rows
 
 } // namespace bench

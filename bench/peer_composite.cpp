@@ -18,26 +18,26 @@ void AddComposite(const Task& task, std::vector<Contestant>& contestants) {
     const auto unload = [](FIBITMAP* bitmap) { FreeImage_Unload(bitmap); };
     const std::shared_ptr<FIBITMAP> scaled(FreeImage_Allocate(task.outcome.width, task.outcome.height, 24), unload);
     const auto made = std::make_shared<std::shared_ptr<FIBITMAP>>();
-    contestants.push_back(
-        {"table, OpenCV resize, FreeImage Wu", Memory::Own,
-         [=] {
-             const KeepFreedMemory keep;
-             made->reset();
-             ExpandTable(from, colours->data(), stride);
-             const cv::Mat in(from.height, from.width, CV_8UC3, colours->data(), stride);
-             cv::Mat out(task.outcome.height, task.outcome.width, CV_8UC3, FreeImage_GetBits(scaled.get()),
-                         FreeImage_GetPitch(scaled.get()));
-             cv::resize(in, out, out.size(), 0, 0, cv::INTER_LINEAR);
-             FIBITMAP* const reduced = FreeImage_ColorQuantizeEx(scaled.get(), FIQ_WUQUANT, 256);
-             if (reduced)
-                 made->reset(reduced, unload);
-         },
-         [=]() -> std::string {
-             FIBITMAP* const bitmap = made->get();
-             return bitmap ? CompareColours(task, FreeImage_GetBits(bitmap), FreeImage_GetPitch(bitmap),
-                                            reinterpret_cast<BYTE*>(FreeImage_GetPalette(bitmap)), 4)
-                           : "failed";
-         }});
+    contestants.push_back({"table, OpenCV resize, FreeImage Wu", Memory::Own,
+                           [=] {
+                               const KeepFreedMemory keep;
+                               made->reset();
+                               ExpandTable(from, colours->data(), stride);
+                               const cv::Mat in(from.height, from.width, CV_8UC3, colours->data(), stride);
+                               cv::Mat out(task.outcome.height, task.outcome.width, CV_8UC3,
+                                           FreeImage_GetBits(scaled.get()), FreeImage_GetPitch(scaled.get()));
+                               cv::resize(in, out, out.size(), 0, 0, cv::INTER_LINEAR);
+                               FIBITMAP* const reduced = FreeImage_ColorQuantizeEx(scaled.get(), FIQ_WUQUANT, 256);
+                               if (reduced)
+                                   made->reset(reduced, unload);
+                           },
+                           [=]() -> std::string {
+                               FIBITMAP* const bitmap = made->get();
+                               return bitmap
+                                          ? CompareColours(task, FreeImage_GetBits(bitmap), FreeImage_GetPitch(bitmap),
+                                                           reinterpret_cast<BYTE*>(FreeImage_GetPalette(bitmap)), 4)
+                                          : "failed";
+                           }});
 }
 
 } // namespace bench

@@ -12,7 +12,9 @@ namespace {
 
 using Picture = std::shared_ptr<FIBITMAP>;
 
-Picture Owned(FIBITMAP* bitmap) { return {bitmap, [](FIBITMAP* made) { FreeImage_Unload(made); }}; }
+Picture Owned(FIBITMAP* bitmap) {
+    return {bitmap, [](FIBITMAP* made) { FreeImage_Unload(made); }};
+}
 
 Picture Copied(const Raster& raster) {
     const Picture picture = Owned(FreeImage_Allocate(raster.width, raster.height, raster.bits));
@@ -76,7 +78,8 @@ void AddFreeImage(const Task& task, std::vector<Contestant>& contestants) {
         add("FreeImage Rescale, bilinear",
             [source, width, height] { return FreeImage_Rescale(source.get(), width, height, FILTER_BILINEAR); });
     if (task.job == Job::Reduce)
-        add("FreeImage, Wu's quantiser", [source] { return FreeImage_ColorQuantizeEx(source.get(), FIQ_WUQUANT, 256); });
+        add("FreeImage, Wu's quantiser",
+            [source] { return FreeImage_ColorQuantizeEx(source.get(), FIQ_WUQUANT, 256); });
     if (task.job == Job::Convert && task.outcome.bits == 24)
         add("FreeImage ConvertTo24Bits", [source] { return FreeImage_ConvertTo24Bits(source.get()); });
     if (task.job == Job::Convert && task.outcome.bits == 16)

@@ -113,8 +113,7 @@ void AddLeptonica(const Task& task, std::vector<Contestant>& contestants) {
     if (task.job == Job::Reduce)
         add("Leptonica pixOctreeColorQuant", [](Pix* pix) { return pixOctreeColorQuant(pix, 240, 0); });
     if (task.job == Job::Convert && task.source.bits == 8)
-        add("Leptonica pixRemoveColormap",
-            [](Pix* pix) { return pixRemoveColormap(pix, REMOVE_CMAP_TO_FULL_COLOR); });
+        add("Leptonica pixRemoveColormap", [](Pix* pix) { return pixRemoveColormap(pix, REMOVE_CMAP_TO_FULL_COLOR); });
 }
 
 } // namespace bench

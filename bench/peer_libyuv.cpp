@@ -33,9 +33,8 @@ void AddLibyuv(const Task& task, std::vector<Contestant>& contestants) {
                                libyuv::kFilterBilinear);
         });
     if (task.job == Job::Flip)
-        add("libyuv CopyPlane", [=] {
-            libyuv::CopyPlane(from.rows, in, buffer->data(), out, from.width * from.bits / 8, -from.height);
-        });
+        add("libyuv CopyPlane",
+            [=] { libyuv::CopyPlane(from.rows, in, buffer->data(), out, from.width * from.bits / 8, -from.height); });
     if (task.job == Job::Convert && from.bits == 32)
         add("libyuv ARGBToRGB24",
             [=] { libyuv::ARGBToRGB24(from.rows, in, buffer->data(), out, from.width, from.height); });

@@ -55,25 +55,21 @@ void AddZimg(const Task& task, std::vector<Contestant>& contestants) {
     if (graph)
         zimg_filter_graph_get_tmp_size(graph.get(), &bytes);
     const auto scratch = std::make_shared<Buffer>(bytes + 64);
-    contestants.push_back({"zimg, bilinear (widened when shrinking)", Memory::Touched,
-                           [=] {
-                               if (!graph)
-                                   return;
-                               zimg_image_buffer_const in = {};
-                               zimg_image_buffer out = {};
-                               in.version = out.version = ZIMG_API_VERSION;
-                               in.plane[0] = {source->data(), static_cast<std::ptrdiff_t>(source->stride),
-                                              ZIMG_BUFFER_MAX};
-                               out.plane[0] = {result->data(), static_cast<std::ptrdiff_t>(result->stride),
-                                               ZIMG_BUFFER_MAX};
-                               const auto at = reinterpret_cast<std::uintptr_t>(scratch->data());
-                               zimg_filter_graph_process(graph.get(), &in, &out,
-                                                         scratch->data() + ((at + 63) / 64 * 64 - at), nullptr,
-                                                         nullptr, nullptr, nullptr);
-                           },
-                           [=]() -> std::string {
-                               return graph ? Compare(task, result->data(), result->stride) : "failed";
-                           }});
+    contestants.push_back(
+        {"zimg, bilinear (widened when shrinking)", Memory::Touched,
+         [=] {
+             if (!graph)
+                 return;
+             zimg_image_buffer_const in = {};
+             zimg_image_buffer out = {};
+             in.version = out.version = ZIMG_API_VERSION;
+             in.plane[0] = {source->data(), static_cast<std::ptrdiff_t>(source->stride), ZIMG_BUFFER_MAX};
+             out.plane[0] = {result->data(), static_cast<std::ptrdiff_t>(result->stride), ZIMG_BUFFER_MAX};
+             const auto at = reinterpret_cast<std::uintptr_t>(scratch->data());
+             zimg_filter_graph_process(graph.get(), &in, &out, scratch->data() + ((at + 63) / 64 * 64 - at), nullptr,
+                                       nullptr, nullptr, nullptr);
+         },
+         [=]() -> std::string { return graph ? Compare(task, result->data(), result->stride) : "failed"; }});
 }
 
 } // namespace bench

@@ -62,7 +62,8 @@ std::string CompareColours(const Task& task, const std::uint8_t* rows, std::size
     double sum = 0;
     for (int y = 0; y < expected.height; ++y)
         for (int x = 0; x < expected.width; ++x) {
-            const std::size_t a = expected.rows[static_cast<std::size_t>(y) * expected.stride + static_cast<std::size_t>(x)];
+            const std::size_t a =
+                expected.rows[static_cast<std::size_t>(y) * expected.stride + static_cast<std::size_t>(x)];
             const std::size_t b = rows[static_cast<std::size_t>(y) * stride + static_cast<std::size_t>(x)];
             for (std::size_t channel = 0; channel < 3; ++channel)
                 sum += std::abs(expected.table[a * 4 + channel] - table[b * entrySize + channel]);

@@ -32,7 +32,7 @@ enum class Job {
 struct Task {
     Job job = Job::Scale;
     Raster source;
-    Raster outcome;              // dibprep's, to compare with
+    Raster outcome;                     // dibprep's, to compare with
     const std::uint8_t* file = nullptr; // of a run-length coded source
     std::size_t fileSize = 0;
 };

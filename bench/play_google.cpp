@@ -45,14 +45,13 @@ void PlayRound(const Work& work, const std::vector<Contestant*>& contestants) {
     Initialise();
     for (const Contestant* contestant : contestants) {
         const int calls = work.callsAtOnce;
-        benchmark::RegisterBenchmark((work.name + '/' + contestant->name).c_str(),
-                                     [contestant, calls](benchmark::State& state) {
-                                         if (calls == 1)
-                                             LeaveCaches();
-                                         for (auto _ : state)
-                                             contestant->run();
-                                     })
-            ->Iterations(calls);
+        benchmark::RegisterBenchmark((work.name + '/' + contestant->name).c_str(), [contestant,
+                                                                                    calls](benchmark::State& state) {
+            if (calls == 1)
+                LeaveCaches();
+            for (auto _ : state)
+                contestant->run();
+        })->Iterations(calls);
     }
     Collector collector(contestants);
     benchmark::RunSpecifiedBenchmarks(&collector, nullptr, "all");

@@ -21,8 +21,8 @@ std::uint32_t ReadOnce(const Bytes& from) {
     std::size_t i = 0;
     for (; i + 64 <= from.size(); i += 64)
         for (std::size_t part = 0; part < 4; ++part)
-            sums[part] = _mm_xor_si128(sums[part],
-                                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + i + part * 16)));
+            sums[part] =
+                _mm_xor_si128(sums[part], _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + i + part * 16)));
     const __m128i all = _mm_xor_si128(_mm_xor_si128(sums[0], sums[1]), _mm_xor_si128(sums[2], sums[3]));
     return static_cast<std::uint32_t>(_mm_cvtsi128_si32(all));
 }
@@ -45,8 +45,8 @@ struct State {
     Convert convert;
     void* handle = nullptr;
     std::uint8_t* address = nullptr;
-    Bytes result;    // a whole DIB, also where LIMIT and memcpy write
-    Bytes other;     // where memcpy reads
+    Bytes result; // a whole DIB, also where LIMIT and memcpy write
+    Bytes other;  // where memcpy reads
     Raster outcome;
 
     State(const Page& given, const Convert& how) : page(given), convert(how) {

@@ -48,26 +48,27 @@ constexpr Ratio Half = {"600-300", 600, 300, PageWidth, PageHeight}; // half an 
 
 void Pipeline(const char* name, Kind kind, const Ratio& ratio) {
     Register(std::string("pipeline ") + name + ' ' + ratio.name, [kind, ratio] {
-        return Conversion({MakePage(kind, ratio.width, ratio.height, ratio.from)},
-                          [ratio](const Source& source) {
-                              void* result = nullptr;
-                              ConvertResolution(source.handle, &result, nullptr,
-                                                static_cast<unsigned short>(ratio.to), 128);
-                              return result;
-                          },
-                          kind == Kind::Table ? Job::ScaleAndReduce : Job::Scale);
+        return Conversion(
+            {MakePage(kind, ratio.width, ratio.height, ratio.from)},
+            [ratio](const Source& source) {
+                void* result = nullptr;
+                ConvertResolution(source.handle, &result, nullptr, static_cast<unsigned short>(ratio.to), 128);
+                return result;
+            },
+            kind == Kind::Table ? Job::ScaleAndReduce : Job::Scale);
     });
 }
 
 void Resampler(const char* name, Kind kind, const Ratio& ratio) {
     Register(std::string("resampler ") + name + ' ' + ratio.name, [kind, ratio] {
-        return Conversion({MakePage(kind, ratio.width, ratio.height, ratio.from)},
-                          [ratio](const Source& source) {
-                              const auto perMetre = static_cast<unsigned int>(ratio.to * 10000 / 254);
-                              unsigned short status = 0;
-                              return ConvertResolution2(source.handle, perMetre, perMetre, &status);
-                          },
-                          Job::Scale);
+        return Conversion(
+            {MakePage(kind, ratio.width, ratio.height, ratio.from)},
+            [ratio](const Source& source) {
+                const auto perMetre = static_cast<unsigned int>(ratio.to * 10000 / 254);
+                unsigned short status = 0;
+                return ConvertResolution2(source.handle, perMetre, perMetre, &status);
+            },
+            Job::Scale);
     });
 }
 

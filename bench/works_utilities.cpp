@@ -23,7 +23,8 @@ Dib TopDown(Dib dib) {
 // A utility that takes the address of a locked DIB.
 void Utility(const char* name, const std::function<Page()>& page, void* (*convert)(unsigned char*), Job job) {
     Register(name, [page, convert, job] {
-        return Conversion(page(), [convert](const Source& source) { return convert(source.address); }, job);
+        return Conversion(
+            page(), [convert](const Source& source) { return convert(source.address); }, job);
     });
 }
 
@@ -40,14 +41,22 @@ void* Quantise(unsigned char* dib) { return CNiGoRo2(dib, 256, 5, 0).QuantizeBit
 } // namespace
 
 void RegisterUtilities() {
-    Utility("quantiser page", [] { return Plain(Colour()); }, Quantise, Job::Reduce);
-    Utility("quantiser photograph", [] { return Plain(Photo()); }, Quantise, Job::Reduce);
-    Utility("RLE8 text", [] { return Runs(TextPage(PageWidth, PageHeight, Dpi)); }, RestoreRLE8, Job::ExpandRuns);
-    Utility("RLE8 dithered", [] { return Runs(Dithered(Photo(), Dpi)); }, RestoreRLE8, Job::ExpandRuns);
-    Utility("flip 24 bit", [] { return Plain(TopDown(Photo())); }, TopDownToBottomUp, Job::Flip);
-    Utility("depth 32 to 24", [] { return Plain(Deeper(Photo(), Dpi)); }, ConvertTo24BPPDIB, Job::Convert);
-    Utility("depth 24 to 16", [] { return Plain(Photo()); }, ConvertTo16BPPDIB, Job::Convert);
-    Utility("depth 8 to 24", [] { return Plain(Dithered(Photo(), Dpi)); }, ConvertTo24BPPDIB, Job::Convert);
+    Utility(
+        "quantiser page", [] { return Plain(Colour()); }, Quantise, Job::Reduce);
+    Utility(
+        "quantiser photograph", [] { return Plain(Photo()); }, Quantise, Job::Reduce);
+    Utility(
+        "RLE8 text", [] { return Runs(TextPage(PageWidth, PageHeight, Dpi)); }, RestoreRLE8, Job::ExpandRuns);
+    Utility(
+        "RLE8 dithered", [] { return Runs(Dithered(Photo(), Dpi)); }, RestoreRLE8, Job::ExpandRuns);
+    Utility(
+        "flip 24 bit", [] { return Plain(TopDown(Photo())); }, TopDownToBottomUp, Job::Flip);
+    Utility(
+        "depth 32 to 24", [] { return Plain(Deeper(Photo(), Dpi)); }, ConvertTo24BPPDIB, Job::Convert);
+    Utility(
+        "depth 24 to 16", [] { return Plain(Photo()); }, ConvertTo16BPPDIB, Job::Convert);
+    Utility(
+        "depth 8 to 24", [] { return Plain(Dithered(Photo(), Dpi)); }, ConvertTo24BPPDIB, Job::Convert);
 }
 
 } // namespace bench
