@@ -20,7 +20,6 @@ void AddComposite(const Task& task, std::vector<Contestant>& contestants) {
     const auto made = std::make_shared<std::shared_ptr<FIBITMAP>>();
     contestants.push_back({"table, OpenCV resize, FreeImage Wu", Memory::Own,
                            [=] {
-                               const KeepFreedMemory keep;
                                made->reset();
                                ExpandTable(from, colours->data(), stride);
                                const cv::Mat in(from.height, from.width, CV_8UC3, colours->data(), stride);

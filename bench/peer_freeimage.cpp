@@ -39,7 +39,6 @@ void AddFreeImage(const Task& task, std::vector<Contestant>& contestants) {
     const auto add = [&](const char* name, std::function<FIBITMAP*()> make) {
         contestants.push_back({name, Memory::Own,
                                [made, make] {
-                                   const KeepFreedMemory keep;
                                    made->reset();
                                    FIBITMAP* const bitmap = make();
                                    *made = bitmap ? Owned(bitmap) : nullptr;

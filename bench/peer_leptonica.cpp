@@ -94,7 +94,6 @@ void AddLeptonica(const Task& task, std::vector<Contestant>& contestants) {
         const Picture source = Copied(task.source);
         contestants.push_back({name, Memory::Own,
                                [made, make, source] {
-                                   const KeepFreedMemory keep;
                                    made->reset();
                                    *made = Owned(make(source.get()));
                                },

@@ -17,6 +17,19 @@ namespace {
 constexpr double MostLevels = 12;
 constexpr double MostBits = 0.06;
 
+// While it lives, memory that is freed stays in the process, so that a library which allocates its
+// outcome or its scratch memory finds memory that is mapped already.
+class KeepFreedMemory {
+public:
+    KeepFreedMemory() {
+        mallopt(M_MMAP_MAX, 0);
+        mallopt(M_TRIM_THRESHOLD, 0x7FFFFFFF);
+    }
+    ~KeepFreedMemory() { mallopt(M_MMAP_MAX, 65536); }
+    KeepFreedMemory(const KeepFreedMemory&) = delete;
+    KeepFreedMemory& operator=(const KeepFreedMemory&) = delete;
+};
+
 std::string Complaint(const char* what, double value) {
     char text[80];
     std::snprintf(text, sizeof text, "implausible: %s %.3g", what, value);
@@ -116,16 +129,9 @@ void ExpandTable(const Raster& from, std::uint8_t* to, std::size_t stride) {
     }
 }
 
-KeepFreedMemory::KeepFreedMemory() {
-    mallopt(M_MMAP_MAX, 0);
-    mallopt(M_TRIM_THRESHOLD, 0x7FFFFFFF);
-}
-
-KeepFreedMemory::~KeepFreedMemory() { mallopt(M_MMAP_MAX, 65536); }
-
 void AddPeers(const Task& task, std::vector<Contestant>& contestants) {
     (void)task;
-    (void)contestants;
+    const std::size_t ours = contestants.size();
 #ifdef DIBPREP_PEER_OPENCV
     AddOpenCv(task, contestants);
 #endif
@@ -144,6 +150,11 @@ void AddPeers(const Task& task, std::vector<Contestant>& contestants) {
 #if defined(DIBPREP_PEER_OPENCV) && defined(DIBPREP_PEER_FREEIMAGE)
     AddComposite(task, contestants);
 #endif
+    for (std::size_t i = ours; i < contestants.size(); ++i)
+        contestants[i].run = [run = std::move(contestants[i].run)] {
+            const KeepFreedMemory keep;
+            run();
+        };
 }
 
 std::string PeerVersions() { return DIBPREP_PEER_VERSIONS; }

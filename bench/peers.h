@@ -67,14 +67,4 @@ void PackBits(const std::uint8_t* from, std::size_t fromStride, int width, int h
 // Table indices to 24 bits.
 void ExpandTable(const Raster& from, std::uint8_t* to, std::size_t stride);
 
-// While it lives, memory that is freed stays in the process, so that a library which allocates its
-// outcome finds memory that is mapped already.
-class KeepFreedMemory {
-public:
-    KeepFreedMemory();
-    ~KeepFreedMemory();
-    KeepFreedMemory(const KeepFreedMemory&) = delete;
-    KeepFreedMemory& operator=(const KeepFreedMemory&) = delete;
-};
-
 } // namespace bench
