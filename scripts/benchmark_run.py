@@ -2,7 +2,7 @@
 """Measures everything anew: builds the benchmark in both widths, plays it, and writes the figures and the
 plot of docs/benchmarks.md. The playing takes about five minutes; leave the machine alone meanwhile.
 
-    scripts/benchmark_run.py [--rounds 7] [--core 1] [--works PART] [--keep]
+    scripts/benchmark_run.py [--rounds 9] [--core 1] [--works PART] [--keep]
 
 With --works only those works are played whose names contain PART, with --keep the document stays as it
 is; the tables then go to the standard output. The other libraries are those that happen to be installed
@@ -31,7 +31,7 @@ def build(preset):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--rounds", type=int, default=9)
     parser.add_argument("--core", type=int, default=max(os.sched_getaffinity(0)), help="the processor to use")
     parser.add_argument("--works", default="", metavar="PART", help="only works with this in their names")
     parser.add_argument("--keep", action="store_true", help="leave the document as it is")
