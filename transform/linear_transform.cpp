@@ -10,6 +10,7 @@
 #include "transform/transfer_io.h"
 
 #include <algorithm>
+#include <cstring>
 
 using namespace dibprep;
 
@@ -122,10 +123,9 @@ int CLinearTransformMem::GetSourceImageInfo() {
     unsigned char table[StoredEntries * EntryBytes];
     if ((kept > 0 && !Read(*source, table, kept * EntryBytes)) || !SkipEntries(*source, entries - kept))
         return DIBPREP_BAD_SOURCE;
-    for (std::uint32_t i = 0; i < kept; ++i) {
-        const unsigned char* const entry = table + i * EntryBytes;
-        sourcePalette[i] = {entry[0], entry[1], entry[2], 0};
-    }
+    std::memcpy(sourcePalette, table, kept * EntryBytes);
+    for (std::uint32_t i = 0; i < kept; ++i)
+        sourcePalette[i].rgbReserved = 0;
     srcBitsOffset = static_cast<unsigned short>(source->position);
 
     switch (srcBitCount) {
