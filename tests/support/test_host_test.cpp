@@ -63,7 +63,7 @@ TEST_F(TestHostDeathTest, ByteInFrontOfABlockIsLookedAtWhenItIsFreed) {
             bytes[-1] = 1;
             GlobalFree(block);
         },
-        "wrote in front of a block");
+        "wrote beside a block");
 }
 
 TEST_F(TestHostDeathTest, FreedBlockIsUnreadable) {
