@@ -12,7 +12,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Conditions conditions(input);
     const Function function = Functions[input.U8() % (sizeof Functions / sizeof *Functions)];
     Bytes bytes = input.Rest();
-    if (!Promise(bytes, PromisedToUtilities(bytes)))
+    if (!Promise(bytes, PromisedToUtilities))
         return 0;
     conditions.Prepare();
     PlacedBytes source(bytes, conditions.Side());

@@ -52,7 +52,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::uint32_t colour = input.U32();
     const int index = input.I16();
     Bytes bytes = input.Rest();
-    if (!Promise(bytes, PromisedToUtilities(bytes)))
+    if (!Promise(bytes, PromisedToUtilities))
         return 0;
     conditions.Prepare();
     PlacedBytes placed(bytes, conditions.Side());

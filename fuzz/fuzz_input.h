@@ -6,9 +6,9 @@
 // bounded by ceilings, because a fuzzer learns from thousands of small calls a second and nothing
 // from one that spends a second on a million equal pixels: the host refuses blocks beyond
 // LargestBlock, which bounds results as a real shortage of memory would, and pages whose rows the
-// documents promise to be there are skipped where they would need more than MostPromised bytes. All
+// documents promise to be there are skipped where they would need more than MostPromised bytes. The
 // thresholds of the library that depend on the number of pixels lie below (16384 pixels change the
-// quantiser's search, 65536 columns or rows the resampler's answer).
+// quantiser's search; 65536 columns of 8 bits the resampler's answer).
 #pragma once
 
 #include "tests/support/test_host.h"
@@ -16,6 +16,7 @@
 #include "dibprep.h"
 #include "memory/unaligned.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -27,9 +28,9 @@ namespace fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::size_t LargestBlock = std::size_t{3} << 19;        // half a million pixels of 24 bits
-constexpr std::uint64_t MostOneBitBytes = std::uint64_t{1} << 17; // a million pixels of 1 bit
-constexpr std::uint64_t MostPromised = std::uint64_t{1} << 19;
+constexpr std::size_t LargestBlock = std::size_t{3} << 17;        // 131072 pixels of 24 bits
+constexpr std::uint64_t MostOneBitBytes = std::uint64_t{1} << 15; // 262144 pixels of 1 bit
+constexpr std::uint64_t MostPromised = std::uint64_t{1} << 17;
 
 // Ends the program where something does not hold: a finding.
 inline void Require(bool holds, const char* what) {
@@ -163,18 +164,6 @@ inline std::uint32_t U32At(const Bytes& bytes, std::size_t at) {
 }
 inline int I32At(const Bytes& bytes, std::size_t at) { return static_cast<int>(U32At(bytes, at)); }
 
-// Brings the input to the length that a caller by address promises. False where that is too long to
-// be worth it. What is missing repeats the input, so that tables and rows are not all black.
-inline bool Promise(Bytes& bytes, std::uint64_t length) {
-    if (length > MostPromised || bytes.empty())
-        return false;
-    const std::size_t before = bytes.size();
-    bytes.resize(static_cast<std::size_t>(length));
-    for (std::size_t at = before; at < bytes.size(); ++at)
-        bytes[at] = bytes[at - before];
-    return true;
-}
-
 // A length that nobody promises, with room for sums above it.
 constexpr std::uint64_t BeyondPromise = std::uint64_t{1} << 48;
 
@@ -186,10 +175,31 @@ inline std::uint64_t RowsBytes(std::int64_t width, std::int64_t height, unsigned
     return h != 0 && row > MostPromised / h ? BeyondPromise : row * h;
 }
 
-// The bytes that the DIB utilities and the quantiser trust to be there: header, colour table, masks
-// of a bit-field DIB, rows; and for run lengths 258 more behind those that the header counts.
+// A header with the masks that may follow it; a DIB at an address has no less.
+constexpr std::size_t ShortestDib = 52;
+
+// Brings a DIB to the length that a caller by address promises, which is worked out from its header.
+// False where that is too long to be worth it. What is missing repeats the input, so that tables and
+// rows are not all black.
+template <typename Rule>
+bool Promise(Bytes& dib, Rule rule) {
+    if (dib.size() < ShortestDib)
+        dib.resize(ShortestDib);
+    const std::uint64_t length = rule(dib);
+    if (length > MostPromised)
+        return false;
+    const std::size_t before = dib.size();
+    dib.resize(static_cast<std::size_t>(length));
+    for (std::size_t at = before; at < dib.size(); at += before)
+        std::copy_n(dib.begin(), std::min(before, dib.size() - at), dib.begin() + static_cast<std::ptrdiff_t>(at));
+    return true;
+}
+
+// The bytes that the DIB utilities trust to be there: header, colour table, masks of a bit-field DIB,
+// rows; and for run lengths 258 more behind those that the header counts.
 std::uint64_t PromisedToUtilities(const Bytes& dib);
-// The same by the resampler's rules.
+// The same by the rules of the quantiser and the resampler, which read longer headers than 40 bytes too.
+std::uint64_t PromisedToQuantiser(const Bytes& dib);
 std::uint64_t PromisedToResampler(const Bytes& dib);
 
 } // namespace fuzz

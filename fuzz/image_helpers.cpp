@@ -82,10 +82,10 @@ void UseGrays(std::uint32_t colour) {
 
 void UseConverter(const Bytes& bytes, const Conditions& conditions) {
     Bytes dib = bytes;
-    // A header and the whole table of the depth.
-    const unsigned bits = U16At(dib, 14);
-    if (!Promise(dib, 40 + (bits == 4 || bits == 8 ? 4u << bits : 0)))
-        return;
+    Promise(dib, [](const Bytes& header) { // and the whole table of the depth
+        const unsigned bits = U16At(header, 14);
+        return std::uint64_t{40} + (bits == 4 || bits == 8 ? 4u << bits : 0);
+    });
     PlacedBytes placed(dib, conditions.Side());
     CImgConverter converter;
     converter.header = reinterpret_cast<tagBITMAPINFOHEADER*>(placed.data());

@@ -35,6 +35,16 @@ std::uint64_t PromisedToUtilities(const Bytes& dib) {
     return std::max({40 + entries * 4, std::uint64_t{40 + 12}, 40 + table + masks + pixels});
 }
 
+// Width, height and depth of the 40-byte form behind a table that is counted by the header's own form.
+std::uint64_t PromisedToQuantiser(const Bytes& dib) {
+    const std::uint32_t headerSize = U32At(dib, 0);
+    if (headerSize <= 40)
+        return PromisedToUtilities(dib);
+    const std::uint64_t table = DefaultEntries(U16At(dib, 10)) * 3;
+    return std::max(PromisedToUtilities(dib),
+                    headerSize + table + RowsBytes(I32At(dib, 4), I32At(dib, 8), U16At(dib, 14)));
+}
+
 std::uint64_t PromisedToResampler(const Bytes& dib) {
     const unsigned bits = U16At(dib, 14);
     const std::uint32_t used = U32At(dib, 32);

@@ -73,7 +73,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const tagRECT frame = ReadRect(input, wide);
     const tagRECT output = ReadRect(input, wide);
     Bytes bytes = input.Rest();
-    if (!Promise(bytes, PromisedToResampler(bytes)))
+    if (!Promise(bytes, PromisedToResampler))
         return 0;
     conditions.Prepare();
     PlacedBytes source(bytes, conditions.Side());

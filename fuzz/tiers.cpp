@@ -72,12 +72,15 @@ void AddObject(Outcome& outcome, const CNiGoRo2& object, bool wholeTree) {
     std::size_t nodes = 0, inLevel = 1;
     for (unsigned level = 0; level <= object.m_wDepth; ++level, inLevel *= 8)
         nodes += inLevel;
+    std::uint64_t sum = 0; // of a megabyte, which would be too slow to keep
     for (std::size_t i = 0; i < nodes; ++i) {
         const CCube2& node = object.m_pCube[i];
         for (const std::uint32_t field : {node.m_dwRed, node.m_dwGreen, node.m_dwBlue, node.m_dwPixels, node.m_dwWeight,
                                           static_cast<unsigned int>(node.m_byChild), node.m_dwFixed})
-            outcome.Add(field);
+            sum = (sum ^ field) * 0x9E3779B97F4A7C15 + (sum >> 31);
     }
+    outcome.Add(static_cast<std::uint32_t>(sum));
+    outcome.Add(static_cast<std::uint32_t>(sum >> 32));
 }
 
 void Pipeline(const Work& work, const Bytes& dib, Outcome& outcome) {
@@ -110,7 +113,7 @@ void Resample(const Work& work, const Bytes& dib, Outcome& outcome) {
 }
 
 void Stretch(const Work& work, Bytes dib, testhost::Side side, Outcome& outcome) {
-    if (!Promise(dib, PromisedToResampler(dib)))
+    if (!Promise(dib, PromisedToResampler))
         return;
     PlacedBytes source(dib, side);
     CConvertResolution resampler;
@@ -122,10 +125,10 @@ void Stretch(const Work& work, Bytes dib, testhost::Side side, Outcome& outcome)
 }
 
 void Quantise(const Work& work, Bytes dib, testhost::Side side, Outcome& outcome) {
-    if (!Promise(dib, PromisedToUtilities(dib)))
+    if (!Promise(dib, PromisedToQuantiser))
         return;
     PlacedBytes source(dib, side);
-    CNiGoRo2 quantiser(source.data(), static_cast<unsigned short>(work.a), static_cast<unsigned short>(work.b % 7), 0);
+    CNiGoRo2 quantiser(source.data(), static_cast<unsigned short>(work.a), static_cast<unsigned short>(work.b % 6), 0);
     const unsigned defaults = work.stop % 16;
     if (defaults != 0) {
         quantiser.m_pDefaultColors = new tagRGBQUAD[defaults];
@@ -140,7 +143,7 @@ void Quantise(const Work& work, Bytes dib, testhost::Side side, Outcome& outcome
 void Change(const Work& work, Bytes dib, testhost::Side side, Outcome& outcome) {
     constexpr void* (*Functions[])(unsigned char*) = {RestoreRLE8,  RestoreRLE4,       TopDownToBottomUp,
                                                       NormalizeDIB, ConvertTo24BPPDIB, ConvertTo16BPPDIB};
-    if (!Promise(dib, PromisedToUtilities(dib)))
+    if (!Promise(dib, PromisedToUtilities))
         return;
     PlacedBytes source(dib, side);
     outcome.AddAndFree(Functions[work.a % (sizeof Functions / sizeof *Functions)](source.data()));
