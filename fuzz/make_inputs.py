@@ -156,7 +156,7 @@ def inputs():
     yield "quantize", "no-tree", conditions() + struct.pack("<HBBHBB", 16, 0, 0, 0, 0, 40) + few
     yield "quantize", "mode-666", conditions() + struct.pack("<HBBHBB", 16, 2, 3, 0, 0, 0) + few
     # What is missing of the rows repeats: the cube search needs more than 16384 pixels.
-    large = header(180, 100, 24) + pattern(1500)
+    large = header(164, 100, 24) + pattern(1500)
     yield "quantize", "cube", conditions() + struct.pack("<HBBHBB", 256, 5, 0, 0, 0, 0) + large
 
     for i, name in enumerate(("gray256", "gray16", "colour16", "colour256", "full", "pens")):

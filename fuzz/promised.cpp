@@ -35,14 +35,17 @@ std::uint64_t PromisedToUtilities(const Bytes& dib) {
     return std::max({40 + entries * 4, std::uint64_t{40 + 12}, 40 + table + masks + pixels});
 }
 
-// Width, height and depth of the 40-byte form behind a table that is counted by the header's own form.
+// Rows of the 40-byte form's width, height and depth, whatever the compression says (the quantiser takes
+// every one but bit fields for plain), behind a table that is counted by the header's own form.
 std::uint64_t PromisedToQuantiser(const Bytes& dib) {
     const std::uint32_t headerSize = U32At(dib, 0);
-    if (headerSize <= 40)
-        return PromisedToUtilities(dib);
-    const std::uint64_t table = DefaultEntries(U16At(dib, 10)) * 3;
-    return std::max(PromisedToUtilities(dib),
-                    headerSize + table + RowsBytes(I32At(dib, 4), I32At(dib, 8), U16At(dib, 14)));
+    const std::uint64_t rows = RowsBytes(I32At(dib, 4), I32At(dib, 8), U16At(dib, 14));
+    const std::uint32_t used = U32At(dib, 32);
+    const std::uint64_t table = headerSize != 40 ? DefaultEntries(U16At(dib, 10)) * 3
+                                : used != 0      ? std::uint64_t{used} * 4 & 0xFFFF
+                                                 : DefaultEntries(U16At(dib, 14)) * 4;
+    // A shorter header has no such fields.
+    return std::max(PromisedToUtilities(dib), headerSize < 40 ? 0 : headerSize + table + rows);
 }
 
 std::uint64_t PromisedToResampler(const Bytes& dib) {

@@ -44,7 +44,7 @@ fuzz_one() {
     : > "$log"
     while left=$((end - SECONDS)) && [ "$left" -gt 0 ]; do
         ASAN_OPTIONS=allocator_may_return_null=1:quarantine_size_mb=16 UBSAN_OPTIONS=print_stacktrace=1 \
-            "build/fuzz-$width/fuzz/fuzz_$target" -max_total_time="$left" -max_len=4096 -timeout=20 -rss_limit_mb=1500 \
+            "build/fuzz-$width/fuzz/fuzz_$target" -max_total_time="$left" -max_len=4096 -timeout=60 -report_slow_units=60 -rss_limit_mb=1500 \
             -print_final_stats=1 -artifact_prefix="$new/" "$corpus/$target" "fuzz/seeds/$target" \
             $([ ! -d "fuzz/findings/$target" ] || echo "fuzz/findings/$target") >> "$log" 2>&1 && break
         # One that fails before it has run anything would fail for ever.
