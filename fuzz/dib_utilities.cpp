@@ -15,8 +15,10 @@ using namespace fuzz;
 void UsePixels(std::uint8_t* dib, unsigned index) {
     const int width = DIBWidth(dib);
     const int height = std::abs(DIBHeight(dib));
-    if (width < 1 || height < 1 || U16At(Bytes(dib, dib + 18), 16) != 0)
+    if (width < 1 || height < 1 || dibprep::LoadU16(dib + 16) != 0)
         return; // no pixels, or packed ones
+    if (dibprep::LoadU32(dib) < 12)
+        return; // pixels begin inside the header: writing them changes it
     const unsigned bits = DIBBitCount(dib);
     const int columns[] = {0, width / 2, width - 1};
     const int rows[] = {0, height / 2, height - 1};
