@@ -11,9 +11,11 @@
 namespace {
 
 std::vector<std::filesystem::path> FilesOf(const std::filesystem::path& path) {
+    std::vector<std::filesystem::path> files;
+    if (!std::filesystem::exists(path))
+        return files; // no findings yet
     if (!std::filesystem::is_directory(path))
         return {path};
-    std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(path))
         if (entry.is_regular_file())
             files.push_back(entry.path());
