@@ -155,9 +155,13 @@ def inputs():
     yield "quantize", "defaults", conditions(32) + struct.pack("<HBBHBB", 16, 4, 0, 9, 60, 0) + few
     yield "quantize", "no-tree", conditions() + struct.pack("<HBBHBB", 16, 0, 0, 0, 0, 40) + few
     yield "quantize", "mode-666", conditions() + struct.pack("<HBBHBB", 16, 2, 3, 0, 0, 0) + few
-    # What is missing of the rows repeats: the cube search needs more than 16384 pixels.
-    large = header(164, 100, 24) + pattern(1500)
-    yield "quantize", "cube", conditions() + struct.pack("<HBBHBB", 256, 5, 0, 0, 0, 0) + large
+    # What is missing of the rows repeats. The fast forms need 4096 pixels, the cube search more than
+    # 16384; rows of whole vectors without padding end where the memory does.
+    large = {f"{width}x{height}x{bits}": header(width, height, bits) + pattern(700, width)
+             for width, height, bits in ((168, 100, 24), (72, 64, 24), (67, 64, 24), (64, 70, 16), (75, 60, 16))}
+    for name, page in large.items():
+        yield "quantize", name, conditions() + struct.pack("<HBBHBB", 256, 5, 0, 0, 0, 0) + page
+        yield "tiers", f"4-{name}", conditions() + struct.pack("<BHHB", 4, 256, 5, 0) + bytes(16) + page
 
     for i, name in enumerate(("gray256", "gray16", "colour16", "colour256", "full", "pens")):
         parameters = bytes((i,)) + struct.pack("<HBB", 36, 11, 7) + bytes((1, 5, 2, 9)) + b"\x40\x80\xC0\0" + b"\x09"
@@ -181,7 +185,6 @@ def inputs():
             wide = dict(pages(70, 7))[name]
             yield "tiers", f"wide-{function}-{a}-{name}", conditions(32) + struct.pack("<BHHB", function, a, b, 0) + \
                 rectangles(0, 0, 90, 20, 0, 0, 90, 20) + wide
-    yield "tiers", "cube", conditions() + struct.pack("<BHHB", 4, 256, 5, 0) + bytes(16) + large
 
     for bits in (1, 2, 4, 8, 16, 24, 32, 48, 64):
         yield "tool_reader", f"bmp-{bits}", b"\x40" + bmp(13, 5, bits)
