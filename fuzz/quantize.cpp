@@ -31,7 +31,8 @@ void SetRecords(CNiGoRo2& quantiser, unsigned count, const Bytes& bytes) {
     quantiser.m_nColors = static_cast<int>(count);
     for (unsigned i = 0; i < count; ++i) {
         CColorTrans2& record = quantiser.m_Palette[i];
-        record.m_rgb = tagRGBQUAD{bytes[i % bytes.size()], bytes[i * 7 % bytes.size()], bytes[i * 13 % bytes.size()], 0};
+        record.m_rgb =
+            tagRGBQUAD{bytes[i % bytes.size()], bytes[i * 7 % bytes.size()], bytes[i * 13 % bytes.size()], 0};
         record.m_dwCount = bytes[i * 5 % bytes.size()];
         record.m_byIndex = static_cast<unsigned char>(i);
     }

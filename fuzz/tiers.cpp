@@ -117,8 +117,7 @@ void Stretch(const Work& work, Bytes dib, testhost::Side side, Outcome& outcome)
         return;
     PlacedBytes source(dib, side);
     CConvertResolution resampler;
-    void* const result =
-        resampler.BiLinear(source.data(), &work.frame, &work.output, work.progress ? Rows : nullptr);
+    void* const result = resampler.BiLinear(source.data(), &work.frame, &work.output, work.progress ? Rows : nullptr);
     outcome.Add(static_cast<std::uint32_t>(resampler.m_nLastError));
     outcome.AddAndFree(result);
     source.RequireUnchanged();

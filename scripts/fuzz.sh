@@ -39,16 +39,18 @@ done
 # One target of one width. A finding ends the fuzzer: it is started again for the time that is left.
 fuzz_one() {
     local width=$1 target=$2 log=$logs/$2-$1.log new=$logs/new-$2-$1
-    local end=$((SECONDS + seconds)) left
+    local end=$((SECONDS + seconds)) left now before=0
     mkdir -p "$corpus/$target" "$new"
     : > "$log"
     while left=$((end - SECONDS)) && [ "$left" -gt 0 ]; do
         ASAN_OPTIONS=allocator_may_return_null=1:quarantine_size_mb=16 UBSAN_OPTIONS=print_stacktrace=1 \
-            "build/fuzz-$width/fuzz/fuzz_$target" -max_total_time="$left" -max_len=4096 -timeout=60 -report_slow_units=60 -rss_limit_mb=1500 \
-            -print_final_stats=1 -artifact_prefix="$new/" "$corpus/$target" "fuzz/seeds/$target" \
-            $([ ! -d "fuzz/findings/$target" ] || echo "fuzz/findings/$target") >> "$log" 2>&1 && break
-        # One that fails before it has run anything would fail for ever.
-        [ "$(find "$new" -type f | wc -l)" -lt 20 ] || break
+            "build/fuzz-$width/fuzz/fuzz_$target" -max_total_time="$left" -max_len=4096 -timeout=60 \
+            -report_slow_units=60 -rss_limit_mb=1500 -print_final_stats=1 -artifact_prefix="$new/" \
+            "$corpus/$target" "fuzz/seeds/$target" >> "$log" 2>&1 && break
+        # An end without a new finding (a stored input that fails, an option that is none) would come again.
+        now=$(find "$new" -type f | wc -l)
+        [ "$now" -gt "$before" ] && [ "$now" -lt 20 ] || break
+        before=$now
     done
     local found
     for found in "$new"/*; do

@@ -1,7 +1,7 @@
 // The memory layer of the tests. It replaces GlobalAlloc and its kin for a whole test program:
 // every block ends at an unreadable page (and may start at an odd address for it) or starts behind
-// one, blocks and locks are counted, and the n-th allocation or lock fails on demand. Everything else (files, rectangles,
-// colours, pens) is libdibhost's.
+// one, blocks and locks are counted, and the n-th allocation or lock fails on demand. Everything else
+// (files, rectangles, colours, pens) is libdibhost's.
 #pragma once
 
 #include <cstddef>
