@@ -1,7 +1,7 @@
 // Times the resampler's kernels, tier by tier, against the time that reading the source and writing
 // the result take. Minima of interleaved rounds; the result block is touched before.
 //
-//     bilinear_bench [rounds]
+//     bilinear_bench [rounds] [part of a case's name]
 #include "dibprep/bilinear.h"
 #include "memory/x86/cpu_tier.h"
 
@@ -17,12 +17,23 @@ namespace {
 
 using dibprep::Tier;
 
+// What a source shows, and which table it has.
+enum class Content {
+    Noise,    // any bytes: of 8 bits and fewer, with any colours
+    Identity, // noise of the levels 0 to 255
+    Inverted, // noise, the table from white to black
+    Curve,    // noise, the table bent
+    Page,     // paper with lines of letters, in few colours
+    Scan,     // paper of some thirty colours close to each other, letters in others
+    Dithered  // smooth colours as a pattern of sixteen
+};
+
 struct Case {
     const char* name;
     int bits;
     int width, height; // source
     int cx, cy;        // result
-    char table;        // g: gray, i: identity gray, c: colours, p: a page of white with text
+    Content content;
 };
 
 struct Picture {
@@ -86,29 +97,65 @@ int RunKernel(const Case& c, const Picture& source, Picture& result) {
         return object.BiLinear24(source.param, &frame, &frame, result.param, nullptr);
     case 32:
         return object.BiLinear32(source.param, &frame, &frame, result.param, nullptr);
+    case 48:
+        return object.BiLinear48(source.param, &frame, &frame, result.param, nullptr);
+    case 64:
+        return object.BiLinear64(source.param, &frame, &frame, result.param, nullptr);
     default:
         return object.BiLinearSmallBits(source.param, &frame, &frame, result.param, nullptr);
     }
 }
 
-void Measure(const Case& c, int rounds) {
-    Picture source = Make(c.width, c.height, c.bits);
-    Picture result = Make(c.cx, c.cy, c.bits == 32 ? 32 : 24);
+// Whether a letter's stroke passes here: 40 rows of letters, 40 rows of paper; a third of a letter's
+// place is ink, in strokes of four and five pixels.
+bool IsInk(int x, int y) {
+    if (y / 40 % 2 != 0 || x % 25 >= 20 || x / 250 % 9 == 8)
+        return false;
+    const unsigned letter = static_cast<unsigned>(x / 25 * 31 + y / 80 * 17) * 2654435761u >> 20;
+    return (letter >> (x % 25 / 5 + y % 40 / 13 * 3)) % 3 == 0;
+}
+
+unsigned char Index(const Case& c, int x, int y) {
+    switch (c.content) {
+    case Content::Page:
+        if (IsInk(x, y) != IsInk(x + 1, y))
+            return static_cast<unsigned char>(1 + (Next() >> 30)); // the edge of a stroke
+        return IsInk(x, y) ? 0 : 7;
+    case Content::Scan:
+        return static_cast<unsigned char>((IsInk(x, y) ? 16 : 160) + (Next() >> 28) + (Next() >> 28));
+    case Content::Dithered:
+        return static_cast<unsigned char>((static_cast<unsigned>(x + y) * 16 / 4096 + (Next() >> 31)) % 16);
+    default:
+        return static_cast<unsigned char>(Next() >> 24);
+    }
+}
+
+void Paint(const Case& c, Picture& source) {
     for (std::size_t i = 40; i < source.bytes.size(); ++i)
         source.bytes[i] = static_cast<unsigned char>(Next() >> 24);
-    if (c.bits == 8) {
-        for (std::size_t i = 0; i < 256; ++i) {
-            unsigned char* const entry = source.bytes.data() + 40 + i * 4;
-            if (c.table == 'g' || c.table == 'i')
-                entry[0] = entry[1] = entry[2] = static_cast<unsigned char>(c.table == 'g' ? 255 - i : i);
-        }
-        if (c.table == 'p') {
-            std::memset(source.bytes.data() + 40 + 255 * 4, 0xFF, 3);
-            for (std::size_t i = 40 + 1024; i < source.bytes.size(); ++i)
-                if (i / 100 % 10 != 0)
-                    source.bytes[i] = 255;
-        }
+    if (c.content == Content::Noise)
+        return;
+    const int entries = 1 << c.bits;
+    for (int i = 0; i < entries; ++i) {
+        unsigned char* const entry = source.bytes.data() + 40 + i * 4;
+        const int level = i * 255 / (entries - 1);
+        if (c.content == Content::Identity || c.content == Content::Inverted)
+            std::memset(entry, c.content == Content::Identity ? level : 255 - level, 3);
+        else if (c.content == Content::Curve)
+            std::memset(entry, level * level / 255, 3);
     }
+    if (c.bits != 8 || c.content < Content::Page)
+        return;
+    for (int y = 0; y < c.height; ++y)
+        for (int x = 0; x < c.width; ++x)
+            source.param.pBits[static_cast<std::ptrdiff_t>(y) * source.param.nLineBytes + x] = Index(c, x, y);
+}
+
+void Measure(const Case& c, int rounds) {
+    const int bits = c.bits < 32 ? 24 : c.bits;
+    Picture source = Make(c.width, c.height, c.bits);
+    Picture result = Make(c.cx, c.cy, bits);
+    Paint(c, source);
     std::vector<unsigned char> evict(48u << 20);
     const Tier tiers[] = {Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2};
     double best[4] = {1e9, 1e9, 1e9, 1e9};
@@ -116,12 +163,6 @@ void Measure(const Case& c, int rounds) {
     for (int round = 0; round < rounds; ++round) {
         std::memset(evict.data(), round, evict.size());
         limit = std::min(limit, Limit(source.bytes, result.bytes));
-        CConvertResolution().SetDIBParam(result.bytes.data(), result.param);
-        std::memcpy(result.bytes.data(), Make(c.cx, 1, c.bits == 32 ? 32 : 24).bytes.data(), 40);
-        Picture shape = Make(c.cx, 1, c.bits == 32 ? 32 : 24);
-        result.param = shape.param;
-        result.param.nHeight = c.cy;
-        result.param.pBits = result.bytes.data() + 40;
         for (int t = 0; t < 4; ++t) {
             if (tiers[t] > dibprep::ProcessorTier() || (t == 0 && round > 1))
                 continue;
@@ -132,32 +173,46 @@ void Measure(const Case& c, int rounds) {
             best[t] = std::min(best[t], Now() - start);
         }
     }
-    std::printf("%-34s limit %6.2f | scalar %7.2f | sse2 %6.2f (%4.1fx) | ssse3 %6.2f (%4.1fx) | avx2 %6.2f (%4.1fx, "
-                "%4.2f limit)\n",
+    std::printf("%-34s limit %5.2f | scalar %6.2f | sse2 %5.2f (%4.1fx) | ssse3 %5.2f (%4.1fx) | avx2 %5.2f (%4.1fx, "
+                "%5.2f limit)\n",
                 c.name, limit, best[0], best[1], best[0] / best[1], best[2], best[0] / best[2], best[3],
                 best[0] / best[3], best[3] / limit);
+    std::fflush(stdout);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     const int rounds = argc > 1 ? std::atoi(argv[1]) : 15;
+    const char* const part = argc > 2 ? argv[2] : "";
     const Case cases[] = {
-        {"24 bit 2480x3508 to 1653x2338", 24, 2480, 3508, 1653, 2338, 0},
-        {"32 bit 2480x3508 to 1653x2338", 32, 2480, 3508, 1653, 2338, 0},
-        {"24 bit 1653x2338 to 2480x3508", 24, 1653, 2338, 2480, 3508, 0},
-        {"32 bit 1653x2338 to 2480x3508", 32, 1653, 2338, 2480, 3508, 0},
-        {"24 bit 2480x3508 to 620x877", 24, 2480, 3508, 620, 877, 0},
-        {"8 bit identity gray, down", 8, 2480, 3508, 1653, 2338, 'i'},
-        {"8 bit inverted gray, down", 8, 2480, 3508, 1653, 2338, 'g'},
-        {"8 bit colours, noise, down", 8, 2480, 3508, 1653, 2338, 'c'},
-        {"8 bit colours, page, down", 8, 2480, 3508, 1653, 2338, 'p'},
-        {"8 bit identity gray, up", 8, 1653, 2338, 2480, 3508, 'i'},
-        {"8 bit colours, noise, up", 8, 1653, 2338, 2480, 3508, 'c'},
-        {"16 bit down", 16, 2480, 3508, 1653, 2338, 0},
-        {"4 bit down", 4, 2480, 3508, 1653, 2338, 0},
-        {"1 bit down", 1, 2480, 3508, 1653, 2338, 0},
+        {"24 bit down", 24, 2480, 3508, 1653, 2338, Content::Noise},
+        {"32 bit down", 32, 2480, 3508, 1653, 2338, Content::Noise},
+        {"24 bit up", 24, 1653, 2338, 2480, 3508, Content::Noise},
+        {"32 bit up", 32, 1653, 2338, 2480, 3508, Content::Noise},
+        {"24 bit to a quarter", 24, 2480, 3508, 620, 877, Content::Noise},
+        {"8 bit identity gray, down", 8, 2480, 3508, 1653, 2338, Content::Identity},
+        {"8 bit inverted gray, down", 8, 2480, 3508, 1653, 2338, Content::Inverted},
+        {"8 bit bent gray, down", 8, 2480, 3508, 1653, 2338, Content::Curve},
+        {"8 bit colours, noise, down", 8, 2480, 3508, 1653, 2338, Content::Noise},
+        {"8 bit colours, scan, down", 8, 2480, 3508, 1653, 2338, Content::Scan},
+        {"8 bit colours, dithered, down", 8, 2480, 3508, 1653, 2338, Content::Dithered},
+        {"8 bit colours, page, down", 8, 2480, 3508, 1653, 2338, Content::Page},
+        {"8 bit colours, page, to a quarter", 8, 2480, 3508, 620, 877, Content::Page},
+        {"8 bit identity gray, up", 8, 1653, 2338, 2480, 3508, Content::Identity},
+        {"8 bit bent gray, up", 8, 1653, 2338, 2480, 3508, Content::Curve},
+        {"8 bit colours, noise, up", 8, 1653, 2338, 2480, 3508, Content::Noise},
+        {"8 bit colours, page, up", 8, 1653, 2338, 2480, 3508, Content::Page},
+        {"16 bit down", 16, 2480, 3508, 1653, 2338, Content::Noise},
+        {"4 bit colours, noise, down", 4, 2480, 3508, 1653, 2338, Content::Noise},
+        {"4 bit gray, down", 4, 2480, 3508, 1653, 2338, Content::Identity},
+        {"1 bit colours, noise, down", 1, 2480, 3508, 1653, 2338, Content::Noise},
+        {"1 bit gray, down", 1, 2480, 3508, 1653, 2338, Content::Identity},
+        {"48 bit down", 48, 2480, 3508, 1653, 2338, Content::Noise},
+        {"64 bit down", 64, 2480, 3508, 1653, 2338, Content::Noise},
+        {"48 bit up", 48, 1653, 2338, 2480, 3508, Content::Noise},
     };
     for (const Case& c : cases)
-        Measure(c, rounds);
+        if (std::strstr(c.name, part))
+            Measure(c, rounds);
 }
