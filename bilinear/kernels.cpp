@@ -12,6 +12,10 @@ using namespace dibprep;
 
 namespace {
 
+// Results from this size on are written past the caches: the first rows would have left them anyway
+// before the last are made.
+constexpr std::int64_t StreamedBytes = 4 << 20;
+
 // What a member gets, and how its format differs from the others.
 struct Job {
     CConvertResolution& object;
@@ -66,7 +70,9 @@ int Run(const Job& job) {
     task.outStep = job.destination.nBytesPerPixel;
     task.source = &source;
     task.table = TableOf(source);
-    FastRows fast(RowsFor(CurrentTier()), task, job.progress == nullptr);
+    // A callback may read the rows, best from a cache.
+    const bool stream = !job.progress && std::int64_t{count} * task.outStep * rows >= StreamedBytes;
+    FastRows fast(RowsFor(CurrentTier()), task, !job.progress, stream);
 
     std::int32_t y = WrapMultiply(WrapSubtract(job.clip.top, job.frame.top), step.cy);
     for (int i = 0; i < rows; ++i, y = WrapAdd(y, step.cy)) {

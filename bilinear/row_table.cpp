@@ -2,14 +2,15 @@
 #include "bilinear/row_table.h"
 #include "memory/unaligned.h"
 
+#include <algorithm>
 #include <array>
 
 namespace dibprep {
 namespace {
 
-void Colour(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out) {
+void Colour(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
     for (int x = 0; x < count; ++x)
-        out[x] = colours[row[x]];
+        StoreU32(out + x * 4, colours[row[x]]);
 }
 
 void Levels(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
@@ -24,11 +25,22 @@ void Widen(const unsigned char* row, int count, std::uint32_t* out) {
     }
 }
 
+int Highest(const unsigned char* row, int count) {
+    return count > 0 ? *std::max_element(row, row + count) : 0;
+}
+
+void Fill(unsigned char* out, std::int64_t bytes, std::uint32_t colour) {
+    for (std::int64_t i = 0; i < bytes; ++i)
+        out[i] = static_cast<unsigned char>(colour >> i % 3 * 8);
+}
+
 RowTable TableFor(Tier tier) {
     RowTable table = {};
     table.colour = Colour;
     table.levels = Levels;
     table.widen = Widen;
+    table.highest = Highest;
+    table.fill = Fill;
     if (tier >= Tier::Sse2)
         AddSse2Rows(table);
     if (tier >= Tier::Ssse3)

@@ -69,6 +69,39 @@ DIBPREP_TIER void DownThrice(const std::int32_t* upper, const std::int32_t* lowe
     }
 }
 
+// ---- feeding the across stage -----------------------------------------------------------------
+
+DIBPREP_TIER inline __m128i ColourOf(const std::uint32_t* colours, unsigned index) {
+    return _mm_cvtsi32_si128(static_cast<int>(colours[index]));
+}
+
+DIBPREP_TIER void Colour24(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
+    const __m128i three = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    int x = 0;
+    for (; x + 4 <= count; x += 4, out += 12) {
+        const __m128i first = _mm_unpacklo_epi32(ColourOf(colours, row[x]), ColourOf(colours, row[x + 1]));
+        const __m128i second = _mm_unpacklo_epi32(ColourOf(colours, row[x + 2]), ColourOf(colours, row[x + 3]));
+        Store(out, _mm_shuffle_epi8(_mm_unpacklo_epi64(first, second), three));
+    }
+    for (; x < count; ++x, out += 3)
+        std::memcpy(out, &colours[row[x]], 4);
+}
+
+DIBPREP_TIER void LevelsBySums(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
+    const __m128i byLow = Load(levels);
+    const __m128i byHigh = Load(levels + 16);
+    const __m128i fourBits = _mm_set1_epi8(15);
+    int x = 0;
+    for (; x + 16 <= count; x += 16) {
+        const __m128i indices = Load(row + x);
+        const __m128i low = _mm_and_si128(indices, fourBits);
+        const __m128i high = _mm_and_si128(_mm_srli_epi16(indices, 4), fourBits);
+        Store(out + x, _mm_add_epi8(_mm_shuffle_epi8(byLow, low), _mm_shuffle_epi8(byHigh, high)));
+    }
+    for (; x < count; ++x)
+        out[x] = static_cast<unsigned char>(levels[row[x] & 15] + levels[16 + (row[x] >> 4)]);
+}
+
 } // namespace
 
 // Storing every slot needs no byte shuffle: the form of SSE2 stays.
@@ -77,6 +110,8 @@ void AddSsse3Rows(RowTable& table) {
     table.acrossHalves = AcrossHalves;
     table.down[StoreThreeOfFour] = DownThreeOfFour;
     table.down[StoreThrice] = DownThrice;
+    table.colour24 = Colour24;
+    table.levelsBySums = LevelsBySums;
 }
 
 } // namespace dibprep

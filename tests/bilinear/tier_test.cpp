@@ -164,7 +164,7 @@ TEST_P(BilinearTier, TargetOfOneRowOrColumnWeighsTheEdgeWithItself) {
 
 // Pages of paper and lines, where whole blocks have one colour, and bytes of several pixels do not.
 TEST_P(BilinearTier, StretchesOfOneColour) {
-    EXPECT_NE(RowsFor(GetParam()).flat, nullptr);
+    EXPECT_NE(RowsFor(GetParam()).changes, nullptr);
     Random random(9);
     for (const Format& format : formats)
         for (int round = 0; round < 60; ++round) {
@@ -218,7 +218,7 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
             task.outStep = outStep;
             task.source = &source;
             task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
-            FastRows rows(RowsFor(GetParam()), task, round % 2 == 0);
+            FastRows rows(RowsFor(GetParam()), task, round % 2 == 0, round % 3 == 0);
             ASSERT_TRUE(rows.Active());
             for (int again = 0; again < 3; ++again) {
                 task.fy = weight();
@@ -313,7 +313,7 @@ TEST_P(BilinearTier, WithoutScratchTheScalarRowsAreMade) {
     task.outStep = 3;
     task.source = &source;
     testhost::FailNew(1);
-    EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true).Active());
+    EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true, false).Active());
     testhost::FailNew(0);
     const tagRECT whole = {0, 0, 20, 9};
     ForceTier(Tier::Scalar);
@@ -339,7 +339,7 @@ TEST_P(BilinearTier, ForeignColumnsAreLeftToTheScalarRows) {
     task.source = &source;
     for (const auto& columns : foreign) {
         task.columns = columns.data();
-        EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true).Active());
+        EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true, false).Active());
     }
 }
 
