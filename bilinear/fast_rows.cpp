@@ -13,14 +13,12 @@ bool LimitsAct(int channels) {
     return COLOR_MAX_VALUE < 255 || (channels == 4 && (WHITE_POINT_VALUE < 255 || BLACK_POINT_VALUE > 0));
 }
 
-// Copies the group of each index to its place; the next one may be written over its end.
-template <int GroupBytes>
-unsigned char* CopyGroup(unsigned char* at, const unsigned char* groups, int index, int step) {
-    std::memcpy(at, groups + index * GroupBytes, GroupBytes);
-    return at + step;
-}
-
 } // namespace
+
+FastRows::~FastRows() {
+    if (m_stream)
+        m_table.fence();
+}
 
 bool FastRows::Make(const RowTask& task) {
     if (!m_active || LimitsAct(m_source.nBitCount == 32 ? 4 : 3))
@@ -48,7 +46,7 @@ bool FastRows::Make(const RowTask& task) {
     else
         MakeByStages(task, lower, out);
     if (m_stream)
-        m_table.stream(task.out, out, std::int64_t{m_count} * task.outStep);
+        m_table.stream(task.out, out, static_cast<std::size_t>(m_count) * static_cast<std::size_t>(task.outStep));
     return true;
 }
 
@@ -143,14 +141,10 @@ void FastRows::MixBlocks(const unsigned char* row, int place, int begin, int end
     else
         FeedColours(row, m_blocks.Begin(begin), m_blocks.End(end - 1));
     AcrossPlan part = m_plan;
-    if (part.windows != 0) {
-        const std::ptrdiff_t perBlock = std::ptrdiff_t{pixels} * m_layout.slotsPerPixel / SlotsPerWindow;
-        const std::ptrdiff_t skipped = begin * perBlock;
-        part.windows = static_cast<int>(std::min<std::ptrdiff_t>(end * perBlock, m_plan.windows) - skipped);
-        part.base += skipped; // rows by blocks have no halves
-        part.picks += skipped * WindowBytes;
-        part.coarse += skipped * WindowBytes;
-        part.fine += skipped * WindowBytes;
+    if (part.pairs != 0) {
+        const int perBlock = pixels * m_layout.slotsPerPixel / SlotsPerWindow / 2;
+        part.pairs = std::min(end * perBlock, m_plan.pairs) - begin * perBlock;
+        part.windows += begin * perBlock;
     } else {
         part.pixels = (end - begin) * pixels;
         part.unshifted = std::min(std::max(m_plan.unshifted - begin * pixels, 0), part.pixels);
@@ -206,22 +200,13 @@ void FastRows::FeedColours(const unsigned char* row, int begin, int end) {
 // Whole bytes: behind the last pixel there is room for the others of its byte.
 void FastRows::FeedPacked(const unsigned char* row, int begin, int end) {
     const int step = m_source.nPixelsPerByte * m_layout.pixelBytes;
-    unsigned char* at = m_fed + std::ptrdiff_t{begin} * step;
-    if (m_source.nBitCount == 4 && m_layout.pixelBytes == 1) {
-        for (int i = begin; i < end; ++i)
-            at = CopyGroup<2>(at, m_groups, row[i], step);
-    } else if (m_source.nBitCount == 4) {
-        for (int i = begin; i < end; ++i)
-            at = CopyGroup<8>(at, m_groups, row[i], step);
-    } else if (m_layout.pixelBytes == 1) {
-        for (int i = begin; i < end; ++i)
-            at = CopyGroup<8>(at, m_groups, row[i], step);
-    } else {
-        for (int i = begin; i < end; ++i) {
-            at = CopyGroup<16>(at, m_groups, row[i] >> 4, step / 2);
-            at = CopyGroup<16>(at, m_groups, row[i] & 15, step / 2);
-        }
-    }
+    unsigned char* const at = m_fed + std::ptrdiff_t{begin} * step;
+    if (m_source.nBitCount == 4 && m_layout.pixelBytes == 1 && m_table.levels4)
+        m_table.levels4(row + begin, end - begin, m_levels, at);
+    else if (m_groupBytes == 16)
+        m_table.packed(row + begin, end - begin, m_groups, 16, step / 2, at);
+    else
+        m_table.packed(row + begin, end - begin, m_groups, m_groupBytes, step, at);
 }
 
 // Both samples of the output pixels from `begin` to before `end`, one after the other.

@@ -21,6 +21,10 @@ public:
     // to the scalar kernel.
     FastRows(const RowTable& table, const RowTask& task, bool keep, bool stream);
 
+    ~FastRows();
+    FastRows(const FastRows&) = delete;
+    FastRows& operator=(const FastRows&) = delete;
+
     // Makes a row; or does nothing and answers false, and the scalar kernel makes it.
     bool Make(const RowTask& task);
 
@@ -99,6 +103,7 @@ private:
     unsigned char m_sums[32];    // the same as sums, where they are
     // Where a byte holds two or eight pixels: what all of them, or the four of half a byte, become.
     unsigned char m_groups[256 * 8];
+    int m_groupBytes = 0;
 };
 
 } // namespace dibprep

@@ -67,14 +67,14 @@ void FastRows::FillGroups() {
     // Half a byte of single bits where four bytes or three make a pixel, else a byte.
     const int groupBits = bits == 1 && step != 1 ? 4 : 8;
     const int pixels = groupBits / bits;
-    const int groupBytes = pixels * (step == 1 ? 1 : 4);
+    m_groupBytes = pixels * (step == 1 ? 1 : 4);
     for (int group = 0; group < 1 << groupBits; ++group) {
         unsigned char packed[16 + 4] = {};
         for (int k = 0; k < pixels; ++k) {
             const int index = group >> (pixels - 1 - k) * bits & m_source.byMask;
             std::memcpy(packed + k * step, &m_colours[index], 4);
         }
-        std::memcpy(m_groups + group * groupBytes, packed, static_cast<std::size_t>(groupBytes));
+        std::memcpy(m_groups + group * m_groupBytes, packed, static_cast<std::size_t>(m_groupBytes));
     }
 }
 
@@ -173,12 +173,10 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * (layout.storing == StoreThrice ? 1 : 4) + FeedPadding;
     const std::int64_t fed = RoundedUp(std::max(layout.rowBytes, sampledBytes), ScratchAlignment);
     const std::int64_t mixed = RoundedUp(slots * 4, ScratchAlignment);
-    const std::int64_t planned = slots / SlotsPerWindow;
-    const std::int64_t picks = planned * WindowBytes;
-    const std::int64_t bases = windows ? RoundedUp(planned * 2 * 4, ScratchAlignment) : 0;
-    const std::int64_t pixels = RoundedUp(m_count, SlotsPerStep);
-    const std::int64_t plan = windows ? bases + 3 * RoundedUp(picks, ScratchAlignment)
-                                      : RoundedUp(pixels * std::int64_t{sizeof(PixelColumn)}, ScratchAlignment);
+    const std::int64_t plan =
+        RoundedUp(windows ? slots / SlotsPerWindow / 2 * std::int64_t{sizeof(WindowPair)}
+                          : RoundedUp(m_count, SlotsPerStep) * std::int64_t{sizeof(PixelColumn)},
+                  ScratchAlignment);
     const std::int64_t finished =
         m_stream ? RoundedUp(std::int64_t{m_count} * task.outStep, ScratchAlignment) + ScratchAlignment : 0;
     const std::int64_t bytes = ScratchAlignment + fed + 2 * mixed + finished + plan;
@@ -198,25 +196,21 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     m_mixed[0].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
     m_mixed[1].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
     m_finished = take(finished);
-    unsigned char* const planAt = at;
+    unsigned char* const planned = take(plan);
 
     const auto fits = [&] {
         m_layout = layout;
-        at = planAt;
         m_plan = {};
         m_plan.pixelBytes = layout.pixelBytes;
         if (!windows) {
             if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
                 return false;
-            m_plan.columns = reinterpret_cast<PixelColumn*>(take(plan));
+            m_plan.columns = reinterpret_cast<PixelColumn*>(planned);
             FillPixels(task, layout);
             m_across = layout.pixelBytes == 1 ? m_table.acrossLevels : m_table.acrossPixels;
             return true;
         }
-        m_plan.base = reinterpret_cast<std::int32_t*>(take(bases));
-        m_plan.picks = take(picks);
-        m_plan.coarse = reinterpret_cast<std::int8_t*>(take(picks));
-        m_plan.fine = reinterpret_cast<std::int8_t*>(take(picks));
+        m_plan.windows = reinterpret_cast<WindowPair*>(planned);
         m_across = layout.halves ? m_table.acrossHalves : m_table.acrossWindows;
         return layout.rowBytes >= (layout.halves ? HalfWindowBytes : WindowBytes) && FillWindows(task, layout);
     };
@@ -247,14 +241,15 @@ std::int64_t FastRows::OffsetOf(const _tagCOORDENTRY& column, int k, const Layou
 
 bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
     const std::int64_t slots = std::int64_t{m_count} * layout.slotsPerPixel;
-    m_plan.windows = static_cast<int>(RoundedUp(slots, SlotsPerStep) / SlotsPerWindow);
-    std::int32_t* base = m_plan.base;
-    std::uint8_t* picks = m_plan.picks;
-    std::int8_t* coarse = m_plan.coarse;
-    std::int8_t* fine = m_plan.fine;
+    m_plan.pairs = static_cast<int>(RoundedUp(slots, SlotsPerStep) / SlotsPerWindow / 2);
     int pixel = 0;
     int channel = 0;
-    for (int w = 0; w < m_plan.windows; ++w) {
+    for (int w = 0; w < m_plan.pairs * 2; ++w) {
+        WindowPair& pair = m_plan.windows[w / 2];
+        std::int32_t* const base = pair.base + w % 2 * 2;
+        std::uint8_t* picks = pair.picks + w % 2 * WindowBytes;
+        std::int8_t* coarse = pair.coarse + w % 2 * WindowBytes;
+        std::int8_t* fine = pair.fine + w % 2 * WindowBytes;
         std::int64_t start = 0;
         int skipped = 0; // bytes of the window in front of its second half
         for (int slot = 0; slot < SlotsPerWindow; ++slot, picks += 2, coarse += 2, fine += 2) {
@@ -264,7 +259,7 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
                 // The last windows move back into the row.
                 start = std::min(first, layout.rowBytes - (layout.halves ? HalfWindowBytes : WindowBytes));
                 skipped = slot == 0 ? 0 : HalfWindowBytes;
-                *base++ = static_cast<std::int32_t>(start);
+                base[slot == 0 ? 0 : 1] = static_cast<std::int32_t>(start);
             }
             picks[0] = picks[1] = 0x80;
             coarse[0] = coarse[1] = fine[0] = fine[1] = 0;

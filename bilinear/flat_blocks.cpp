@@ -9,7 +9,7 @@ namespace {
 
 // A row in which more than one byte of these differs from the next one is taken as a whole: its blocks
 // of one colour, if any, are too few to look for.
-constexpr int BytesPerChange = 5;
+constexpr int BytesPerChange = 8;
 
 // Shorter stretches of one colour, in output pixels, cost more to set apart than to mix.
 constexpr int LeastStretch = 16;

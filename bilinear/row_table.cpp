@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace dibprep {
 namespace {
@@ -25,6 +26,17 @@ void Widen(const unsigned char* row, int count, std::uint32_t* out) {
     }
 }
 
+void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
+            unsigned char* out) {
+    for (int i = 0; i < bytes; ++i) {
+        const int halves = group == 16 ? 2 : 1;
+        for (int half = 0; half < halves; ++half, out += step) {
+            const int index = halves == 1 ? row[i] : half == 0 ? row[i] >> 4 : row[i] & 15;
+            std::memcpy(out, groups + index * group, static_cast<std::size_t>(group));
+        }
+    }
+}
+
 int Highest(const unsigned char* row, int count) {
     return count > 0 ? *std::max_element(row, row + count) : 0;
 }
@@ -39,6 +51,7 @@ RowTable TableFor(Tier tier) {
     table.colour = Colour;
     table.levels = Levels;
     table.widen = Widen;
+    table.packed = Packed;
     table.highest = Highest;
     table.fill = Fill;
     if (tier >= Tier::Sse2)

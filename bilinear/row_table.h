@@ -18,6 +18,7 @@
 
 #include "memory/x86/cpu_tier.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace dibprep {
@@ -40,13 +41,18 @@ struct PixelColumn {
     std::int16_t fine[2];   // -b, b
 };
 
+// Two windows, with all that a stage needs to know in one place: registers for addresses are few.
+struct WindowPair {
+    std::uint8_t picks[2 * WindowBytes]; // the two samples of each slot; 0x80: none
+    std::int8_t coarse[2 * WindowBytes]; // 64 - a, a for each slot
+    std::int8_t fine[2 * WindowBytes];   // -b, b for each slot
+    std::int32_t base[4];                // first bytes in the row of the windows' halves
+};
+
 // Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
 struct AcrossPlan {
-    int windows;          // windows, a multiple of four
-    std::int32_t* base;   // per window: its first byte in the row; or those of its two halves
-    std::uint8_t* picks;  // 16 per window: the two samples of each slot; 0x80: none
-    std::int8_t* coarse;  // 16 per window: 64 - a, a for each slot
-    std::int8_t* fine;    // 16 per window: -b, b for each slot
+    int pairs;            // pairs of windows, a multiple of two
+    WindowPair* windows;  // one per pair
     int pixels;           // pixels: a multiple of eight with four slots each, or of 32 with one
     int unshifted;        // pixels in front of the first one with a shift
     PixelColumn* columns; // one per pixel
@@ -71,7 +77,8 @@ using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t*
 
 // LevelKernel also stands for levels that are one of sixteen bytes by the low four bits of an index plus one of
 // sixteen others by its high ones, modulo 256: as in the table from white to black, or any even ramp.
-// `levels` then has the sixteen of the low bits, and behind them the others.
+// `levels` then has the sixteen of the low bits, and behind them the others. And for `count` bytes of two
+// pixels each.
 
 // The highest of `count` bytes.
 using HighestKernel = int (*)(const unsigned char* row, int count);
@@ -85,9 +92,16 @@ constexpr int LeastCompared = 33;
 // `bytes` bytes of pixels of three, all of one colour.
 using FillKernel = void (*)(unsigned char* out, std::int64_t bytes, std::uint32_t colour);
 
+// Lays the groups of whole bytes of a packed row one after the other, `step` bytes apart: those of
+// `group` bytes, by the byte, or those of 16 bytes, by its halves. A group may end behind its step.
+using PackedKernel = void (*)(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
+                              unsigned char* out);
+
 // Copies a finished row past the caches: whole lines of 64 bytes are neither read nor kept there. The
 // row stands as far behind such a boundary as its place in the picture does.
-using StreamKernel = void (*)(unsigned char* out, const unsigned char* row, std::int64_t bytes);
+using StreamKernel = void (*)(unsigned char* out, const unsigned char* row, std::size_t bytes);
+// Behind the last such row: other threads see the rows before what is written later.
+using FenceKernel = void (*)();
 
 // How a mixed row becomes output bytes.
 enum Storing {
@@ -107,11 +121,14 @@ struct RowTable {
     ColourKernel colour24; // null: the tier has no such form
     LevelKernel levels;
     LevelKernel levelsBySums; // levels that are sums; null: the tier has no such form
+    LevelKernel levels4;      // of halves of bytes; null: the tier has no such form
+    PackedKernel packed;
     WidenKernel widen;
     HighestKernel highest;
     ChangeKernel changes; // null: not looked for
     FillKernel fill;
     StreamKernel stream; // null: the tier has no such form
+    FenceKernel fence;
 };
 
 // The table of a tier of this processor.

@@ -14,48 +14,37 @@ DIBPREP_AVX2 inline void Store(void* at, __m256i value) { _mm256_storeu_si256(st
 DIBPREP_AVX2 inline __m128i LoadHalf(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 DIBPREP_AVX2 inline void StoreHalf(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
 
-DIBPREP_AVX2 inline __m128i TwoHalves(const unsigned char* first, const unsigned char* second) {
-    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(first)),
-                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(second)));
+// Two windows side by side. The mixed row gets slots 0 to 3 of both, then slots 4 to 7 of both.
+DIBPREP_AVX2 inline void AcrossPair(const WindowPair& pair, __m128i first, __m128i second, std::int32_t* mixed) {
+    const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1);
+    const __m256i samples = _mm256_shuffle_epi8(bytes, Load(pair.picks));
+    const __m256i p = _mm256_maddubs_epi16(samples, Load(pair.coarse));
+    const __m256i q = _mm256_maddubs_epi16(samples, Load(pair.fine));
+    Store(mixed, _mm256_unpacklo_epi16(q, p));
+    Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
 }
 
-// Two windows side by side. The mixed row gets slots 0 to 3 of both, then slots 4 to 7 of both.
 DIBPREP_AVX2 void AcrossWindows(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
                                 std::uintptr_t ahead) {
-    const std::int32_t* base = plan.base;
-    const std::uint8_t* picks = plan.picks;
-    const std::int8_t* coarse = plan.coarse;
-    const std::int8_t* fine = plan.fine;
-    for (int i = plan.windows; i > 0; i -= 2) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[0])), _MM_HINT_T0);
-        const __m256i bytes =
-            _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(row + base[0])), LoadHalf(row + base[1]), 1);
-        const __m256i samples = _mm256_shuffle_epi8(bytes, Load(picks));
-        const __m256i p = _mm256_maddubs_epi16(samples, Load(coarse));
-        const __m256i q = _mm256_maddubs_epi16(samples, Load(fine));
-        Store(mixed, _mm256_unpacklo_epi16(q, p));
-        Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
-        base += 2;
-        picks += 32;
-        coarse += 32;
-        fine += 32;
-        mixed += 16;
+    const WindowPair* const end = plan.windows + plan.pairs;
+    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
+        AcrossPair(*pair, LoadHalf(row + pair->base[0]), LoadHalf(row + pair->base[2]), mixed);
     }
+}
+
+DIBPREP_AVX2 inline __m128i TwoHalves(const unsigned char* row, const std::int32_t* base) {
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + base[0])),
+                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + base[1])));
 }
 
 DIBPREP_AVX2 void AcrossHalves(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
                                std::uintptr_t ahead) {
-    for (int i = 0; i < plan.windows; i += 2, mixed += 16) {
-        const std::int32_t* const base = plan.base + i * 2;
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[0])), _MM_HINT_T0);
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[2])), _MM_HINT_T0);
-        const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(TwoHalves(row + base[0], row + base[1])),
-                                                      TwoHalves(row + base[2], row + base[3]), 1);
-        const __m256i samples = _mm256_shuffle_epi8(bytes, Load(plan.picks + i * 16));
-        const __m256i p = _mm256_maddubs_epi16(samples, Load(plan.coarse + i * 16));
-        const __m256i q = _mm256_maddubs_epi16(samples, Load(plan.fine + i * 16));
-        Store(mixed, _mm256_unpacklo_epi16(q, p));
-        Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
+    const WindowPair* const end = plan.windows + plan.pairs;
+    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[2])), _MM_HINT_T0);
+        AcrossPair(*pair, TwoHalves(row, pair->base), TwoHalves(row, pair->base + 2), mixed);
     }
 }
 

@@ -234,17 +234,54 @@ DIBPREP_TIER void Fill(unsigned char* out, std::int64_t bytes, std::uint32_t col
     std::memcpy(out, pattern, static_cast<std::size_t>(bytes));
 }
 
-DIBPREP_TIER void Stream(unsigned char* out, const unsigned char* row, std::int64_t bytes) {
-    const std::int64_t toLine = static_cast<std::int64_t>(-reinterpret_cast<std::uintptr_t>(out) & 63);
-    const std::int64_t head = toLine < bytes ? toLine : bytes;
-    std::memcpy(out, row, static_cast<std::size_t>(head));
-    std::int64_t i = head;
-    for (; i + 64 <= bytes; i += 64)
-        for (int k = 0; k < 64; k += 16)
-            _mm_stream_si128(reinterpret_cast<__m128i*>(out + i + k), Load(row + i + k));
-    std::memcpy(out + i, row + i, static_cast<std::size_t>(bytes - i));
-    // Other threads see the row before anything that this one writes later.
-    _mm_sfence();
+DIBPREP_TIER void Stream(unsigned char* out, const unsigned char* row, std::size_t bytes) {
+    const std::size_t toLine = -reinterpret_cast<std::uintptr_t>(out) & 63;
+    const std::size_t head = toLine < bytes ? toLine : bytes;
+    std::memcpy(out, row, head);
+    out += head;
+    row += head;
+    for (bytes -= head; bytes >= 64; bytes -= 64, out += 64, row += 64) {
+        const auto line = reinterpret_cast<__m128i*>(out);
+        _mm_stream_si128(line, Load(row));
+        _mm_stream_si128(line + 1, Load(row + 16));
+        _mm_stream_si128(line + 2, Load(row + 32));
+        _mm_stream_si128(line + 3, Load(row + 48));
+    }
+    std::memcpy(out, row, bytes);
+}
+
+DIBPREP_TIER void Fence() { _mm_sfence(); }
+
+// ---- packed rows ------------------------------------------------------------------------------
+
+template <int Group>
+DIBPREP_TIER inline void CopyGroup(unsigned char* out, const unsigned char* groups, int index) {
+    if (Group == 16)
+        Store(out, Load(groups + index * 16));
+    else if (Group == 8)
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out), LoadEight(groups + index * 8));
+    else
+        std::memcpy(out, groups + index * Group, Group);
+}
+
+template <int Group>
+DIBPREP_TIER void PackedOf(const unsigned char* row, int bytes, const unsigned char* groups, int step,
+                           unsigned char* out) {
+    for (const unsigned char* const end = row + bytes; row != end; ++row, out += step) {
+        const int index = *row;
+        if (Group == 16) {
+            CopyGroup<Group>(out, groups, index >> 4);
+            out += step;
+            CopyGroup<Group>(out, groups, index & 15);
+        } else {
+            CopyGroup<Group>(out, groups, index);
+        }
+    }
+}
+
+DIBPREP_TIER void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
+                         unsigned char* out) {
+    (group == 16 ? PackedOf<16> : group == 8 ? PackedOf<8> : PackedOf<2>)(row, bytes, groups, step, out);
 }
 
 } // namespace
@@ -261,6 +298,8 @@ void AddSse2Rows(RowTable& table) {
     table.changes = Changes;
     table.fill = Fill;
     table.stream = Stream;
+    table.fence = Fence;
+    table.packed = Packed;
 }
 
 } // namespace dibprep
