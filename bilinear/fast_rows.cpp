@@ -178,6 +178,7 @@ const unsigned char* FastRows::FeedRow(const unsigned char* row) {
 
 void FastRows::FeedWhole(const unsigned char* row) {
     const int width = m_source.nWidth;
+    m_table.fetch(Ahead(row), m_source.nLineBytes);
     if (m_feed == Feed::Widened)
         m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(m_fed));
     else if (m_feed == Feed::LevelSums)

@@ -1,5 +1,6 @@
 // The kernels: one walk over the output rows, shared by all formats, around the row kernel of the
 // format and its fast form.
+#include "bilinear/deep_rows.h"
 #include "bilinear/fast_rows.h"
 #include "bilinear/layout.h"
 #include "bilinear/row.h"
@@ -73,6 +74,7 @@ int Run(const Job& job) {
     // A callback may read the rows, best from a cache.
     const bool stream = !job.progress && std::int64_t{count} * task.outStep * rows >= StreamedBytes;
     FastRows fast(RowsFor(CurrentTier()), task, !job.progress, stream);
+    DeepRows deep(DeepRowsFor(CurrentTier()), task, !job.progress);
 
     std::int32_t y = WrapMultiply(WrapSubtract(job.clip.top, job.frame.top), step.cy);
     for (int i = 0; i < rows; ++i, y = WrapAdd(y, step.cy)) {
@@ -83,7 +85,7 @@ int Run(const Job& job) {
             task.upper = RowFromTop(source, r);
             task.lower = r < source.nHeight - 1 ? task.upper - job.lowerRowBack : task.upper;
             task.out = RowFromTop(job.destination, i);
-            if (!fast.Make(task))
+            if (!fast.Make(task) && !deep.Make(task))
                 job.makeRow(task);
         }
         // Exactly the rows reported are written: nothing works ahead of the callback.

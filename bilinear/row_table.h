@@ -103,6 +103,9 @@ using StreamKernel = void (*)(unsigned char* out, const unsigned char* row, std:
 // Behind the last such row: other threads see the rows before what is written later.
 using FenceKernel = void (*)();
 
+// Asks for bytes that are needed soon; nothing is read there.
+using FetchKernel = void (*)(std::uintptr_t ahead, int bytes);
+
 // How a mixed row becomes output bytes.
 enum Storing {
     StoreAll,         // every slot is a byte
@@ -129,6 +132,7 @@ struct RowTable {
     FillKernel fill;
     StreamKernel stream; // null: the tier has no such form
     FenceKernel fence;
+    FetchKernel fetch;
 };
 
 // The table of a tier of this processor.

@@ -250,6 +250,11 @@ DIBPREP_TIER void Stream(unsigned char* out, const unsigned char* row, std::size
     std::memcpy(out, row, bytes);
 }
 
+DIBPREP_TIER void Fetch(std::uintptr_t ahead, int bytes) {
+    for (int i = 0; i < bytes; i += 64)
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(i)), _MM_HINT_T0);
+}
+
 DIBPREP_TIER void Fence() { _mm_sfence(); }
 
 // ---- packed rows ------------------------------------------------------------------------------
@@ -299,6 +304,7 @@ void AddSse2Rows(RowTable& table) {
     table.fill = Fill;
     table.stream = Stream;
     table.fence = Fence;
+    table.fetch = Fetch;
     table.packed = Packed;
 }
 

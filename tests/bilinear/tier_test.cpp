@@ -1,5 +1,6 @@
 // Every tier of the row stages against the scalar rows, byte by byte: the resampler's whole kernels
 // between unreadable pages, and single rows with any weights.
+#include "bilinear/deep_rows.h"
 #include "bilinear/fast_rows.h"
 #include "bilinear/row.h"
 #include "bilinear/row_table.h"
@@ -14,6 +15,8 @@ namespace {
 using namespace bilinear_test;
 using namespace testdib;
 using dibprep::CurrentTier;
+using dibprep::DeepRows;
+using dibprep::DeepRowsFor;
 using dibprep::FastRows;
 using dibprep::ForceTier;
 using dibprep::ProcessorTier;
@@ -25,7 +28,7 @@ using testhost::GuardedBuffer;
 using KernelMember = int (CConvertResolution::*)(const _tagDIBPARAM&, const tagRECT*, const tagRECT*, _tagDIBPARAM&,
                                                  int (*)(int, int));
 
-enum class Table { None, Colours, Gray, Levels };
+enum class Table { None, Colours, Gray, Levels, Sums };
 
 struct Format {
     const char* name;
@@ -44,6 +47,11 @@ const Format formats[] = {
     {"16 bit", 16, Table::None, &CConvertResolution::BiLinear16, dibprep::ScalarRow16},
     {"24 bit", 24, Table::None, &CConvertResolution::BiLinear24, dibprep::ScalarRow24},
     {"32 bit", 32, Table::None, &CConvertResolution::BiLinear32, dibprep::ScalarRow32},
+    {"48 bit", 48, Table::None, &CConvertResolution::BiLinear48, dibprep::ScalarRow48},
+    {"64 bit", 64, Table::None, &CConvertResolution::BiLinear64, dibprep::ScalarRow64},
+    {"1 bit gray", 1, Table::Gray, &CConvertResolution::BiLinearSmallBits, dibprep::ScalarRowSmallBits},
+    {"4 bit gray", 4, Table::Gray, &CConvertResolution::BiLinearSmallBits, dibprep::ScalarRowSmallBits},
+    {"8 bit sums", 8, Table::Sums, &CConvertResolution::BiLinear8, dibprep::ScalarRow8},
 };
 
 // Pixels of any value, or of the two extreme ones.
@@ -52,9 +60,12 @@ Bytes MakeSource(const Format& format, int width, int height, Random& random, bo
     const std::size_t table = static_cast<std::size_t>(DefaultColors(format.bits)) * 4;
     for (std::size_t i = 40; i < dib.size(); ++i)
         dib[i] = static_cast<std::uint8_t>(extreme ? (random.Next() & 1) * 255 : random.Next());
-    if (format.table == Table::Gray || format.table == Table::Levels)
+    if (format.table != Table::None && format.table != Table::Colours)
         for (std::size_t i = 0; i < table / 4; ++i) {
-            const std::size_t level = format.table == Table::Levels ? i : (i * 7 + 3) & 0xFF;
+            // Levels in no order and some of them twice, in theirs, or falling past 0 and on from 255.
+            const std::size_t level = format.table == Table::Levels ? i
+                                      : format.table == Table::Gray ? (i * i * 7 + 3) & 0xFF
+                                                                    : (200 - i * 3) & 0xFF;
             std::memset(&dib[40 + i * 4], static_cast<int>(level), 3);
         }
     return dib;
@@ -80,7 +91,7 @@ protected:
         EXPECT_EQ(CurrentTier(), tier);
         const int width = clip.right - clip.left;
         const int height = clip.bottom - clip.top;
-        const int bits = format.bits == 32 ? 32 : 24;
+        const int bits = std::max(format.bits, 24);
         const Bytes shape = MakeDib(width, 1, bits);
         GuardedBuffer rows(Stride(width, bits) * static_cast<std::size_t>(height), side);
         std::memset(rows.data(), 0xCD, rows.size());
@@ -207,7 +218,7 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
                 columns.push_back({left * unit, right * unit, weight()});
                 left = std::min(left + random.Range(0, stride), width - 1);
             }
-            const int outStep = format.bits == 32 ? 4 : 3;
+            const int outStep = std::max(format.bits, 24) / 8;
             const std::size_t bytes = static_cast<std::size_t>(count * outStep);
             Bytes expected(bytes), made(bytes + 2, 0xCD);
             RowTask task = {};
@@ -219,13 +230,18 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
             task.source = &source;
             task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
             FastRows rows(RowsFor(GetParam()), task, round % 2 == 0, round % 3 == 0);
-            ASSERT_TRUE(rows.Active());
+            DeepRows deep(DeepRowsFor(GetParam()), task, round % 2 == 0);
+            const bool isDeep = format.bits > 32;
+            ASSERT_EQ(rows.Active(), !isDeep);
+            ASSERT_EQ(deep.Active(), isDeep && width > 1);
             for (int again = 0; again < 3; ++again) {
                 task.fy = weight();
                 task.out = expected.data();
                 format.row(task);
                 task.out = made.data() + 1;
-                ASSERT_TRUE(rows.Make(task));
+                if (isDeep && width == 1)
+                    continue;
+                ASSERT_TRUE(isDeep ? deep.Make(task) : rows.Make(task));
                 ASSERT_EQ(std::memcmp(made.data() + 1, expected.data(), bytes), 0)
                     << format.name << ", " << width << " to " << count << ", round " << round;
                 EXPECT_EQ(made.front(), 0xCD);
@@ -236,11 +252,15 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
 
 TEST_P(BilinearTier, LoweredLimitsAct) {
     Random random(5);
-    int* const limits[] = {&COLOR_MAX_VALUE, &WHITE_POINT_VALUE, &BLACK_POINT_VALUE};
-    const int values[] = {200, 128, 33};
-    const int usual[] = {255, 255, 0};
+    int* const limits[] = {&COLOR_MAX_VALUE,     &WHITE_POINT_VALUE,   &BLACK_POINT_VALUE,
+                           &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,
+                           &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16,
+                           &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16};
+    // Beyond what words hold too, and the black point above the white point.
+    const int values[] = {200, 128, 33, -20000, -40000, 40000, 100000, -100, -40000, 9000, -50000, 20000};
+    const int usual[] = {255, 255, 0, 32767, 32767, 32767, 16383, 16383, 16383, 0, 0, 0};
     for (const Format& format : formats)
-        for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t i = 0; i < std::size(limits); ++i) {
             const Bytes dib = MakeSource(format, 60, 4, random, false);
             *limits[i] = values[i];
             EXPECT_TRUE(SameAsScalar(format, dib, 50, 7)) << format.name << ", limit " << i;
