@@ -135,6 +135,24 @@ TEST_P(BilinearTier, BringsItsOwnForms) {
         EXPECT_NE(table.acrossWindows, below.acrossWindows);
         EXPECT_NE(table.acrossHalves, below.acrossHalves);
         EXPECT_NE(table.down[dibprep::StoreThrice], below.down[dibprep::StoreThrice]);
+        EXPECT_NE(table.levelsBySums, below.levelsBySums);
+        EXPECT_NE(table.colour24, nullptr);
+        EXPECT_NE(table.levels4, nullptr);
+    }
+    EXPECT_NE(table.acrossLevels, nullptr);
+    EXPECT_NE(table.colour, scalar.colour);
+    EXPECT_NE(table.packed, scalar.packed);
+    EXPECT_NE(table.highest, scalar.highest);
+    EXPECT_NE(table.fill, scalar.fill);
+    EXPECT_NE(table.stream, nullptr);
+    EXPECT_NE(table.changes, nullptr);
+    EXPECT_EQ(table.changes == RowsFor(Tier::Sse2).changes, GetParam() != Tier::Avx2);
+    for (std::size_t kind = 0; kind < 2; ++kind) {
+        EXPECT_EQ(DeepRowsFor(Tier::Scalar).across[kind], nullptr);
+        EXPECT_NE(DeepRowsFor(GetParam()).across[kind], nullptr);
+        EXPECT_NE(DeepRowsFor(GetParam()).down[kind], nullptr);
+        EXPECT_EQ(DeepRowsFor(GetParam()).across[kind] == DeepRowsFor(Tier::Sse2).across[kind],
+                  GetParam() != Tier::Avx2);
     }
 }
 
@@ -192,6 +210,77 @@ TEST_P(BilinearTier, StretchesOfOneColour) {
             const int cx = random.Range(1, 900);
             ASSERT_TRUE(SameAsScalar(format, dib, cx, 6)) << format.name << ", " << width << " to " << cx;
         }
+}
+
+// From 4 MiB on, results go past the caches: whole lines, and the parts of lines at both ends of a row.
+TEST_P(BilinearTier, LargeResults) {
+    Random random(10);
+    for (const Format& format : formats) {
+        const int cx = random.Range(1201, 1210);
+        const Bytes dib = MakeSource(format, 900, 40, random, false);
+        GuardedBuffer source(dib.size());
+        std::memcpy(source.data(), dib.data(), dib.size());
+        const tagRECT clip = {1, 0, cx, 1200};
+        const Bytes scalar = Rows(Tier::Scalar, format, source, cx, 1200, GuardedBuffer::Side::Start, clip);
+        ASSERT_GE(scalar.size(), std::size_t{4} << 20);
+        ASSERT_TRUE(scalar == Rows(GetParam(), format, source, cx, 1200, GuardedBuffer::Side::Start, clip))
+            << format.name << " to " << cx;
+    }
+}
+
+// The entries behind a short gray table are the first pixels: colours, if a pixel names them.
+TEST_P(BilinearTier, PixelsMayNameWhatStandsBehindAGrayTable) {
+    Random random(11);
+    for (int round = 0; round < 60; ++round) {
+        const Format& format = formats[round % 2 == 0 ? 3 : 4];
+        const int width = random.Range(1, 200);
+        const int height = random.Range(1, 12);
+        Bytes dib = MakeSource(format, width, height, random, false);
+        const int used = random.Range(1, 255);
+        dib.erase(dib.begin() + 40 + used * 4, dib.begin() + 40 + 256 * 4);
+        dib[32] = static_cast<std::uint8_t>(used);
+        const int foreign = random.Range(0, 2) * random.Range(0, height); // rows that name other entries
+        const std::size_t pixels = dib.size() - static_cast<std::size_t>(height) * Stride(width, 8);
+        for (std::size_t i = pixels; i < dib.size(); ++i)
+            if (static_cast<int>((i - pixels) / Stride(width, 8)) >= foreign)
+                dib[i] = static_cast<std::uint8_t>(dib[i] % used);
+        ASSERT_TRUE(SameAsScalar(format, dib, random.Range(1, 250), height * 2)) << "round " << round;
+    }
+}
+
+// The stages that only some rows need, against a plain loop, for every length and address.
+TEST_P(BilinearTier, StagesOfBytesAgreeWithPlainLoops) {
+    Random random(12);
+    const dibprep::RowTable& table = RowsFor(GetParam());
+    const dibprep::RowTable& plain = RowsFor(Tier::Scalar);
+    for (int bytes = 1; bytes <= 200; ++bytes) {
+        GuardedBuffer row(static_cast<std::size_t>(bytes));
+        for (int i = 0; i < bytes; ++i)
+            row.data()[i] = static_cast<std::uint8_t>(random.Next() & (bytes % 3 == 0 ? 1 : 255));
+        EXPECT_EQ(table.highest(row.data(), bytes), plain.highest(row.data(), bytes));
+        if (bytes >= dibprep::LeastCompared) {
+            std::uint32_t changes[8] = {};
+            int count = 0;
+            const int counted = table.changes(row.data(), bytes, changes, 0);
+            for (int i = 0; i + 1 < bytes; ++i) {
+                const bool differs = row.data()[i] != row.data()[i + 1];
+                count += differs;
+                ASSERT_EQ(changes[i / 32] >> i % 32 & 1, differs ? 1u : 0u) << i << " of " << bytes;
+            }
+            EXPECT_EQ(counted, count);
+        }
+        const std::size_t size = static_cast<std::size_t>(bytes);
+        GuardedBuffer filled(size);
+        Bytes expected(size);
+        const std::uint32_t colour = random.Next() & 0xFFFFFF;
+        table.fill(filled.data(), bytes, colour);
+        plain.fill(expected.data(), bytes, colour);
+        EXPECT_EQ(Bytes(filled.data(), filled.data() + size), expected);
+        GuardedBuffer streamed(size, bytes % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End);
+        table.stream(streamed.data(), row.data(), size);
+        table.fence();
+        EXPECT_EQ(std::memcmp(streamed.data(), row.data(), size), 0) << bytes;
+    }
 }
 
 // One row at any address, with weights that no scale has.
