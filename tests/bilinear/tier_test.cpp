@@ -215,7 +215,8 @@ TEST_P(BilinearTier, StretchesOfOneColour) {
 // From 4 MiB on, results go past the caches: whole lines, and the parts of lines at both ends of a row.
 TEST_P(BilinearTier, LargeResults) {
     Random random(10);
-    for (const Format& format : formats) {
+    for (std::size_t which : {2, 3, 6}) { // rows by blocks, of one channel, and of whole pixels
+        const Format& format = formats[which];
         const int cx = random.Range(1201, 1210);
         const Bytes dib = MakeSource(format, 900, 40, random, false);
         GuardedBuffer source(dib.size());
