@@ -3,6 +3,7 @@
 #pragma once
 
 #include "transform/colour_rows.h"
+#include "transform/estimated_rows.h"
 #include "transform/mono_rows.h"
 
 #include <cstdint>
@@ -36,11 +37,12 @@ public:
     Tier KernelTier() const { return m_tier; }
 
 private:
-    enum class Form { None, Colour, Mono };
+    enum class Form { None, Colour, Estimated, Mono };
 
     Form m_form = Form::None;
     Tier m_tier = Tier::Scalar;
     ColourRows m_colour;
+    EstimatedRows m_estimated;
     MonoRows m_mono;
 };
 
