@@ -235,6 +235,17 @@ void MonoRows::DecideSingly(const std::uint8_t* const samples[4], double fy) {
     DecideOpen(samples, fy, m_open);
 }
 
+// The choices of a row fraction. Beyond the first so many fractions the last place is used again.
+const BitChoice* MonoRows::ChoicesFor(double fy) {
+    const std::size_t known = IndexOf(fy, m_chosenFractions, m_chosen);
+    if (known < m_chosen)
+        return m_choices[known];
+    m_chosen = std::min(m_chosen + 1, MostTables);
+    m_chosenFractions[m_chosen - 1] = fy;
+    m_buckets.Choose(fy, m_threshold, m_setIsBlack, m_choices[m_chosen - 1]);
+    return m_choices[m_chosen - 1];
+}
+
 // By the tables where there is one for the row's fraction, else by the buckets.
 void MonoRows::Pick(const std::uint8_t* const samples[4], double fy) {
     if (const std::uint8_t* const outcomes = TableFor(fy)) {
@@ -242,9 +253,7 @@ void MonoRows::Pick(const std::uint8_t* const samples[4], double fy) {
         return;
     }
     if (m_buckets.IsReady() || m_buckets.Prepare(m_positions, m_pixels, m_planeBytes)) {
-        BitChoice choices[Combinations];
-        m_buckets.Choose(fy, m_threshold, m_setIsBlack, choices);
-        if (m_kernels.pickChoices(samples, choices, m_planeBytes, m_picked, m_open))
+        if (m_kernels.pickChoices(samples, ChoicesFor(fy), m_planeBytes, m_picked, m_open))
             DecideOpen(samples, fy, m_open);
     } else {
         DecideSingly(samples, fy);

@@ -23,7 +23,7 @@ public:
 
 private:
     static constexpr std::uint32_t NoRow = ~0u;
-    static constexpr std::size_t MostClasses = 32;
+    static constexpr std::size_t MostClasses = 8;
     static constexpr std::size_t MostTables = 32;
 
     // The left and right samples of all output columns in one source row.
@@ -41,6 +41,7 @@ private:
     const KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
     bool Outcome(unsigned int combination, double fx, double fy) const;
     const std::uint8_t* TableFor(double fy);
+    const BitChoice* ChoicesFor(double fy);
     void Pick(const std::uint8_t* const samples[4], double fy);
     void Fill(bool white);
     void DecideOpen(const std::uint8_t* const samples[4], double fy, const std::uint8_t* open);
@@ -52,7 +53,6 @@ private:
     Scratch m_scratch;
     BitPlan m_plan;
     KeptRow m_kept[2];
-    BitBuckets m_buckets;
     const CPosition* m_positions = nullptr;
     int m_threshold = 0;
     bool m_setIsBlack = false;
@@ -72,6 +72,12 @@ private:
     std::size_t m_tableRoom = 0;
     double m_tableFractions[MostTables] = {};
     std::uint8_t* m_outcomes = nullptr;
+
+    // With more of them there are buckets, and the choices of so many row fractions.
+    BitBuckets m_buckets;
+    std::size_t m_chosen = 0;
+    double m_chosenFractions[MostTables];
+    BitChoice m_choices[MostTables][16];
 
     std::uint16_t* m_bytes = nullptr;
     std::uint16_t* m_masks[2] = {};

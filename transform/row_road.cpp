@@ -32,12 +32,13 @@ bool FastRows::Prepare(const CLinearTransformMem& engine) {
     const ColumnFacts columns = ReadColumns(engine);
     if (!columns.usable)
         return false;
-    if (engine.kind == KindBlackWhite && m_mono.Prepare(engine, kernels))
-        m_form = Form::Mono;
-    else if (engine.kind == KindGray8 || engine.kind == KindTrueColour) {
+    if (engine.kind == KindBlackWhite) {
+        if (m_mono.Prepare(engine, kernels))
+            m_form = Form::Mono;
+    } else if (engine.kind == KindGray8 || engine.kind == KindTrueColour) {
         if (columns.fractionBits == NotShort && m_estimated.Prepare(engine, kernels))
             m_form = Form::Estimated;
-        else if (m_colour.Prepare(engine, kernels))
+        else if (m_colour.Prepare(engine, columns, kernels))
             m_form = Form::Colour;
     }
     m_tier = kernels.tier;
