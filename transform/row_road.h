@@ -35,6 +35,7 @@ public:
 
     // The best tier among the kernels that build the rows.
     Tier KernelTier() const { return m_tier; }
+    const EstimatedRows::Counts& Estimates() const { return m_estimated.Made(); }
 
 private:
     enum class Form { None, Colour, Estimated, Mono };
