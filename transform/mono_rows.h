@@ -23,7 +23,7 @@ public:
 
 private:
     static constexpr std::uint32_t NoRow = ~0u;
-    static constexpr std::size_t MostClasses = 8;
+    static constexpr std::size_t MostClasses = 4;
     static constexpr std::size_t MostTables = 32;
 
     // The left and right samples of all output columns in one source row.
