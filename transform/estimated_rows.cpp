@@ -146,6 +146,9 @@ EstimatedRows::KeptRow& EstimatedRows::Keep(const std::uint8_t* source, std::uin
     KeptRow& made = m_kept[m_kept[0].row == needed ? 1 : 0];
     made.row = row;
     made.bytes = source + row * m_stride;
+    // Between the lines of a text page there are many such rows; in others this ends at once.
+    const bool uniform = std::memcmp(made.bytes, made.bytes + 1, m_rowBytes - 1) == 0;
+    made.everywhere = !uniform ? -1 : m_mapped ? m_palette[made.bytes[0]].rgbBlue : made.bytes[0];
     if (m_mapped) {
         for (std::size_t i = 0; i < m_rowBytes; ++i)
             made.levels[i] = m_palette[made.bytes[i]].rgbBlue;
@@ -201,6 +204,11 @@ void EstimatedRows::Build(const std::uint8_t* source, const SamplePair& rows, st
     const std::uint32_t second = alone ? rows.first : rows.second;
     KeptRow& top = Keep(source, rows.first, second);
     KeptRow& bottom = Keep(source, second, rows.first);
+    if (top.everywhere >= 0 && top.everywhere == bottom.everywhere) {
+        std::memset(out, top.everywhere, m_plan.channels);
+        ++m_made.filledRows;
+        return;
+    }
     if (m_rowsInDoubles > 0)
         BuildInDoubles(top, bottom, rows.fraction, out);
     else

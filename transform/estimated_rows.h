@@ -23,11 +23,12 @@ public:
     void Forget() { m_kept[0].row = m_kept[1].row = NoRow; }
 
     // For tests: groups of eight channels that estimates decided, that they left open, and that were
-    // given to the doubles from the start.
+    // given to the doubles from the start; and rows between two rows of one level.
     struct Counts {
         std::size_t estimated = 0;
         std::size_t open = 0;
         std::size_t inDoubles = 0;
+        std::size_t filledRows = 0;
     };
     const Counts& Made() const { return m_made; }
 
@@ -41,6 +42,7 @@ private:
         std::uint8_t* pairs = nullptr;       // room for pairs
         std::int32_t* estimates = nullptr;
         double* doubles = nullptr;
+        int everywhere = -1; // the level, if all channels of the source row are the same
         bool hasEstimates = false;
         bool hasDoubles = false;
     };

@@ -7,8 +7,8 @@
 #include "memory/header_fields.h"
 #include "memory/locked_block.h"
 #include "memory/unaligned.h"
+#include "transform/kinds.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -55,7 +55,7 @@ struct IndexedSource {
         table = header + InfoHeaderSize;
         rows = table + entries * EntryBytes;
         const auto* const colours = reinterpret_cast<const tagRGBQUAD*>(table);
-        gray = std::all_of(colours, colours + entries, IsGray);
+        gray = OnlyGrays(colours, entries);
     }
 
     bool HasTable() const { return bitCount == 4 || bitCount == 8; }

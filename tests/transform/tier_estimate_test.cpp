@@ -204,11 +204,16 @@ TEST_F(Estimates, DecideNearlyAllGroupsOfARatioWithManyFractions) {
     EXPECT_EQ(0u, counts.inDoubles);
 }
 
-TEST_F(Estimates, DecideAllGroupsOfAWhitePage) {
-    const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::White, 400, 300);
+TEST_F(Estimates, DecideNearlyAllGroupsOfRunsOfOneLevel) {
+    const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::Levels, 400, 300);
     EXPECT_GT(counts.estimated, 900u);
-    EXPECT_EQ(0u, counts.open);
-    EXPECT_EQ(0u, counts.inDoubles);
+    EXPECT_LT(counts.open, counts.estimated / 10);
+}
+
+TEST_F(Estimates, AreNotMadeForAWhitePage) {
+    const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::White, 400, 300);
+    EXPECT_EQ(90u, counts.filledRows);
+    EXPECT_EQ(0u, counts.estimated + counts.open + counts.inDoubles);
 }
 
 TEST_F(Estimates, GiveWayToDoublesWhereThirdsMakeWholeLevels) {

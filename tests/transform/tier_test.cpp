@@ -98,7 +98,7 @@ TEST_P(TransformTier, CommonResolutionsAndPictures) {
     for (const Resolutions& at : CommonResolutions) {
         for (const Picture picture :
              {Picture::Random, Picture::FewLevels, Picture::Flat, Picture::White, Picture::Black, Picture::Stripes,
-              Picture::Lines}) {
+              Picture::Lines, Picture::Levels}) {
             Compare({24, 75, 24, at.from, at.from, picture}, at.to);
             Compare({8, 131, 24, at.from, at.from, picture}, at.to);
             Compare({1, 611, 24, at.from, at.from, picture}, at.to);
