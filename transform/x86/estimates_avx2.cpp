@@ -52,41 +52,45 @@ DIBPREP_AVX2 void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, 
     }
 }
 
-// The estimates of eight channels, EstimateMargin too high.
-DIBPREP_AVX2 inline __m256i MixEight(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction) {
-    const __m256i top = Load(row0);
-    const __m256 difference = _mm256_cvtepi32_ps(_mm256_sub_epi32(Load(row1), top));
-    const __m256i product = _mm256_cvtps_epi32(_mm256_mul_ps(difference, fraction));
-    return _mm256_add_epi32(_mm256_add_epi32(product, _mm256_set1_epi32(EstimateMargin)), top);
-}
-
-// What a raised estimate has above a level, times 2^9: below 2 * EstimateMargin * 2^9 the true value
-// may lie below that level, and the channel is open.
-DIBPREP_AVX2 inline __m256i AboveLevel(__m256i raised) { return _mm256_slli_epi32(raised, 32 - EstimateBits); }
-
+// Below this, 2^9 times what a raised estimate has above a level, the true value may lie below that
+// level: the channel is open.
 constexpr unsigned int OpenBelow = 2u * EstimateMargin << (32 - EstimateBits);
 
-DIBPREP_AVX2 inline __m256i OpenChannels(__m256i above) {
-    const __m256i highest = _mm256_set1_epi32(static_cast<int>(OpenBelow - 1));
-    return _mm256_cmpeq_epi32(_mm256_min_epu32(above, highest), above);
+struct RaisedEstimates {
+    __m256i values; // EstimateMargin too high
+    __m256i above;  // 2^9 times what they have above a level; the highest number for four equal samples
+};
+
+// Eight channels.
+DIBPREP_AVX2 inline RaisedEstimates MixEight(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction) {
+    const __m256i top = Load(row0);
+    const __m256i difference = _mm256_sub_epi32(Load(row1), top);
+    const __m256i product = _mm256_cvtps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(difference), fraction));
+    const __m256i values = _mm256_add_epi32(_mm256_add_epi32(product, _mm256_set1_epi32(EstimateMargin)), top);
+    const __m256i above = _mm256_slli_epi32(values, 32 - EstimateBits);
+    const __m256i equal =
+        _mm256_and_si256(_mm256_cmpeq_epi32(difference, _mm256_setzero_si256()),
+                         _mm256_cmpeq_epi32(above, _mm256_set1_epi32(EstimateMargin << (32 - EstimateBits))));
+    return {values, _mm256_or_si256(above, equal)};
 }
 
-// Which groups among 32 channels have open ones that are not four equal samples.
+DIBPREP_AVX2 inline bool AnyOpen(__m256i above) {
+    const __m256i highest = _mm256_set1_epi32(static_cast<int>(OpenBelow - 1));
+    const __m256i open = _mm256_cmpeq_epi32(_mm256_min_epu32(above, highest), above);
+    return !_mm256_testz_si256(open, open);
+}
+
+// Which groups among 32 channels have open ones.
 DIBPREP_AVX2 __attribute__((noinline)) unsigned int OpenGroups(const std::int32_t* row0, const std::int32_t* row1,
                                                                float fraction) {
-    const __m256i ofLevels = _mm256_set1_epi32(EstimateMargin << (32 - EstimateBits));
     unsigned int groups = 0;
-    for (unsigned int group = 0; group < 4; ++group, row0 += 8, row1 += 8) {
-        const __m256i above = AboveLevel(MixEight(row0, row1, _mm256_set1_ps(fraction)));
-        const __m256i flat =
-            _mm256_and_si256(_mm256_cmpeq_epi32(Load(row0), Load(row1)), _mm256_cmpeq_epi32(above, ofLevels));
-        groups |= static_cast<unsigned int>(!_mm256_testc_si256(flat, OpenChannels(above))) << group;
-    }
+    for (unsigned int group = 0; group < 4; ++group, row0 += 8, row1 += 8)
+        groups |= static_cast<unsigned int>(AnyOpen(MixEight(row0, row1, _mm256_set1_ps(fraction)).above)) << group;
     return groups;
 }
 
-// The doubleword of 2^52 as a double that is not its fraction: with a small number below it is 2^52 and
-// that number. Differences of such doubles are exact, and all this is faster than the conversion.
+// The upper half of 2^52 as a double. With a small number as its lower half it is 2^52 and that number.
+// Differences of such doubles are exact, and all this is faster than the conversion.
 constexpr int UpperOfBase = 0x43300000;
 constexpr double Base = 4503599627370496.0;
 
@@ -139,16 +143,17 @@ DIBPREP_AVX2 void MixExactly(const EstimatePlan& plan, const std::uint8_t* bytes
     _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_packus_epi16(words, words));
 }
 
-// 32 channels; a register of what they have above levels, the lowest of each four.
+// 32 channels; what they have above levels, the lowest of each four.
 DIBPREP_AVX2 inline __m256i MixAll(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction,
                                    __m256i* lowest) {
     __m256i words[2];
     *lowest = _mm256_set1_epi32(-1);
     for (std::size_t half = 0; half < 2; ++half) {
-        const __m256i low = MixEight(row0 + half * 16, row1 + half * 16, fraction);
-        const __m256i high = MixEight(row0 + half * 16 + 8, row1 + half * 16 + 8, fraction);
-        *lowest = _mm256_min_epu32(*lowest, _mm256_min_epu32(AboveLevel(low), AboveLevel(high)));
-        words[half] = _mm256_packs_epi32(_mm256_srli_epi32(low, EstimateBits), _mm256_srli_epi32(high, EstimateBits));
+        const RaisedEstimates low = MixEight(row0 + half * 16, row1 + half * 16, fraction);
+        const RaisedEstimates high = MixEight(row0 + half * 16 + 8, row1 + half * 16 + 8, fraction);
+        *lowest = _mm256_min_epu32(*lowest, _mm256_min_epu32(low.above, high.above));
+        words[half] = _mm256_packs_epi32(_mm256_srli_epi32(low.values, EstimateBits),
+                                         _mm256_srli_epi32(high.values, EstimateBits));
     }
     return _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words[0], words[1]),
                                        _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
@@ -177,9 +182,8 @@ DIBPREP_AVX2 std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedR
     for (std::size_t i = strip.begin; i < strip.end; i += 32) {
         __m256i above;
         const __m256i levels = MixAll(top + i, bottom + i, weight, &above);
-        const __m256i open = OpenChannels(above);
         unsigned int openGroups = 0;
-        if (!_mm256_testz_si256(open, open))
+        if (AnyOpen(above))
             openGroups = OpenGroups(top + i, bottom + i, static_cast<float>(fraction));
         const std::size_t count = strip.end - i;
         if (openGroups == 0 && count >= 32) {
