@@ -18,8 +18,8 @@ constexpr std::size_t WindowBytes = 16;
 constexpr std::size_t RowUnit = 32; // channels that a kernel step may touch
 constexpr std::size_t StripChannels = 512;
 constexpr std::size_t MostOpen = 16; // one group in so many
-constexpr unsigned int ShortestPause = 8;
-constexpr unsigned int LongestPause = 256;
+constexpr unsigned int ShortestPause = 32;
+constexpr unsigned int LongestPause = 512;
 
 bool HasOwnLevels(const tagRGBQUAD* palette) {
     for (int level = 0; level < 256; ++level) {
