@@ -42,7 +42,6 @@ bool EstimatedRows::Prepare(const CLinearTransformMem& engine, const RowKernels&
         return false;
     m_mapped = m_perPixel == 1 && HasOwnLevels(m_palette);
     m_plan.channels = m_pixels * m_perPixel;
-    m_far = true; // as long as nothing else is known: with room for the pairs
     TakeScratch();
     if (!m_scratch.Open())
         return false;
