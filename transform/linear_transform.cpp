@@ -123,9 +123,8 @@ int CLinearTransformMem::GetSourceImageInfo() {
     unsigned char table[StoredEntries * EntryBytes];
     if ((kept > 0 && !Read(*source, table, kept * EntryBytes)) || !SkipEntries(*source, entries - kept))
         return DIBPREP_BAD_SOURCE;
-    std::memcpy(sourcePalette, table, kept * EntryBytes);
-    for (std::uint32_t i = 0; i < kept; ++i)
-        sourcePalette[i].rgbReserved = 0;
+    for (std::uint32_t i = 0; i < kept; ++i) // the reserved byte is always 0
+        StoreU32(sourcePalette + i, LoadU32(table + i * EntryBytes) & 0xFFFFFF);
     srcBitsOffset = static_cast<unsigned short>(source->position);
 
     switch (srcBitCount) {
@@ -149,5 +148,5 @@ int CLinearTransformMem::GetSourceImageInfo() {
 }
 
 int CLinearTransformMem::IsGrayImage() {
-    return std::all_of(std::begin(sourcePalette), std::end(sourcePalette), IsGray) ? 1 : 0;
+    return OnlyGrays(sourcePalette, StoredEntries) ? 1 : 0;
 }
