@@ -19,11 +19,13 @@ constexpr std::uint64_t DefaultMaxPixels = 400000000;
 struct PageInfo {
     std::uint64_t width = 0; // as the page will be: orientation is applied
     std::uint64_t height = 0;
-    int fileBits = 0;    // bits per pixel in the file, all channels together
-    int bits = 0;        // of the page, 2 for those that are read as 4
-    std::string storage; // "LZW compression, 12 strips"
-    std::string channels; // without a table: "gray", "red, green, blue, alpha", ...
-    std::vector<tagRGBQUAD> palette; // colours of a table, and the grays of up to 8 bits
+    int fileBits = 0;        // bits per pixel in the file, all channels together
+    int pageBits = 0;        // of the page that is made of it
+    std::string compression; // "LZW compression"
+    std::string layout;      // "12 strips"; may be empty
+    std::string channels;    // "gray", "red, green, blue, alpha", ...
+    std::vector<tagRGBQUAD> palette; // the colour table, where there is one
+    bool gray = false;               // no colours, or a table of grays only
     bool alpha = false;
     std::int32_t xPixelsPerMetre = 0; // 0: none recorded
     std::int32_t yPixelsPerMetre = 0;

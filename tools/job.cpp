@@ -1,12 +1,12 @@
 // What the converting commands share.
 #include "tools/job.h"
 
-#include "tools/bmp_header.h"
 #include "tools/progress.h"
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace dibprep::tool {
 
@@ -25,6 +25,34 @@ Option MaxPixelsOption() {
 
 Option ForceOption() { return Flag("--force", "Replace OUT when it exists already."); }
 
+Option PageOption() { return Number("--page", 1, 1000000, "Take only this page of IN."); }
+
+Option FormatOption() {
+    return Choice("--format", FormatKeys(), "Format of OUT, in place of what its ending says.");
+}
+
+Option QualityOption() { return Number("--quality", 1, 100, "Quality of JPEG files.", "90"); }
+
+PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count) {
+    if (!arguments.Has("--page"))
+        return {0, count};
+    const std::int64_t page = arguments.Number("--page");
+    if (page > count)
+        throw ToolError(ExitUsage, inputName + ": has " + std::to_string(count) + (count == 1 ? " page" : " pages") +
+                                       "; there is no page " + std::to_string(page) + ".");
+    return {static_cast<int>(page) - 1, static_cast<int>(page)};
+}
+
+const Format& WantedFormat(const Arguments& arguments, const Format& otherwise) {
+    return OutputFormat(arguments.Text("OUT"), arguments.Has("--format") ? arguments.Text("--format") : "", otherwise);
+}
+
+WriteOptions WantedWriting(const Arguments& arguments) {
+    WriteOptions options;
+    options.jpegQuality = static_cast<int>(arguments.Number("--quality"));
+    return options;
+}
+
 std::string PageText(const Page& page) {
     return SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) + ", " +
            std::to_string(page.Bits()) + (page.Bits() == 1 ? " bit, " : " bits, ") +
@@ -35,10 +63,27 @@ Job::Job(const Arguments& arguments)
     : m_begin(std::chrono::steady_clock::now()), m_arguments(arguments),
       m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
       m_output(std::make_unique<OutputFile>(arguments.Text("OUT"), arguments.Has("--force"))),
-      m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)) {}
+      m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)),
+      m_reader(m_format->open(*m_input, m_maxPixels)),
+      m_pages(WantedPages(arguments, m_input->Name(), m_reader->PageCount())) {
+    const Format& format = WantedFormat(arguments, *m_format);
+    CheckPageCount(InputName(), m_pages.end - m_pages.first, format);
+    m_writer = format.create(*m_output, WantedWriting(arguments));
+    --m_pages.first;
+}
+
+bool Job::NextPage() {
+    if (++m_pages.first < m_pages.end)
+        return true;
+    ThrowIfStopped();
+    m_writer->Finish();
+    m_output->Commit();
+    std::fputs(m_said.c_str(), stderr);
+    return false;
+}
 
 Page Job::Read() {
-    Page page = m_format->read(*m_input, m_maxPixels);
+    Page page = m_reader->Read(m_pages.first);
     m_before = PageText(page);
     if (m_arguments.Has("--input-dpi")) {
         const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
@@ -72,13 +117,16 @@ void Job::CheckResultSize(std::uint64_t width, std::uint64_t height) const {
 
 void Job::Write(const Page& page, const std::string& note) {
     ThrowIfStopped();
-    m_format->write(page, *m_output);
-    m_output->Commit();
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_begin;
-    std::fprintf(stderr, "%s: %s (before: %s); %.2f s.\n", m_output->Name().c_str(), PageText(page).c_str(),
-                 m_before.c_str(), seconds.count());
+    m_writer->Add(page);
+    const auto now = std::chrono::steady_clock::now();
+    const std::chrono::duration<double> seconds = now - std::exchange(m_begin, now);
+    const std::string name = m_output->Name() + ": " +
+                             (m_reader->PageCount() > 1 ? "page " + std::to_string(m_pages.first + 1) + ": " : std::string());
+    char took[40];
+    std::snprintf(took, sizeof took, "%.2f s", seconds.count());
+    m_said += name + PageText(page) + " (before: " + m_before + "); " + took + ".\n";
     if (!note.empty())
-        std::fprintf(stderr, "%s: %s\n", m_output->Name().c_str(), note.c_str());
+        m_said += name + note + '\n';
 }
 
 void Job::BadInput(const std::string& what) const { throw ToolError(ExitBadInput, InputName() + ": " + what); }

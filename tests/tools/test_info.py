@@ -15,9 +15,11 @@ class Info(ToolTest):
     def test_json(self):
         found = self.info(make_bmp(pattern(248, 350, 16), 8, COLOURS, header=108))
         self.assertEqual(found, {
-            "file": "in.bmp", "bytes": 14 + 108 + 64 + 248 * 350, "format": "BMP", "header_size": 108, "width": 248,
-            "height": 350, "bits": 8, "compression": "no compression", "top_down": False, "pixel_offset": 186,
-            "colors": 16, "gray": False, "alpha": False, "pixels_per_metre": [11811, 11811], "dpi": [300, 300],
+            "file": "in.bmp", "bytes": 14 + 108 + 64 + 248 * 350, "format": "BMP", "page_count": 1, "warnings": [],
+            "header_size": 108, "top_down": False, "pixel_offset": 186, "width": 248, "height": 350, "bits": 8,
+            "page_bits": 8, "compression": "no compression", "layout": "bottom-up, pixels at byte 186 of 86 986",
+            "channels": "colour table", "colors": 16, "gray": False, "alpha": False,
+            "pixels_per_metre": [11811, 11811], "stored_resolution": "11811 pixels per metre", "dpi": [300, 300],
             "conversion": {"dpi": 200, "width": 165, "height": 233, "bytes": 168 * 233 + 1078}})
 
     def test_memory_of_a_conversion_is_the_library_s_answer(self):
