@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace dibprep::tool {
@@ -64,6 +65,16 @@ inline std::string PerMetreText(std::int32_t x, std::int32_t y) {
     if (x <= 0 || y <= 0)
         return "";
     return std::to_string(x) + (x == y ? "" : " x " + std::to_string(y)) + " pixels per metre";
+}
+
+// A resolution as a file has it: "72.8 x 72 dots per centimetre".
+inline std::string StoredResolutionText(double x, double y, bool perCentimetre) {
+    const auto text = [](double number) {
+        char digits[40]; // as many as a file's 32 bits carry
+        std::snprintf(digits, sizeof digits, "%.7g", number);
+        return std::string(digits);
+    };
+    return text(x) + (x == y ? "" : " x " + text(y)) + (perCentimetre ? " dots per centimetre" : " dots per inch");
 }
 
 // "8 700 918"
