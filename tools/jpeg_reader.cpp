@@ -245,6 +245,10 @@ public:
         const bool inks = IsFourInks(info);
         info.out_color_space = gray ? JCS_GRAYSCALE : inks ? JCS_CMYK : JCS_EXT_BGR;
         Page page(info.image_width, info.image_height, gray ? 8 : 24);
+        // Asked for now: the decoder forgets its markers when it ends.
+        const int orientation = decoder.PhotoData().orientation;
+        const Resolution resolution = ResolutionOf(decoder);
+        page.SetResolution(resolution.x, resolution.y);
         for (unsigned i = 0; gray && i < 256; ++i) {
             const auto level = static_cast<unsigned char>(i);
             page.SetColour(i, {level, level, level, 0});
@@ -260,9 +264,7 @@ public:
         }
         decoder.Call([&] { jpeg_finish_decompress(&info); });
         m_warnings = decoder.Warnings();
-        const Resolution resolution = ResolutionOf(decoder);
-        page.SetResolution(resolution.x, resolution.y);
-        return Upright(std::move(page), decoder.PhotoData().orientation);
+        return Upright(std::move(page), orientation);
     }
 
 private:

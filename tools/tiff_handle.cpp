@@ -27,6 +27,15 @@ std::string Message(const char* format, va_list arguments) {
     return message;
 }
 
+// Warnings that are errors here: lines that are not there and become white, pixels that are left out, and
+// tags that lie behind the end of the file.
+bool MeansLoss(const std::string& message) {
+    for (const char* words : {"Premature EOF", "Discarding", "IO error during reading"})
+        if (message.find(words) != std::string::npos)
+            return true;
+    return false;
+}
+
 } // namespace
 
 struct TiffHandle::Callbacks {
@@ -70,8 +79,7 @@ struct TiffHandle::Callbacks {
     static void Warning(thandle_t handle, const char*, const char* format, va_list arguments) {
         TiffHandle& self = Self(handle);
         const std::string message = Message(format, arguments);
-        // Lines that are not there, which the library makes white.
-        if (message.find("Premature EOF") != std::string::npos && self.m_error.empty())
+        if (self.m_error.empty() && MeansLoss(message))
             self.m_error = message;
         const auto end = self.m_warnings.end();
         if (self.m_warnings.size() < MostWarnings && std::find(self.m_warnings.begin(), end, message) == end)

@@ -75,21 +75,30 @@ TiffRoad RoadOf(const TiffHeader& header) {
     return TiffRoad::Mixed;
 }
 
+bool LibraryCanMix(TIFF* tiff) {
+    TIFFRGBAImage image;
+    char words[1024] = "";
+    if (TIFFRGBAImageBegin(&image, tiff, 1, words) == 0)
+        return false;
+    TIFFRGBAImageEnd(&image);
+    return true;
+}
+
 class TiffPages : public PageReader {
 public:
     TiffPages(const InputFile& file, std::uint64_t maxPixels) : m_file(file), m_maxPixels(maxPixels), m_tiff(file) {
         std::vector<std::uint64_t> small; // thumbnails and masks, which are no pages
-        for (;;) {
+        for (bool read = true;;) {
+            m_tiff.Rethrow();
+            if (!read || !m_tiff.Error().empty())
+                m_tiff.Damaged("its page " + std::to_string(m_offsets.size() + small.size() + 1) + " cannot be read");
             std::uint32_t kind = 0;
             TIFFGetFieldDefaulted(m_tiff.get(), TIFFTAG_SUBFILETYPE, &kind);
             const bool isPage = (kind & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) == 0;
             (isPage ? m_offsets : small).push_back(TIFFCurrentDirOffset(m_tiff.get()));
             if (TIFFLastDirectory(m_tiff.get()) != 0)
                 break;
-            const bool read = TIFFReadDirectory(m_tiff.get()) != 0;
-            m_tiff.Rethrow();
-            if (!read)
-                m_tiff.Damaged("its page " + std::to_string(m_offsets.size() + small.size() + 1) + " cannot be read");
+            read = TIFFReadDirectory(m_tiff.get()) != 0;
         }
         if (m_offsets.empty())
             m_offsets = small;
@@ -225,10 +234,9 @@ TiffHeader ReadTiffHeader(TiffInput& input, const std::string& name) {
     ReadAlpha(tiff, header);
     ReadResolution(tiff, header);
     header.road = RoadOf(header);
-    char words[1024] = "";
-    if (header.road == TiffRoad::Mixed && TIFFRGBAImageOK(tiff, words) == 0)
-        refuse("it has " + std::to_string(header.samples) + " channels of " + std::to_string(header.bits) +
-               " bits of a rare kind (" + words + ")");
+    if (header.road == TiffRoad::Mixed && !LibraryCanMix(tiff))
+        refuse("its pixels are of a rare kind (" + std::to_string(header.samples) + " x " +
+               std::to_string(header.bits) + " bits, colour kind " + std::to_string(header.photometric) + ")");
     input.Rethrow();
     return header;
 }
