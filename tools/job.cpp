@@ -19,7 +19,7 @@ Option InputDpiOption() {
 
 Option MaxPixelsOption() {
     // Far enough below 2^64 that no size computed from it can wrap.
-    return Number("--max-pixels", 1, 1000000000000, "Refuse pictures of more pixels than this.",
+    return Number("--max-pixels", 1, 1000000000000, "Refuse more pixels than this.",
                   std::to_string(DefaultMaxPixels));
 }
 

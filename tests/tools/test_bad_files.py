@@ -29,7 +29,7 @@ BAD = [
     ("half a core header", make_bmp(ROWS, 8, COLOURS, header=12)[:22], "ends inside its header"),
     ("text", b"Dear sir or madam,\n", "not a picture of a known kind"),
     ("png", b"\x89PNG\r\n\x1a\n" + bytes(60), "its PNG data are damaged" if ALL_FORMATS else "a PNG picture"),
-    ("jpeg", b"\xff\xd8\xff\xe0" + bytes(60), "its JPEG data are damaged" if ALL_FORMATS else "a JPEG picture"),
+    ("jpeg", b"\xff\xd8\xff\xe0" + bytes(60), "inside its JPEG data" if ALL_FORMATS else "a JPEG picture"),
     ("tiff", b"II*\0" + bytes(60), "its directory cannot be read" if ALL_FORMATS else "a TIFF picture"),
     ("big-endian tiff", b"MM\0*" + bytes(60), "its directory cannot be read" if ALL_FORMATS else "a TIFF picture"),
     ("gif", b"GIF89a" + bytes(60), "a GIF picture"),
