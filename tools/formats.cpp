@@ -65,15 +65,15 @@ std::string EndingOf(const std::string& path) {
 
 const std::vector<Format>& FormatTable() {
     static const std::vector<Format> table = {
-        {"BMP", "Windows bitmap (BMP)", "bmp", ".bmp ", false, LooksLikeBmp, OpenBmp, CreateBmp},
+        {"BMP", "Windows bitmap (BMP)", "bmp", ".bmp ", false, true, LooksLikeBmp, OpenBmp, CreateBmp},
 #ifdef DIBPREP_IMAGE_FORMATS
-        {"PNG", "Portable Network Graphics (PNG)", "png", ".png ", false, LooksLikePng, OpenPng, CreatePng},
-        {"TIFF", "Tagged Image File Format (TIFF)", "tiff", ".tif .tiff ", true, LooksLikeTiff, OpenTiff, CreateTiff},
-        {"JPEG", "JPEG", "jpeg", ".jpg .jpeg ", false, LooksLikeJpeg, OpenJpeg, CreateJpeg},
+        {"PNG", "Portable Network Graphics (PNG)", "png", ".png ", false, true, LooksLikePng, OpenPng, CreatePng},
+        {"TIFF", "Tagged Image File Format (TIFF)", "tiff", ".tif .tiff ", true, true, LooksLikeTiff, OpenTiff, CreateTiff},
+        {"JPEG", "JPEG", "jpeg", ".jpg .jpeg ", false, true, LooksLikeJpeg, OpenJpeg, CreateJpeg},
 #endif
-        {"PNM", "portable any map (PNM)", "pnm", ".pnm .pbm .pgm .ppm ", true, LooksLikePnm, OpenPnm, CreatePnm},
+        {"PNM", "portable any map (PNM)", "pnm", ".pnm .pbm .pgm .ppm ", true, false, LooksLikePnm, OpenPnm, CreatePnm},
         // The one without a magic number comes last.
-        {"DIB", "bare DIB", "dib", ".dib ", false, LooksLikeDib, OpenBmp, CreateDib},
+        {"DIB", "bare DIB", "dib", ".dib ", false, true, LooksLikeDib, OpenBmp, CreateDib},
     };
     return table;
 }

@@ -80,6 +80,7 @@ struct Format {
     const char* key;         // for --format: "bmp"
     const char* endings;     // of file names, with a space behind each: ".tif .tiff "
     bool severalPages;       // whether a file can hold more than one page
+    bool resolution;         // whether it can say how large the page is
     bool (*recognise)(const std::vector<std::uint8_t>& head);
     std::unique_ptr<PageReader> (*open)(const InputFile& file, std::uint64_t maxPixels);
     std::unique_ptr<PageWriter> (*create)(OutputFile& file, const WriteOptions& options);

@@ -64,11 +64,11 @@ Job::Job(const Arguments& arguments)
       m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
       m_output(std::make_unique<OutputFile>(arguments.Text("OUT"), arguments.Has("--force"))),
       m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)),
+      m_outputFormat(&WantedFormat(arguments, *m_format)),
       m_reader(m_format->open(*m_input, m_maxPixels)),
       m_pages(WantedPages(arguments, m_input->Name(), m_reader->PageCount())) {
-    const Format& format = WantedFormat(arguments, *m_format);
-    CheckPageCount(InputName(), m_pages.end - m_pages.first, format);
-    m_writer = format.create(*m_output, WantedWriting(arguments));
+    CheckPageCount(InputName(), m_pages.end - m_pages.first, *m_outputFormat);
+    m_writer = m_outputFormat->create(*m_output, WantedWriting(arguments));
     --m_pages.first;
 }
 
@@ -125,6 +125,8 @@ void Job::Write(const Page& page, const std::string& note) {
     char took[40];
     std::snprintf(took, sizeof took, "%.2f s", seconds.count());
     m_said += name + PageText(page) + " (before: " + m_before + "); " + took + ".\n";
+    if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
+        m_said += name + m_outputFormat->name + " files record no resolution: it is lost.\n";
     if (!note.empty())
         m_said += name + note + '\n';
 }

@@ -67,7 +67,8 @@ private:
     std::uint64_t m_maxPixels;
     std::unique_ptr<OutputFile> m_output;
     std::unique_ptr<InputFile> m_input;
-    const Format* m_format;
+    const Format* m_format; // of the input
+    const Format* m_outputFormat;
     std::unique_ptr<PageReader> m_reader;
     std::unique_ptr<PageWriter> m_writer;
     PageRange m_pages; // the first is the one in work, once NextPage was called

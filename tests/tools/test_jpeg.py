@@ -148,7 +148,7 @@ class Writing(JpegTest):
                             ((11800, 11800), (2, 118, 118)), ((7283, 7283), (1, 185, 185)), ((0, 0), (0, 1, 1))):
             found = self.written(make_bmp([[1]], 24, ppm=ppm))
             self.assertEqual((found["unit"], found["x"], found["y"]), stored)
-        for dpi in (72, 96, 100, 150, 200, 300, 400, 600, 1200):
+        for dpi in (72, 150, 200, 300, 1200):
             found = self.written(make_bmp([[1] * 40] * 40, 24, ppm=(7874, 7874)), "resample", "--dpi", str(dpi))
             self.assertEqual((found["unit"], found["x"], found["y"]), (1, dpi, dpi))
 
@@ -180,14 +180,14 @@ class Damaged(JpegTest):
     def test_many_lengths(self):
         for name in ("near-colours", "near-gray-progressive"):
             content = self.read(f"made/{name}.jpg")
-            for length in list(range(0, len(content), 61)) + [len(content) - 2, len(content) - 1]:
+            for length in list(range(0, len(content), 131)) + [len(content) - 2, len(content) - 1]:
                 said = self.refused(content[:length])
                 if length > 3:
                     self.assertIn("cut short", said)
 
     def test_a_changed_byte(self):
         content = self.read("made/near-colours-progressive.jpg")
-        for at in range(0, len(content), 23):
+        for at in range(0, len(content), 67):
             self.file("in.jpg", content[:at] + bytes([content[at] ^ 0xFF]) + content[at + 1:])
             done = self.run_tool("normalize", "in.jpg", "out.bmp", "--force")
             self.assertIn(done.returncode, (0, 3, 4), (at, done.stderr))

@@ -123,9 +123,9 @@ class Pnm(ToolTest):
                 self.assertTrue(said.startswith("in.pnm: ") and said.count("\n") == 1, said)
         self.only_files("in.pnm")
 
-    def test_every_length_of_a_file(self):
+    def test_many_lengths_of_a_file(self):
         for content in (make_pnm(pattern(9, 3, 16), 2), make_pnm([COLOURS[:4]], 6), make_pnm(pattern(9, 3, 2), 4)):
-            for length in range(len(content)):
+            for length in range(0, len(content), 3):
                 self.file("in.pnm", content[:length])
                 done = self.run_tool("normalize", "in.pnm", "out.bmp", "--force")
                 # Digits may be complete before the end of the line is.

@@ -72,14 +72,14 @@ class Reading(TiffTest):
 
     def test_colours_in_every_arrangement(self):
         rows = [[COLOURS[(x + 3 * y) % 16] for x in range(37)] for y in range(21)]
-        for compression in (1, DEFLATE, PACK_BITS):
-            for more in ({}, {"separate": True}, {"tile": 16}, {"tile": 16, "separate": True}, {"strip_rows": 5},
-                         {"strip_rows": 4, "separate": True}):
-                page = TiffPage(rows, 8, RGB, compression, **more)
-                self.assertEqual(self.to_pnm(make_tiff(page)), make_pnm(rows, 6), (compression, more))
+        pages = [TiffPage(rows, 8, RGB, compression, **more) for compression in (1, DEFLATE, PACK_BITS)
+                 for more in ({}, {"separate": True}, {"tile": 16}, {"tile": 16, "separate": True}, {"strip_rows": 5},
+                              {"strip_rows": 4, "separate": True})]
+        self.assertEqual(self.to_pnm(make_tiff(*pages)), make_pnm(rows, 6) * len(pages))
         rows = pattern(37, 21, 2)
-        for more in ({"tile": 16}, {"strip_rows": 3}, {"fill": 2}, {"fill": 2, "tile": 16}):
-            self.assertEqual(self.to_pnm(make_tiff(TiffPage(rows, 1, WHITE_IS_ZERO, **more))), make_pnm(rows, 4))
+        pages = [TiffPage(rows, 1, WHITE_IS_ZERO, **more)
+                 for more in ({"tile": 16}, {"strip_rows": 3}, {"fill": 2}, {"fill": 2, "tile": 16})]
+        self.assertEqual(self.to_pnm(make_tiff(*pages)), make_pnm(rows, 4) * len(pages))
 
     def test_16_bits(self):
         values = [0, 1, 255, 256, 32767, 32768, 65534, 65535]
@@ -113,22 +113,20 @@ class Reading(TiffTest):
                   # The first row is the left side in 5 and 8, the right one in 6 and 7; it begins above in 5 and 6.
                   4: upright[::-1], 5: list(zip(*upright)), 6: list(zip(*upright))[::-1],
                   7: [row[::-1] for row in list(zip(*upright))[::-1]], 8: [row[::-1] for row in zip(*upright)]}
-        for number, rows in stored.items():
-            for bits in (1, 4, 8, 24, 48):
-                convert = {1: lambda c: ord(c) & 1, 4: lambda c: ord(c) & 15, 8: ord,
-                           24: lambda c: (ord(c), 1, 2), 48: lambda c: (ord(c) * 300, 1, 65535)}[bits]
-                page = TiffPage([[convert(c) for c in row] for row in rows], {24: 8, 48: 16}.get(bits, bits),
-                                RGB if bits > 8 else BLACK_IS_ZERO, orientation=number, resolution=((300, 1), (150, 1)))
-                self.file("in.tif", make_tiff(page))
-                self.file("up.tif", make_tiff(TiffPage([[convert(c) for c in row] for row in upright],
-                                                       {24: 8, 48: 16}.get(bits, bits), RGB if bits > 8 else 1)))
-                self.tool("normalize", "in.tif", "out.pnm", "--force")
-                self.tool("normalize", "up.tif", "up.pnm", "--force")
-                with self.subTest(orientation=number, bits=bits):
-                    self.assertEqual(self.read("out.pnm"), self.read("up.pnm"))
-                    found = json.loads(self.tool("info", "in.tif", "--json"))
-                    self.assertEqual((found["width"], found["height"]), (5, 3))
-                    self.assertEqual(found["dpi"], [300, 150] if number < 5 else [150, 300])
+        convert = {1: lambda c: ord(c) & 1, 4: lambda c: ord(c) & 15, 8: ord, 24: lambda c: (ord(c), 1, 2),
+                   48: lambda c: (ord(c) * 300, 1, 65535)}
+
+        def page(rows, bits, **more):
+            return TiffPage([[convert[bits](c) for c in row] for row in rows], {24: 8, 48: 16}.get(bits, bits),
+                            RGB if bits > 8 else BLACK_IS_ZERO, resolution=((300, 1), (150, 1)), **more)
+
+        for bits in convert:
+            expected = self.to_pnm(make_tiff(page(upright, bits)))
+            found = self.to_pnm(make_tiff(*[page(rows, bits, orientation=number) for number, rows in stored.items()]))
+            self.assertEqual(found, expected * 8, bits)
+            info = json.loads(self.tool("info", "in.tif", "--json"))["pages"]
+            self.assertEqual([(each["width"], each["height"]) for each in info], [(5, 3)] * 8)
+            self.assertEqual([each["dpi"] for each in info], [[300, 150]] * 4 + [[150, 300]] * 4)
 
     def test_resolution(self):
         for resolution, unit, ppm in ((DPI_300, 2, (11811, 11811)), (((300, 1), (150, 1)), 2, (11811, 5906)),
@@ -235,7 +233,7 @@ class Writing(TiffTest):
             back = self.back()
             self.assertEqual((back.x_ppm, back.y_ppm), tuple(5906 if v == 5905 else v for v in ppm))
         self.assertEqual(self.written(make_bmp([[1]], 24, ppm=(0, 0)))["x"], 0)
-        for dpi in (72, 96, 100, 150, 200, 204, 240, 300, 400, 600, 1200, 2400):
+        for dpi in (72, 150, 200, 204, 300, 1200):
             page = self.written(make_bmp([[1] * 40] * 40, 24, ppm=(7874, 7874)), "resample", "--dpi", dpi)
             self.assertEqual((page["unit"], page["x"], page["y"]), (2, dpi, dpi))
             self.assertEqual(json.loads(self.tool("info", "out.tif", "--json"))["dpi"], [dpi, dpi])
@@ -289,7 +287,7 @@ class Damaged(TiffTest):
             contents = [file.read(), make_tiff(TiffPage([COLOURS] * 9, 8, RGB, DEFLATE), TiffPage([[1]], strip_rows=1))]
         for content in contents:
             # The last four bytes are the link to a page that is not there.
-            for length in list(range(0, len(content) - 4, 7)) + [len(content) - 5]:
+            for length in list(range(0, len(content) - 4, 29)) + [len(content) - 5]:
                 self.refused(content[:length])
 
     def test_pixels_cut_off_in_front_of_the_directory(self):
@@ -307,13 +305,12 @@ class Damaged(TiffTest):
     def test_a_changed_byte(self):
         for content in (make_tiff(TiffPage(pattern(9, 9, 16), 4, PALETTE, DEFLATE, COLOURS, resolution=DPI_300)),
                         make_tiff(TiffPage([COLOURS] * 20, 8, RGB, tile=16), TiffPage([[1]]))):
-            for at in range(0, len(content), 3 if len(content) < 600 else 23):
-                for change in (0x55, 0xFF):
-                    self.file("in.tif", content[:at] + bytes([content[at] ^ change]) + content[at + 1:])
-                    done = self.run_tool("normalize", "in.tif", "out.tif", "--force")
-                    self.assertIn(done.returncode, (0, 3, 4), (at, done.stderr))
-                    if done.returncode != 0:
-                        self.assertEqual(done.stderr.count(b"\n"), 1, done.stderr)
+            for at in range(0, len(content), 7 if len(content) < 600 else 53):
+                self.file("in.tif", content[:at] + bytes([content[at] ^ 0x55]) + content[at + 1:])
+                done = self.run_tool("normalize", "in.tif", "out.tif", "--force")
+                self.assertIn(done.returncode, (0, 3, 4), (at, done.stderr))
+                if done.returncode != 0:
+                    self.assertEqual(done.stderr.count(b"\n"), 1, done.stderr)
 
     def test_declared_sizes(self):
         self.assertIn("--max-pixels", self.refused(make_tiff(TiffPage([[1]], size=(2**31 - 1, 2**31 - 1))), code=4))
