@@ -5,6 +5,7 @@
 #include "tools/bmp_reader.h"
 #include "tools/formats.h"
 #include "tools/job.h"
+#include "tools/page_colours.h"
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
@@ -50,6 +51,7 @@ std::optional<Conversion> AskLibrary(const PageInfo& info, unsigned short dpi) {
 struct Described {
     PageInfo info;
     std::optional<Conversion> conversion;
+    std::optional<std::uint64_t> used; // colours, when they were counted
 
     bool HasResolution() const { return info.xPixelsPerMetre > 0 && info.yPixelsPerMetre > 0; }
 };
@@ -74,7 +76,7 @@ void PrintPage(const Described& page, unsigned short dpi) {
     const auto line = [](const char* what, const std::string& text) { std::printf("  %-12s%s\n", what, text.c_str()); };
     line("size", SizeText(info.width, info.height) + ", " + DepthText(info));
     line("storage", info.compression + (info.layout.empty() ? "" : ", " + info.layout));
-    line("colours", ColourText(info));
+    line("colours", ColourText(info) + (page.used ? "; in use: " + Grouped(*page.used) : ""));
     const bool known = page.HasResolution();
     line("resolution", !known ? std::string("not recorded")
                               : ResolutionText(info.xPixelsPerMetre, info.yPixelsPerMetre) + " (" +
@@ -107,6 +109,7 @@ Json PageJson(const Described& page, unsigned short dpi) {
         {"layout", info.layout},
         {"channels", info.palette.empty() ? info.channels : std::string("colour table")},
         {"colors", info.palette.size()},
+        {"colors_used", page.used ? Json(*page.used) : Json()},
         {"gray", info.gray},
         {"alpha", info.alpha},
         {"pixels_per_metre", Json::array({info.xPixelsPerMetre, info.yPixelsPerMetre})},
@@ -171,7 +174,7 @@ void Run(const Arguments& arguments) {
     const auto dpi = static_cast<unsigned short>(arguments.Number("--dpi"));
     std::vector<Described> pages;
     for (int i = range.first; i < range.end; ++i) {
-        Described page = {reader->Describe(i), std::nullopt};
+        Described page = {reader->Describe(i), std::nullopt, std::nullopt};
         CheckDeclaredSize(file.Name(), page.info.width, page.info.height, maxPixels);
         if (arguments.Has("--input-dpi")) {
             page.info.xPixelsPerMetre = page.info.yPixelsPerMetre =
@@ -179,6 +182,8 @@ void Run(const Arguments& arguments) {
             page.info.storedResolution = "given";
         }
         page.conversion = AskLibrary(page.info, dpi);
+        if (arguments.Has("--count-colors"))
+            page.used = ColoursInUse(reader->Read(i));
         pages.push_back(std::move(page));
     }
     if (arguments.Has("--json")) {
@@ -198,11 +203,12 @@ void Run(const Arguments& arguments) {
 Command InfoCommand() {
     return {"info",
             "say what a file is",
-            "Says what the file is, its resolution, and what a conversion would need. Reads headers only.",
+            "Says what the file is, its resolution, and what a conversion would need. Reads headers only, unless colours are counted.",
             "dibprep info page.bmp --dpi 200",
             {InputPositional()},
             {Number("--dpi", 1, LargestDpi, "Resolution of the conversion asked about.", "200"),
-             Flag("--json", "Print one JSON object."), InputDpiOption(), PageOption(), MaxPixelsOption()},
+             Flag("--json", "Print one JSON object."), Flag("--count-colors", "Count the colours in use: reads the pixels too."),
+             InputDpiOption(), PageOption(), MaxPixelsOption()},
             Run};
 }
 
