@@ -12,7 +12,7 @@
 namespace dibprep::tool {
 
 struct BmpHeader {
-    bool bare = false; // a DIB without the 14 bytes before it that a BMP file has
+    bool bare = false;            // a DIB without the 14 bytes before it that a BMP file has
     std::uint32_t headerSize = 0; // 12, 16, 40, 52, 56, 64, 108 or 124
     std::uint64_t width = 0;
     std::uint64_t height = 0;

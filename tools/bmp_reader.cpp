@@ -57,8 +57,7 @@ void ReadRows(const InputFile& file, const BmpHeader& header, Page& page) {
 
 class BmpPages : public PageReader {
 public:
-    BmpPages(const InputFile& file, std::uint64_t maxPixels)
-        : m_file(file), m_header(ReadBmpHeader(file, maxPixels)) {}
+    BmpPages(const InputFile& file, std::uint64_t maxPixels) : m_file(file), m_header(ReadBmpHeader(file, maxPixels)) {}
 
     int PageCount() const override { return 1; }
     Page Read(int) override { return ReadBmp(m_file, m_header); }

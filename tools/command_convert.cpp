@@ -92,7 +92,8 @@ Command ConvertCommand() {
             "Makes the same picture with 24 bits per pixel (8 per channel) or 16 (5 per channel). Alpha is dropped.",
             "dibprep convert chart.bmp chart24.bmp --depth 24",
             {InputPositional(), OutputPositional()},
-            {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+            {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), PageOption(),
+             FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunConvert};
 }
 

@@ -11,8 +11,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -78,9 +78,9 @@ void PrintPage(const Described& page, unsigned short dpi) {
     line("storage", info.compression + (info.layout.empty() ? "" : ", " + info.layout));
     line("colours", ColourText(info) + (page.used ? "; in use: " + Grouped(*page.used) : ""));
     const bool known = page.HasResolution();
-    line("resolution", !known ? std::string("not recorded")
-                              : ResolutionText(info.xPixelsPerMetre, info.yPixelsPerMetre) + " (" +
-                                    info.storedResolution + ")");
+    line("resolution",
+         !known ? std::string("not recorded")
+                : ResolutionText(info.xPixelsPerMetre, info.yPixelsPerMetre) + " (" + info.storedResolution + ")");
     if (known) {
         char paper[80];
         std::snprintf(paper, sizeof paper, "%.1f x %.1f mm",
@@ -137,9 +137,8 @@ Json FileJson(const InputFile& file, const Format& format, const PageReader& rea
                  {"warnings", reader.Warnings()}};
     if (format.open == OpenBmp) {
         const BmpHeader header = ReadBmpHeader(file, ~std::uint64_t{0});
-        json.update({{"header_size", header.headerSize},
-                     {"top_down", header.topDown},
-                     {"pixel_offset", header.pixelOffset}});
+        json.update(
+            {{"header_size", header.headerSize}, {"top_down", header.topDown}, {"pixel_offset", header.pixelOffset}});
     }
     json.update(PageJson(pages.front(), dpi));
     if (pages.size() > 1)
@@ -152,10 +151,11 @@ void PrintFile(const InputFile& file, const Format& format, const PageReader& re
                const std::vector<Described>& pages, int first, unsigned short dpi) {
     const int count = reader.PageCount();
     const std::string more = count > 1 ? std::to_string(count) + " pages, " : std::string();
-    std::printf("%s: %s, %s%s\n", file.Name().c_str(), format.description, more.c_str(),
-                format.open == OpenBmp
-                    ? ("header of " + std::to_string(ReadBmpHeader(file, ~std::uint64_t{0}).headerSize) + " bytes").c_str()
-                    : (Grouped(file.Size()) + " bytes").c_str());
+    std::printf(
+        "%s: %s, %s%s\n", file.Name().c_str(), format.description, more.c_str(),
+        format.open == OpenBmp
+            ? ("header of " + std::to_string(ReadBmpHeader(file, ~std::uint64_t{0}).headerSize) + " bytes").c_str()
+            : (Grouped(file.Size()) + " bytes").c_str());
     for (std::size_t i = 0; i < pages.size(); ++i) {
         if (count > 1)
             std::printf("  page %d\n", first + static_cast<int>(i) + 1);
@@ -188,8 +188,8 @@ void Run(const Arguments& arguments) {
     }
     if (arguments.Has("--json")) {
         // File names are bytes; those that are no UTF-8 come out with replacement characters.
-        const std::string text = FileJson(file, format, *reader, pages, dpi)
-                                     .dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+        const std::string text =
+            FileJson(file, format, *reader, pages, dpi).dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
         std::printf("%s\n", text.c_str());
     } else {
         PrintFile(file, format, *reader, pages, range.first, dpi);
@@ -203,12 +203,14 @@ void Run(const Arguments& arguments) {
 Command InfoCommand() {
     return {"info",
             "say what a file is",
-            "Says what the file is, its resolution, and what a conversion would need. Reads headers only, unless colours are counted.",
+            "Says what the file is, its resolution, and what a conversion would need. Reads headers only, unless "
+            "colours are counted.",
             "dibprep info page.bmp --dpi 200",
             {InputPositional()},
             {Number("--dpi", 1, LargestDpi, "Resolution of the conversion asked about.", "200"),
-             Flag("--json", "Print one JSON object."), Flag("--count-colors", "Count the colours in use: reads the pixels too."),
-             InputDpiOption(), PageOption(), MaxPixelsOption()},
+             Flag("--json", "Print one JSON object."),
+             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(), PageOption(),
+             MaxPixelsOption()},
             Run};
 }
 

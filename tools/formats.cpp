@@ -38,10 +38,10 @@ struct Stranger {
 };
 
 const Stranger Strangers[] = {
-    {"\x89PNG", "a PNG picture"}, {"\xFF\xD8\xFF", "a JPEG picture"},  {"II*", "a TIFF picture"},
-    {"MM", "a TIFF picture"},     {"II+", "a TIFF picture"},           {"GIF8", "a GIF picture"},
-    {"%PDF", "a PDF document"},   {"BA", "an OS/2 bitmap array"},      {"RIFF", "a WebP picture"},
-    {"P7", "a PAM picture"},      {"Pf", "a PNM picture of floats"},   {"PF", "a PNM picture of floats"},
+    {"\x89PNG", "a PNG picture"}, {"\xFF\xD8\xFF", "a JPEG picture"}, {"II*", "a TIFF picture"},
+    {"MM", "a TIFF picture"},     {"II+", "a TIFF picture"},          {"GIF8", "a GIF picture"},
+    {"%PDF", "a PDF document"},   {"BA", "an OS/2 bitmap array"},     {"RIFF", "a WebP picture"},
+    {"P7", "a PAM picture"},      {"Pf", "a PNM picture of floats"},  {"PF", "a PNM picture of floats"},
 };
 
 #ifndef DIBPREP_IMAGE_FORMATS
@@ -68,7 +68,8 @@ const std::vector<Format>& FormatTable() {
         {"BMP", "Windows bitmap (BMP)", "bmp", ".bmp ", false, true, LooksLikeBmp, OpenBmp, CreateBmp},
 #ifdef DIBPREP_IMAGE_FORMATS
         {"PNG", "Portable Network Graphics (PNG)", "png", ".png ", false, true, LooksLikePng, OpenPng, CreatePng},
-        {"TIFF", "Tagged Image File Format (TIFF)", "tiff", ".tif .tiff ", true, true, LooksLikeTiff, OpenTiff, CreateTiff},
+        {"TIFF", "Tagged Image File Format (TIFF)", "tiff", ".tif .tiff ", true, true, LooksLikeTiff, OpenTiff,
+         CreateTiff},
         {"JPEG", "JPEG", "jpeg", ".jpg .jpeg ", false, true, LooksLikeJpeg, OpenJpeg, CreateJpeg},
 #endif
         {"PNM", "portable any map (PNM)", "pnm", ".pnm .pbm .pgm .ppm ", true, false, LooksLikePnm, OpenPnm, CreatePnm},

@@ -19,11 +19,11 @@ constexpr std::uint64_t DefaultMaxPixels = 400000000;
 struct PageInfo {
     std::uint64_t width = 0; // as the page will be: orientation is applied
     std::uint64_t height = 0;
-    int fileBits = 0;        // bits per pixel in the file, all channels together
-    int pageBits = 0;        // of the page that is made of it
-    std::string compression; // "LZW compression"
-    std::string layout;      // "12 strips"; may be empty
-    std::string channels;    // "gray", "red, green, blue, alpha", ...
+    int fileBits = 0;                // bits per pixel in the file, all channels together
+    int pageBits = 0;                // of the page that is made of it
+    std::string compression;         // "LZW compression"
+    std::string layout;              // "12 strips"; may be empty
+    std::string channels;            // "gray", "red, green, blue, alpha", ...
     std::vector<tagRGBQUAD> palette; // the colour table, where there is one
     bool gray = false;               // no colours, or a table of grays only
     bool alpha = false;

@@ -97,7 +97,8 @@ public:
                 std::rethrow_exception(m_trouble.thrown);
             if (m_short)
                 throw ToolError(ExitBadInput,
-                                m_file.Name() + ": the file ends inside its JPEG data. It was cut short; fetch it again.");
+                                m_file.Name() +
+                                    ": the file ends inside its JPEG data. It was cut short; fetch it again.");
             Damaged(m_trouble.error);
         }
         if (m_trouble.damaged)

@@ -117,9 +117,10 @@ public:
 
     void Add(const Page& page) override {
         if (page.Width() > LargestSide || page.Height() > LargestSide)
-            throw ToolError(ExitLimit, m_file.Name() + ": would have " +
-                                           SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) +
-                                           "; a JPEG file ends at 65500 a side. Choose another format with --format.");
+            throw ToolError(ExitLimit,
+                            m_file.Name() + ": would have " +
+                                SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) +
+                                "; a JPEG file ends at 65500 a side. Choose another format with --format.");
         Encoder(m_file).Write(page, m_quality);
     }
 

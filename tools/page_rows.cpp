@@ -120,7 +120,8 @@ void PageRows::CopyPacked(const unsigned char* from) {
     const bool invert = m_kind == RowKind::BlackAndWhite && m_invert;
     for (std::size_t i = 0; i < m_row.size(); ++i)
         m_row[i] = static_cast<unsigned char>(invert ? ~from[i] : from[i]);
-    const auto used = static_cast<unsigned>(static_cast<std::uint64_t>(m_page->Width()) * static_cast<unsigned>(m_bits) % 8);
+    const auto used =
+        static_cast<unsigned>(static_cast<std::uint64_t>(m_page->Width()) * static_cast<unsigned>(m_bits) % 8);
     if (used != 0)
         m_row.back() = static_cast<unsigned char>(m_row.back() & (0xFF00 >> used));
 }

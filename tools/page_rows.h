@@ -12,7 +12,7 @@ namespace dibprep::tool {
 
 // What a format can hold beside gray and colours of 8 bits.
 struct RowLimits {
-    bool tables = true;      // colour tables, and grays of 4 bits
+    bool tables = true; // colour tables, and grays of 4 bits
     bool blackAndWhite = true;
     bool sixteenBits = true;
     bool alpha = true;
@@ -52,9 +52,9 @@ private:
     int m_bits = 8;
     int m_samples = 3;
     unsigned m_colours = 0;
-    bool m_lookUp = false;   // a table that the format cannot hold
-    bool m_invert = false;   // black and white with index 0 white
-    bool m_onWhite = false;  // alpha that the format cannot hold
+    bool m_lookUp = false;  // a table that the format cannot hold
+    bool m_invert = false;  // black and white with index 0 white
+    bool m_onWhite = false; // alpha that the format cannot hold
     std::vector<unsigned char> m_row;
 };
 

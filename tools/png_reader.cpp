@@ -118,7 +118,9 @@ struct PngHeader {
     bool IsPalette() const { return colourType == PNG_COLOR_TYPE_PALETTE; }
     bool IsGray() const { return (colourType & PNG_COLOR_MASK_COLOR) == 0; }
     bool HasAlpha() const { return (colourType & PNG_COLOR_MASK_ALPHA) != 0 || hasTransparency; }
-    int Channels() const { return IsPalette() ? 1 : (IsGray() ? 1 : 3) + ((colourType & PNG_COLOR_MASK_ALPHA) ? 1 : 0); }
+    int Channels() const {
+        return IsPalette() ? 1 : (IsGray() ? 1 : 3) + ((colourType & PNG_COLOR_MASK_ALPHA) ? 1 : 0);
+    }
     int PageBits() const {
         if (bits == 16)
             return HasAlpha() ? 64 : 48;

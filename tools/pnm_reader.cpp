@@ -127,7 +127,8 @@ public:
             page.SetColours(header.largest + 1);
         }
         ByteSource source(m_file, header.pixelOffset);
-        std::vector<std::uint32_t> row(static_cast<std::size_t>(header.width) * static_cast<unsigned>(header.Samples()));
+        std::vector<std::uint32_t> row(static_cast<std::size_t>(header.width) *
+                                       static_cast<unsigned>(header.Samples()));
         for (int y = 0; y < page.Height(); ++y) {
             ThrowIfStopped();
             ReadRow(source, header, row);
@@ -270,7 +271,8 @@ private:
 } // namespace
 
 bool LooksLikePnm(const std::vector<std::uint8_t>& head) {
-    return head.size() >= 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '6' && (IsSpace(head[2]) || head[2] == '#');
+    return head.size() >= 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '6' &&
+           (IsSpace(head[2]) || head[2] == '#');
 }
 
 std::unique_ptr<PageReader> OpenPnm(const InputFile& file, std::uint64_t maxPixels) {

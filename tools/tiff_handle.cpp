@@ -55,7 +55,8 @@ struct TiffHandle::Callbacks {
         }
     }
     static tmsize_t Read(thandle_t handle, void* to, tmsize_t bytes) {
-        return Move(handle, [=](TiffHandle& self) { return self.ReadAt(self.m_at, to, static_cast<std::size_t>(bytes)); });
+        return Move(handle,
+                    [=](TiffHandle& self) { return self.ReadAt(self.m_at, to, static_cast<std::size_t>(bytes)); });
     }
     static tmsize_t Write(thandle_t handle, void* from, tmsize_t bytes) {
         return Move(handle,
@@ -71,12 +72,17 @@ struct TiffHandle::Callbacks {
     static int Map(thandle_t, void**, toff_t*) { return 0; }
     static void Unmap(thandle_t, void*, toff_t) {}
 
+    // Some messages of the library belong to no file.
     static void Error(thandle_t handle, const char*, const char* format, va_list arguments) {
+        if (!handle)
+            return;
         TiffHandle& self = Self(handle);
         if (self.m_error.empty())
             self.m_error = Message(format, arguments);
     }
     static void Warning(thandle_t handle, const char*, const char* format, va_list arguments) {
+        if (!handle)
+            return;
         TiffHandle& self = Self(handle);
         const std::string message = Message(format, arguments);
         if (self.m_error.empty() && MeansLoss(message))

@@ -18,8 +18,7 @@ constexpr std::uint64_t LargestTile = std::uint64_t{256} << 20;
 // Decoded rows of the current directory, plane by plane.
 class RowSource {
 public:
-    RowSource(TiffInput& tiff, const std::string& name, const TiffHeader& header)
-        : m_tiff(tiff), m_header(header) {
+    RowSource(TiffInput& tiff, const std::string& name, const TiffHeader& header) : m_tiff(tiff), m_header(header) {
         const std::uint64_t samples = header.separate ? 1 : header.samples;
         m_rowBytes = static_cast<std::size_t>((header.width * samples * header.bits + 7) / 8);
         std::uint64_t bytes = TIFFScanlineSize64(tiff.get());
@@ -152,18 +151,21 @@ void Divide(Page& page, unsigned largest, const Load& load, const Store& store) 
         for (int x = 0; x < page.Width(); ++x, pixel += 4 * bytes) {
             const std::uint32_t alpha = load(pixel + 3 * bytes);
             for (int c = 0; alpha != 0 && c < 3; ++c)
-                store(pixel + c * bytes, std::min<std::uint32_t>(largest, (load(pixel + c * bytes) * largest + alpha / 2) / alpha));
+                store(pixel + c * bytes,
+                      std::min<std::uint32_t>(largest, (load(pixel + c * bytes) * largest + alpha / 2) / alpha));
         }
     }
 }
 
 void DivideByAlpha(Page& page) {
     if (page.Bits() == 32)
-        Divide(page, 255, [](const unsigned char* at) { return std::uint32_t{*at}; },
-               [](unsigned char* at, std::uint32_t value) { *at = static_cast<unsigned char>(value); });
+        Divide(
+            page, 255, [](const unsigned char* at) { return std::uint32_t{*at}; },
+            [](unsigned char* at, std::uint32_t value) { *at = static_cast<unsigned char>(value); });
     else
-        Divide(page, 65535, [](const unsigned char* at) { return std::uint32_t{LoadU16(at)}; },
-               [](unsigned char* at, std::uint32_t value) { StoreU16(at, static_cast<std::uint16_t>(value)); });
+        Divide(
+            page, 65535, [](const unsigned char* at) { return std::uint32_t{LoadU16(at)}; },
+            [](unsigned char* at, std::uint32_t value) { StoreU16(at, static_cast<std::uint16_t>(value)); });
 }
 
 void ReadSamples(RowSource& rows, const TiffHeader& header, Page& page) {
@@ -192,7 +194,8 @@ void ReadMixed(TiffInput& tiff, const TiffHeader& header, Page& page) {
     const std::size_t pixels = static_cast<std::size_t>(header.width) * header.height;
     std::vector<std::uint32_t> raster(pixels);
     const int orientation = header.orientation >= 1 && header.orientation <= 8 ? header.orientation : 1;
-    const bool read = TIFFReadRGBAImageOriented(tiff.get(), header.width, header.height, raster.data(), orientation, 1) != 0;
+    const bool read =
+        TIFFReadRGBAImageOriented(tiff.get(), header.width, header.height, raster.data(), orientation, 1) != 0;
     tiff.Rethrow();
     if (!read || !tiff.Error().empty())
         tiff.Damaged("its pixels cannot be read");

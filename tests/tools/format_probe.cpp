@@ -46,7 +46,8 @@ Bytes BitRows(bool blackIsOne) {
     for (int y = 0; y < Height; ++y)
         for (int x = 0; x < Width; ++x)
             if (IsBlack(x, y) == blackIsOne)
-                rows[static_cast<std::size_t>(y * ((Width + 7) / 8) + x / 8)] |= static_cast<unsigned char>(0x80 >> x % 8);
+                rows[static_cast<std::size_t>(y * ((Width + 7) / 8) + x / 8)] |=
+                    static_cast<unsigned char>(0x80 >> x % 8);
     return rows;
 }
 
@@ -116,13 +117,14 @@ void MakeBilevel(const std::string& folder) {
 void MakeColours(const std::string& folder) {
     const auto exact = [&](const std::string& name, int bits, int samples, int compression, const Bytes& rows,
                            const std::string& head, const Bytes& expected, int predictor, const char* mode = "w") {
-        MakeTiff(folder + "/exact-" + name + ".tif", bits, samples,
-                 samples == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB, compression, rows,
-                 [&](TIFF* tiff) {
-                     if (predictor != 1)
-                         TIFFSetField(tiff, TIFFTAG_PREDICTOR, predictor);
-                 },
-                 mode);
+        MakeTiff(
+            folder + "/exact-" + name + ".tif", bits, samples, samples == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB,
+            compression, rows,
+            [&](TIFF* tiff) {
+                if (predictor != 1)
+                    TIFFSetField(tiff, TIFFTAG_PREDICTOR, predictor);
+            },
+            mode);
         Save(folder + "/exact-" + name + ".pnm", head, expected);
     };
     const Bytes gray = SmoothRows(1);
@@ -155,8 +157,9 @@ void MakeColours(const std::string& folder) {
     };
     near("jpeg-gray", 1, PHOTOMETRIC_MINISBLACK, gray, PnmHead("P5", "255\n"), gray, quality, COMPRESSION_JPEG);
     near("jpeg-colours", 3, PHOTOMETRIC_YCBCR, colours, PnmHead("P6", "255\n"), colours, quality, COMPRESSION_JPEG);
-    near("jpeg-rgb", 3, PHOTOMETRIC_RGB, colours, PnmHead("P6", "255\n"), colours,
-         [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_JPEGQUALITY, 98); }, COMPRESSION_JPEG);
+    near(
+        "jpeg-rgb", 3, PHOTOMETRIC_RGB, colours, PnmHead("P6", "255\n"), colours,
+        [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_JPEGQUALITY, 98); }, COMPRESSION_JPEG);
     Bytes inks;
     for (std::size_t i = 0; i < colours.size(); i += 3) {
         for (std::size_t c = 0; c < 3; ++c)
@@ -278,9 +281,10 @@ void DumpJpeg(const std::string& path) {
         Fail(path);
     jpeg_stdio_src(&info, file);
     jpeg_read_header(&info, TRUE);
-    std::printf("{\"width\":%u,\"height\":%u,\"components\":%d,\"unit\":%d,\"x\":%d,\"y\":%d,\"sampling\":%d,\"jfif\":%d}\n",
-                info.image_width, info.image_height, info.num_components, info.density_unit, info.X_density,
-                info.Y_density, info.comp_info[0].h_samp_factor, info.saw_JFIF_marker);
+    std::printf(
+        "{\"width\":%u,\"height\":%u,\"components\":%d,\"unit\":%d,\"x\":%d,\"y\":%d,\"sampling\":%d,\"jfif\":%d}\n",
+        info.image_width, info.image_height, info.num_components, info.density_unit, info.X_density, info.Y_density,
+        info.comp_info[0].h_samp_factor, info.saw_JFIF_marker);
     jpeg_destroy_decompress(&info);
     std::fclose(file);
 }
