@@ -9,8 +9,10 @@
 #   xz-utils                     unpacks the sample pages (remaking them takes python3-pil and fonts-dejavu-core)
 #   python3                      tests that drive the tool and read symbol tables (standard library only)
 #   binutils                     readelf, for the same
+#   parallel                     GNU parallel, by which a test shares out pages as docs/scaling.md shows
 set -euo pipefail
-packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev xz-utils python3 binutils)
+packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev xz-utils python3 binutils
+          parallel)
 missing=()
 for package in "${packages[@]}"; do
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2> /dev/null)" = installed ] || missing+=("$package")
