@@ -5,7 +5,6 @@
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
-#include <cstdio>
 #include <utility>
 
 namespace dibprep::tool {
@@ -14,7 +13,7 @@ Positional InputPositional() { return {"IN", "the picture to read"}; }
 Positional OutputPositional() { return {"OUT", "the file to write"}; }
 
 Option InputDpiOption() {
-    return Number("--input-dpi", 1, LargestDpi, "Resolution of IN in dots per inch, in place of what the file says.");
+    return Number("--input-dpi", 1, LargestDpi, "Dots per inch of IN, in place of what the file says.");
 }
 
 Option MaxPixelsOption() {
@@ -28,7 +27,12 @@ Option ForceOption() { return Flag("--force", "Replace OUT when it exists alread
 Option PageOption() { return Number("--page", 1, 1000000, "Take only this page of IN."); }
 
 Option FormatOption() {
-    return Choice("--format", FormatKeys(), "Format of OUT, in place of what its ending says.");
+    std::string keys;
+    for (const std::string& key : FormatKeys())
+        keys += (keys.empty() ? "" : ", ") + key;
+    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else what the ending of OUT says.");
+    option.value = "NAME";
+    return option;
 }
 
 Option QualityOption() { return Number("--quality", 1, 100, "Quality of JPEG files.", "90"); }
@@ -53,12 +57,6 @@ WriteOptions WantedWriting(const Arguments& arguments) {
     return options;
 }
 
-std::string PageText(const Page& page) {
-    return SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) + ", " +
-           std::to_string(page.Bits()) + (page.Bits() == 1 ? " bit, " : " bits, ") +
-           ResolutionText(page.PixelsPerMetreX(), page.PixelsPerMetreY());
-}
-
 Job::Job(const Arguments& arguments)
     : m_begin(std::chrono::steady_clock::now()), m_arguments(arguments),
       m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
@@ -78,13 +76,16 @@ bool Job::NextPage() {
     ThrowIfStopped();
     m_writer->Finish();
     m_output->Commit();
-    std::fputs(m_said.c_str(), stderr);
+    m_done.output = m_output->Name();
+    m_done.inputBytes = m_input->Size();
+    m_done.outputBytes = m_output->Size();
+    Announce(m_done);
     return false;
 }
 
 Page Job::Read() {
     Page page = m_reader->Read(m_pages.first);
-    m_before = PageText(page);
+    m_before = FactsOf(page);
     if (m_arguments.Has("--input-dpi")) {
         const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
         page.SetResolution(given, given);
@@ -120,15 +121,13 @@ void Job::Write(const Page& page, const std::string& note) {
     m_writer->Add(page);
     const auto now = std::chrono::steady_clock::now();
     const std::chrono::duration<double> seconds = now - std::exchange(m_begin, now);
-    const std::string name = m_output->Name() + ": " +
-                             (m_reader->PageCount() > 1 ? "page " + std::to_string(m_pages.first + 1) + ": " : std::string());
-    char took[40];
-    std::snprintf(took, sizeof took, "%.2f s", seconds.count());
-    m_said += name + PageText(page) + " (before: " + m_before + "); " + took + ".\n";
+    std::string said = note;
     if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
-        m_said += name + m_outputFormat->name + " files record no resolution: it is lost.\n";
-    if (!note.empty())
-        m_said += name + note + '\n';
+        said += (note.empty() ? "" : " ") + std::string(m_outputFormat->name) +
+                " files record no resolution: it is lost.";
+    if (m_reader->PageCount() > 1 && m_done.pages.empty())
+        m_done.firstPage = m_pages.first + 1;
+    m_done.pages.push_back({m_before, FactsOf(page), seconds.count(), said});
 }
 
 void Job::BadInput(const std::string& what) const { throw ToolError(ExitBadInput, InputName() + ": " + what); }
