@@ -1,5 +1,6 @@
 // dibprep quantize and dibprep palette: few colours, and the fixed ones.
 #include "dibprep.h"
+#include "tools/conversion.h"
 #include "tools/job.h"
 #include "tools/page_convert.h"
 #include "tools/resolution.h"
@@ -81,7 +82,7 @@ void RunPalette(const Arguments& arguments) {
     writer->Finish();
     output.Commit();
     std::fprintf(stderr, "%s: the 256 colours of the static palette, %s.\n", output.Name().c_str(),
-                 PageText(page).c_str());
+                 PageText(FactsOf(page)).c_str());
 }
 
 } // namespace

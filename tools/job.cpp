@@ -5,7 +5,6 @@
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
-#include <cstdio>
 #include <utility>
 
 namespace dibprep::tool {
@@ -53,12 +52,6 @@ WriteOptions WantedWriting(const Arguments& arguments) {
     return options;
 }
 
-std::string PageText(const Page& page) {
-    return SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) + ", " +
-           std::to_string(page.Bits()) + (page.Bits() == 1 ? " bit, " : " bits, ") +
-           ResolutionText(page.PixelsPerMetreX(), page.PixelsPerMetreY());
-}
-
 Job::Job(const Arguments& arguments)
     : m_begin(std::chrono::steady_clock::now()), m_arguments(arguments),
       m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
@@ -78,13 +71,16 @@ bool Job::NextPage() {
     ThrowIfStopped();
     m_writer->Finish();
     m_output->Commit();
-    std::fputs(m_said.c_str(), stderr);
+    m_done.output = m_output->Name();
+    m_done.inputBytes = m_input->Size();
+    m_done.outputBytes = m_output->Size();
+    Announce(m_done);
     return false;
 }
 
 Page Job::Read() {
     Page page = m_reader->Read(m_pages.first);
-    m_before = PageText(page);
+    m_before = FactsOf(page);
     if (m_arguments.Has("--input-dpi")) {
         const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
         page.SetResolution(given, given);
@@ -120,15 +116,13 @@ void Job::Write(const Page& page, const std::string& note) {
     m_writer->Add(page);
     const auto now = std::chrono::steady_clock::now();
     const std::chrono::duration<double> seconds = now - std::exchange(m_begin, now);
-    const std::string name = m_output->Name() + ": " +
-                             (m_reader->PageCount() > 1 ? "page " + std::to_string(m_pages.first + 1) + ": " : std::string());
-    char took[40];
-    std::snprintf(took, sizeof took, "%.2f s", seconds.count());
-    m_said += name + PageText(page) + " (before: " + m_before + "); " + took + ".\n";
+    if (m_reader->PageCount() > 1 && m_done.pages.empty())
+        m_done.firstPage = m_pages.first + 1;
+    std::string notes = note;
     if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
-        m_said += name + m_outputFormat->name + " files record no resolution: it is lost.\n";
-    if (!note.empty())
-        m_said += name + note + '\n';
+        notes = std::string(m_outputFormat->name) + " files record no resolution: it is lost." +
+                (note.empty() ? "" : " ") + note;
+    m_done.pages.push_back({m_before, FactsOf(page), seconds.count(), notes});
 }
 
 void Job::BadInput(const std::string& what) const { throw ToolError(ExitBadInput, InputName() + ": " + what); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/command.h"
+#include "tools/conversion.h"
 #include "tools/formats.h"
 #include "tools/input_file.h"
 #include "tools/output_file.h"
@@ -72,11 +73,8 @@ private:
     std::unique_ptr<PageReader> m_reader;
     std::unique_ptr<PageWriter> m_writer;
     PageRange m_pages; // the first is the one in work, once NextPage was called
-    std::string m_before; // the input in words
-    std::string m_said;
+    PageFacts m_before; // the page that was read last, as the file has it
+    Conversion m_done;
 };
-
-// "1653 x 2338 pixels, 24 bits, 200 dpi"
-std::string PageText(const Page& page);
 
 } // namespace dibprep::tool
