@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <list>
-#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace dibprep::tool {
 
@@ -46,7 +46,7 @@ void Describe(Target& target) {
         if (option.kind == Option::Kind::Flag)
             target.app->add_flag(names, target.flags[option.name]);
         else
-            target.app->add_option(names, target.texts[option.name])->required(option.required);
+            target.app->add_option(names, target.texts[option.name]);
     }
 }
 
@@ -97,6 +97,10 @@ void CollectWords(const Target& target, Arguments& arguments) {
             UsageError(command, name + " is required: " + UsageLines(command)[0] + ".");
         arguments.Set(name, words[i]);
     }
+    struct stat status;
+    if (stat(words[1].c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+        throw ToolError(ExitInputOutput,
+                        words[1] + ": is a folder. Write -o " + words[1] + " to keep the page's name, or name a file in it.");
 }
 
 Arguments Collect(const Target& target) {
@@ -121,6 +125,9 @@ Arguments Collect(const Target& target) {
         for (const Positional& positional : command.positionals)
             if (target.app->count(positional.name) != 0)
                 arguments.Set(positional.name, target.texts.at(positional.name));
+    for (const Option& option : command.options)
+        if (option.required && !arguments.Has(option.name))
+            UsageError(command, option.name + " is required: " + UsageLines(command)[0] + ".");
     if (arguments.Has("--quiet") && arguments.Has("--verbose"))
         UsageError(command, "--quiet says less and --verbose more: give one of the two.");
     return arguments;
@@ -179,14 +186,25 @@ void CheckFirstWord(const std::string& word) {
                                    " See `dibprep --help`.");
 }
 
+// The most memory that this program has had, in whole MB; 0 where the system does not say. (The figure
+// that getrusage gives counts what ran in this process before.)
+unsigned long PeakMegabytes() {
+    std::FILE* status = std::fopen("/proc/self/status", "r");
+    unsigned long kilobytes = 0;
+    char line[256];
+    while (status && kilobytes == 0 && std::fgets(line, sizeof line, status))
+        if (std::sscanf(line, "VmHWM: %lu", &kilobytes) != 1)
+            kilobytes = 0;
+    if (status)
+        std::fclose(status);
+    return kilobytes * 1024 / 1000000;
+}
+
 void SayVerbosely(const Conversion& conversion) {
-    struct rusage usage;
-    std::string memory;
-    if (getrusage(RUSAGE_SELF, &usage) == 0)
-        memory = "; up to " + std::to_string(usage.ru_maxrss / 1000) + " MB of memory";
-    std::fprintf(stderr, "%s%s: read %llu bytes, wrote %llu%s.\n", ConversionText(conversion).c_str(),
-                 conversion.output.c_str(), static_cast<unsigned long long>(conversion.inputBytes),
-                 static_cast<unsigned long long>(conversion.outputBytes), memory.c_str());
+    std::fprintf(stderr, "%s%s: read %llu bytes, wrote %llu; up to %lu MB of memory.\n",
+                 ConversionText(conversion).c_str(), conversion.output.c_str(),
+                 static_cast<unsigned long long>(conversion.inputBytes),
+                 static_cast<unsigned long long>(conversion.outputBytes), PeakMegabytes());
 }
 
 int Run(const Command& command, const Arguments& arguments) {

@@ -84,11 +84,10 @@ const std::vector<ExitMeaning>& ExitMeanings() {
 }
 
 std::string OverviewHelp() {
-    std::string text = "dibprep prepares page images: resolution, depth, colours.\n\n"
-                       "Usage: dibprep COMMAND ...\n\nCommands:\n";
+    std::string text = "dibprep prepares page images: resolution, depth, colours.\n"
+                       "Usage: dibprep COMMAND ...\n\n";
     for (const Command& command : CommandTable())
         text += Entry(command.name, 13, command.summary);
-    text += "\n" + Wrap("OUT appears complete or not at all, and replaces a file only with --force.", 0, 0);
     text += "\nExit codes:\n";
     for (const ExitMeaning& exit : ExitMeanings())
         text += Entry(exit.code, 7, exit.meaning);

@@ -120,7 +120,7 @@ OutputFile::OutputFile(const std::string& path, bool replace) : m_path(path), m_
             std::free(real);
         }
         if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-            throw ToolError(ExitInputOutput, path + ": is a folder; give a file name in it, or write -o " + path + ".");
+            throw ToolError(ExitInputOutput, path + ": is a folder; give a file name in it.");
         if (!S_ISREG(status.st_mode))
             throw ToolError(ExitInputOutput, path + ": is not a plain file, so no picture can be written there.");
         if (!replace)

@@ -41,6 +41,9 @@ extern "C" void OnSignal(int signal) {
         g_signalCount = g_signalCount + 1;
         return;
     }
+    // A child whose file has its name has only to say so: then its parent counts right.
+    if (g_silent && g_written)
+        return;
     if (g_removeSet)
         unlink(g_removePath);
     if (!g_silent) {
