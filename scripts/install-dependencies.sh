@@ -11,9 +11,10 @@
 #   xz-utils                     unpacks the sample pages (remaking them takes python3-pil and fonts-dejavu-core)
 #   python3                      tests that drive the tool and read symbol tables (standard library only)
 #   binutils                     readelf, for the same
+#   parallel                     GNU parallel, by which a test shares out pages as docs/scaling.md shows
 set -euo pipefail
 packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev
-          xz-utils python3 binutils)
+          xz-utils python3 binutils parallel)
 # The one library whose package has another name elsewhere.
 jpeg=libjpeg62-turbo-dev
 if grep -qs '^ID=ubuntu' /etc/os-release; then jpeg=libjpeg-turbo8-dev; fi

@@ -64,7 +64,7 @@ std::string ZshOption(const Option& option) {
                 (option.names == Option::Names::File     ? ":_files"
                  : option.names == Option::Names::Folder ? ":_files -/"
                                                          : ": ");
-    const std::string what = "'[" + ZshText(option.help) + "]" + value + "'";
+    const std::string what = "'[" + ZshText(OptionHelp(option)) + "]" + value + "'";
     if (option.letter == 0)
         return "'" + option.name + what.substr(1);
     const std::string letter = {'-', option.letter};
@@ -87,7 +87,7 @@ std::string FishOption(const Option& option) {
         text += " -x -a '(__fish_complete_directories)'";
     else if (option.kind != Option::Kind::Flag)
         text += " -x";
-    return text + " -d " + FishText(option.help);
+    return text + " -d " + FishText(OptionHelp(option));
 }
 
 } // namespace

@@ -13,7 +13,7 @@ Positional InputPositional() { return {"IN", "the picture to read"}; }
 Positional OutputPositional() { return {"OUT", "the file to write"}; }
 
 Option InputDpiOption() {
-    return Number("--input-dpi", 1, LargestDpi, "Resolution of IN in dots per inch, in place of what the file says.");
+    return Number("--input-dpi", 1, LargestDpi, "Dots per inch of IN, in place of what the file says.");
 }
 
 Option MaxPixelsOption() {
@@ -27,7 +27,12 @@ Option ForceOption() { return Flag("--force", "Replace OUT when it exists alread
 Option PageOption() { return Number("--page", 1, 1000000, "Take only this page of IN."); }
 
 Option FormatOption() {
-    return Choice("--format", FormatKeys(), "Format of OUT, in place of what its ending says.");
+    std::string keys;
+    for (const std::string& key : FormatKeys())
+        keys += (keys.empty() ? "" : ", ") + key;
+    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else what the ending of OUT says.");
+    option.value = "NAME";
+    return option;
 }
 
 Option QualityOption() { return Number("--quality", 1, 100, "Quality of JPEG files.", "90"); }
