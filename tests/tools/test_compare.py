@@ -93,6 +93,20 @@ class Compare(ToolTest):
         self.file("b.bmp", make_bmp(ROWS[1:], 24))
         self.assertIn("differ in size: 30 x 20 pixels and 30 x 19 pixels", self.tool("compare", "a.bmp", "b.bmp", code=1))
 
+    def test_files_of_several_pages(self):
+        def pages(*values):
+            return b"".join(b"P5 4 2 255 " + bytes([10] * 7 + [value]) for value in values)
+        self.file("a.pgm", pages(10, 20, 30))
+        self.file("b.pgm", pages(10, 25, 31))
+        said = self.tool("compare", "a.pgm", "b.pgm", "--picture", "d.pgm", code=1)
+        self.assertIn("different  2 of 24 pixels", said)
+        self.assertIn("largest    5 of 255, at 3,1 on page 2\n", said)
+        self.assertEqual(self.read("d.pgm").count(b"P5"), 3)
+        self.tool("compare", "a.pgm", "b.pgm", "--page", 1)
+        self.file("b.pgm", pages(10, 20))
+        self.assertIn("differ in their number of pages: 3 and 2", self.tool("compare", "a.pgm", "b.pgm", code=1))
+        self.tool("compare", "a.pgm", "b.pgm", "--page", 3, code=2)
+
     def test_bad_files(self):
         self.file("b.bmp", b"junk")
         self.tool("compare", "a.bmp", "b.bmp", code=3)

@@ -142,6 +142,28 @@ class ManyPages(ToolTest):
             self.assertIn("--shard wants", self.tool("normalize", "-o", "new", f"--shard={wrong}" if wrong else "--shard=",
                                                      *names, code=2))
 
+    def test_format_gives_the_names_their_ending(self):
+        self.pages(1)
+        for name in ("in/two.PGM", "in/three.pnm", "in/four", "in/five.old.dib", "in/six.x"):
+            self.file(name, GOOD)
+        os.rename(self.path("in/page000.bmp"), self.path("in/one.bmp"))
+        names = ["in/" + name for name in os.listdir(self.path("in"))]
+        self.tool("normalize", "-o", "out", "--format", "pnm", *names)
+        self.assertEqual(self.made(), ["five.old.pnm", "four.pnm", "one.pnm", "six.x.pnm", "three.pnm", "two.PGM"])
+        for name in self.made():
+            self.assertTrue(self.read("out/" + name).startswith(b"P6"))
+        self.file("in/three.bmp", GOOD)
+        self.assertIn("would both become new/three.pnm", self.tool("normalize", "-o", "new", "--format", "pnm", *names,
+                                                                   "in/three.bmp", code=2))
+
+    def test_files_of_several_pages(self):
+        self.file("a.pgm", b"".join(b"P5 4 2 255 " + bytes([value] * 8) for value in (10, 20, 30)))
+        self.tool("convert", "--depth", 24, "-o", "out", "a.pgm", "--report", "report.jsonl")
+        self.assertEqual(len(self.report()[0]["pages"]), 3)
+        said = self.tool("convert", "--depth", 24, "-o", "out", "a.pgm", "--force", "-v")
+        self.assertIn("out/a.pgm: page 3: 4 x 2 pixels, 24 bits", said)
+        self.assertIn("holds one", self.tool("convert", "--depth", 24, "-o", "out", "a.pgm", "--format", "bmp", code=1))
+
     def test_two_pages_of_one_name(self):
         names = self.pages(3) + self.pages(2, "other")
         said = self.tool("normalize", "-o", "out", *names, code=2)
