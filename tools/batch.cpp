@@ -161,6 +161,9 @@ void Batch::Wait(const sigset_t& mask) {
         if (file.revents == 0 || current->Receive())
             continue;
         const PageResult result = current->Finish();
+        // A terminal's Ctrl-C reaches workers and parent alike, but in any order: give it a moment.
+        if (result.status == PageResult::Status::Stopped && StopSignal() == 0)
+            ppoll(nullptr, 0, &moment, &mask);
         Record(current->Task(), result);
         m_workers.erase(current);
     }
