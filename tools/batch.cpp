@@ -38,7 +38,7 @@ std::size_t Processors() {
 
 bool HasNote(const Conversion& conversion) {
     return std::any_of(conversion.pages.begin(), conversion.pages.end(),
-                       [](const ConvertedPage& page) { return !page.note.empty(); });
+                       [](const ConvertedPage& page) { return !page.notes.empty(); });
 }
 
 class Batch {

@@ -123,10 +123,11 @@ void Job::Write(const Page& page, const std::string& note) {
     const std::chrono::duration<double> seconds = now - std::exchange(m_begin, now);
     if (m_reader->PageCount() > 1 && m_done.pages.empty())
         m_done.firstPage = m_pages.first + 1;
-    std::string notes = note;
+    std::vector<std::string> notes;
     if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
-        notes = std::string(m_outputFormat->name) + " files record no resolution: it is lost." +
-                (note.empty() ? "" : " ") + note;
+        notes.push_back(std::string(m_outputFormat->name) + " files record no resolution: it is lost.");
+    if (!note.empty())
+        notes.push_back(note);
     m_done.pages.push_back({m_before, FactsOf(page), seconds.count(), notes});
 }
 
