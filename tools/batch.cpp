@@ -38,7 +38,7 @@ std::size_t Processors() {
 
 bool HasNote(const Conversion& conversion) {
     return std::any_of(conversion.pages.begin(), conversion.pages.end(),
-                       [](const ConvertedPage& page) { return !page.note.empty(); });
+                       [](const ConvertedPage& page) { return !page.notes.empty(); });
 }
 
 class Batch {
@@ -161,6 +161,9 @@ void Batch::Wait(const sigset_t& mask) {
         if (file.revents == 0 || current->Receive())
             continue;
         const PageResult result = current->Finish();
+        // A terminal's Ctrl-C reaches workers and parent alike, but in any order: give it a moment.
+        if (result.status == PageResult::Status::Stopped && StopSignal() == 0)
+            ppoll(nullptr, 0, &moment, &mask);
         Record(current->Task(), result);
         m_workers.erase(current);
     }

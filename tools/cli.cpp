@@ -100,7 +100,8 @@ void CollectWords(const Target& target, Arguments& arguments) {
     struct stat status;
     if (stat(words[1].c_str(), &status) == 0 && S_ISDIR(status.st_mode))
         throw ToolError(ExitInputOutput,
-                        words[1] + ": is a folder. Write -o " + words[1] + " to keep the page's name, or name a file in it.");
+                        words[1] + ": is a folder. Write -o " + words[1] +
+                            " to keep the page's name, or name a file in it.");
 }
 
 Arguments Collect(const Target& target) {

@@ -138,7 +138,8 @@ std::string ZshCompletion() {
                        "_dibprep() {\n"
                        "    local curcontext=$curcontext state line\n"
                        "    typeset -A opt_args\n"
-                       "    _arguments -C '(- *)'{-h,--help}'[say what there is]' '(- *)--version[print the version]' \\\n"
+                       "    _arguments -C '(- *)'{-h,--help}'[say what there is]' \\\n"
+                       "        '(- *)--version[print the version]' \\\n"
                        "        '1: :->command' '*:: :->arguments'\n"
                        "    case $state in\n"
                        "    command)\n"
@@ -162,7 +163,8 @@ std::string ZshCompletion() {
         text += "\n            ;;\n";
     }
     return text + "        esac\n        ;;\n    esac\n}\n"
-                  "if [ \"$funcstack[1]\" = _dibprep ]; then\n    _dibprep \"$@\"\nelse\n    compdef _dibprep dibprep\nfi\n";
+                  "if [ \"$funcstack[1]\" = _dibprep ]; then\n    _dibprep \"$@\"\n"
+                  "else\n    compdef _dibprep dibprep\nfi\n";
 }
 
 std::string FishCompletion() {

@@ -34,8 +34,8 @@ std::string ConversionText(const Conversion& conversion) {
         const std::string name =
             conversion.output + (conversion.firstPage == 0 ? ": " : ": page " + std::to_string(number++) + ": ");
         text += name + PageText(page.after) + " (before: " + PageText(page.before) + "); " + seconds + ".\n";
-        if (!page.note.empty())
-            text += name + page.note + '\n';
+        for (const std::string& note : page.notes)
+            text += name + note + '\n';
     }
     return text;
 }

@@ -27,7 +27,7 @@ struct ConvertedPage {
     PageFacts before;
     PageFacts after;
     double seconds = 0;
-    std::string note; // what else the person should know; may be empty
+    std::vector<std::string> notes; // what else the person should know
 };
 
 // One file, all of whose pages are in the result.
@@ -39,7 +39,7 @@ struct Conversion {
     std::uint64_t outputBytes = 0;
 };
 
-// One line for each page, and one more where there is a note.
+// One line for each page, and one more for each note.
 std::string ConversionText(const Conversion& conversion);
 
 /*

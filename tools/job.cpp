@@ -121,13 +121,14 @@ void Job::Write(const Page& page, const std::string& note) {
     m_writer->Add(page);
     const auto now = std::chrono::steady_clock::now();
     const std::chrono::duration<double> seconds = now - std::exchange(m_begin, now);
-    std::string said = note;
-    if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
-        said += (note.empty() ? "" : " ") + std::string(m_outputFormat->name) +
-                " files record no resolution: it is lost.";
     if (m_reader->PageCount() > 1 && m_done.pages.empty())
         m_done.firstPage = m_pages.first + 1;
-    m_done.pages.push_back({m_before, FactsOf(page), seconds.count(), said});
+    std::vector<std::string> notes;
+    if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
+        notes.push_back(std::string(m_outputFormat->name) + " files record no resolution: it is lost.");
+    if (!note.empty())
+        notes.push_back(note);
+    m_done.pages.push_back({m_before, FactsOf(page), seconds.count(), notes});
 }
 
 void Job::BadInput(const std::string& what) const { throw ToolError(ExitBadInput, InputName() + ": " + what); }

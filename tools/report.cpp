@@ -100,8 +100,8 @@ void Report::Add(const PageTask& task, const PageResult& result) {
         json["pages"] = Json::array();
         for (const ConvertedPage& page : conversion.pages) {
             Json each = {{"before", Describe(page.before)}, {"after", Describe(page.after)}};
-            if (!page.note.empty())
-                each["note"] = page.note;
+            if (!page.notes.empty())
+                each["notes"] = page.notes;
             json["pages"].push_back(each);
         }
     }

@@ -53,7 +53,7 @@ PageFacts FactsFrom(const nlohmann::json& json) { return {json[0], json[1], json
 void TellConversion(const Conversion& conversion) {
     nlohmann::json json = {conversion.firstPage, conversion.inputBytes, conversion.outputBytes};
     for (const ConvertedPage& page : conversion.pages)
-        json.push_back({ToJson(page.before), ToJson(page.after), page.seconds, page.note});
+        json.push_back({ToJson(page.before), ToJson(page.after), page.seconds, page.notes});
     Tell(Finished, json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 

@@ -91,7 +91,8 @@ class Compare(ToolTest):
 
     def test_sizes_differ(self):
         self.file("b.bmp", make_bmp(ROWS[1:], 24))
-        self.assertIn("differ in size: 30 x 20 pixels and 30 x 19 pixels", self.tool("compare", "a.bmp", "b.bmp", code=1))
+        said = self.tool("compare", "a.bmp", "b.bmp", code=1)
+        self.assertIn("differ in size: 30 x 20 pixels and 30 x 19 pixels", said)
 
     def test_files_of_several_pages(self):
         def pages(*values):

@@ -147,7 +147,8 @@ class Described(ToolTest):
             place = self.path("share/fish/vendor_completions.d/dibprep.fish")
             code, said = self.run_with("fish", "--no-config", "-c", f"source {place}; complete -C 'dibprep re'")
             self.assertEqual((code, [line.split("\t")[0] for line in said.splitlines()]), (0, ["resample", "rescale"]))
-            said = self.run_with("fish", "--no-config", "-c", f"source {place}; complete -C 'dibprep convert --depth '")[1]
+            said = self.run_with("fish", "--no-config", "-c",
+                                 f"source {place}; complete -C 'dibprep convert --depth '")[1]
             self.assertEqual(sorted(line.split("\t")[0] for line in said.splitlines()), ["16", "24"])
 
 

@@ -37,14 +37,14 @@ class ManyPages(ToolTest):
                 for name in self.made(f"by/{command}"):
                     self.assertEqual(self.read(f"by/{command}/{name}"), self.read("one.bmp"))
 
-    def test_some_hundred_pages_by_two_workers(self):
-        names = self.pages(300)
+    def test_two_hundred_pages_by_two_workers(self):
+        names = self.pages(200)
         self.tool("resample", "--dpi", 200, "--output-dir", "out", "--jobs", 2, *names, "--report", "report.jsonl")
-        self.assertEqual(len(self.made()), 300)
+        self.assertEqual(len(self.made()), 200)
         *pages, last = self.report()
         self.assertEqual({page["status"] for page in pages}, {"done"})
         self.assertEqual(sorted(page["input"] for page in pages), names)
-        self.assertEqual((last["summary"]["pages"], last["summary"]["done"]), (300, 300))
+        self.assertEqual((last["summary"]["pages"], last["summary"]["done"]), (200, 200))
         # The last pages take no more memory than the first ones.
         peaks = [page["peak_memory"] for page in pages]
         self.assertLess(max(peaks[-50:]), 1.2 * max(peaks[:50]), peaks)
@@ -139,8 +139,8 @@ class ManyPages(ToolTest):
         self.assertEqual(len(self.made()), 10)
         self.assertIn("0 of 0 pages done", self.tool("normalize", "-o", "out", "--shard", "12/20", *names))
         for wrong in ("0/3", "4/3", "1", "1/", "/3", "a/b", "1/3/3", "-1/3", ""):
-            self.assertIn("--shard wants", self.tool("normalize", "-o", "new", f"--shard={wrong}" if wrong else "--shard=",
-                                                     *names, code=2))
+            said = self.tool("normalize", "-o", "new", f"--shard={wrong}", *names, code=2)
+            self.assertIn("--shard wants", said)
 
     def test_format_gives_the_names_their_ending(self):
         self.pages(1)
@@ -170,7 +170,8 @@ class ManyPages(ToolTest):
         self.assertIn("in/page000.bmp and other/page000.bmp would both become out/page000.bmp (and 1 more)", said)
         # In another shard too: what one of them refuses all refuse.
         self.tool("normalize", "-o", "out", "--shard", "3/3", *names, code=2)
-        self.assertIn("in/page001.bmp is named twice", self.tool("normalize", "-o", "out", *names[:3], names[1], code=2))
+        said = self.tool("normalize", "-o", "out", *names[:3], names[1], code=2)
+        self.assertIn("in/page001.bmp is named twice", said)
         self.assertFalse(os.path.exists(self.path("out")))
 
     def test_results_that_exist(self):
@@ -188,7 +189,8 @@ class ManyPages(ToolTest):
                          ["done", "skipped", "done", "skipped", "done", None])
         self.tool("normalize", "-o", "out", *names, "--force")
         self.assertEqual(Bmp(self.read("out/page001.bmp")).width, 30)
-        self.assertIn("one of the two", self.tool("normalize", "-o", "out", *names, "--force", "--skip-existing", code=2))
+        said = self.tool("normalize", "-o", "out", *names, "--force", "--skip-existing", code=2)
+        self.assertIn("one of the two", said)
 
     def test_the_folder(self):
         names = self.pages(1)

@@ -215,7 +215,8 @@ class ManyStopped(ToolTest):
         environment = dict(FILE_SYSTEMS["temporary names"])
         del environment["TEST_PAUSE_AT_SYNC"]
         names = self.pages(3)
-        for more, words in (((), b"3 of 3 pages done"), (("--force",), b"3 of 3"), (("--skip-existing",), b"3 skipped")):
+        for more, words in (((), b"3 of 3 pages done"), (("--force",), b"3 of 3"),
+                            (("--skip-existing",), b"3 skipped")):
             tool = self.start("normalize", "-o", "out", *names, *more, env=environment)
             self.assertIn(words, tool.communicate(timeout=60)[1])
             self.assertEqual(self.out(), ["page000.bmp", "page001.bmp", "page002.bmp"])
