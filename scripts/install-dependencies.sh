@@ -9,8 +9,11 @@
 #   xz-utils                     unpacks the sample pages (remaking them takes python3-pil and fonts-dejavu-core)
 #   python3                      tests that drive the tool and read symbol tables (standard library only)
 #   binutils                     readelf, for the same
+#   dpkg-dev file                dpkg-shlibdeps and what CPack asks about files: the packages' dependencies
+#   pkgconf                      pkg-config, with which tests build hosts from outside
 set -euo pipefail
-packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev xz-utils python3 binutils)
+packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev xz-utils python3 binutils
+          dpkg-dev file pkgconf)
 missing=()
 for package in "${packages[@]}"; do
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2> /dev/null)" = installed ] || missing+=("$package")
