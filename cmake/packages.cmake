@@ -4,7 +4,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_VENDOR "The dibprep authors")
-if(NOT CPACK_PACKAGE_CONTACT)
+if(NOT CPACK_PACKAGE_CONTACT) # whoever publishes packages: -DCPACK_PACKAGE_CONTACT="Name <address>"
   set(CPACK_PACKAGE_CONTACT "The dibprep authors")
 endif()
 set(CPACK_STRIP_FILES ON)
@@ -25,9 +25,6 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   set(prefix lib32)
   set(programs "32-bit programs")
   set(more_development ", libdibprep-dev ${same_version}")
-  # CPack has the loader's cache made anew for usr/lib only.
-  file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
 else()
   set(prefix lib)
   set(programs "programs")
@@ -61,9 +58,14 @@ set(CPACK_DEBIAN_TOOL_DESCRIPTION "image preparation: command-line tool
 Changes the resolution, the depth and the number of colours of page files
 with libdibprep.")
 
+# CPack has the loader's cache made anew for usr/lib, but not for usr/lib32.
+file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
+
 # Every package carries its licence and its changes. An installation without packages does not.
-file(ARCHIVE_CREATE OUTPUT ${PROJECT_BINARY_DIR}/changelog.gz PATHS ${PROJECT_SOURCE_DIR}/CHANGELOG.md FORMAT raw
-     COMPRESSION GZip)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+execute_process(COMMAND gzip -9nc INPUT_FILE ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+                OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
   set(folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})

@@ -1,5 +1,5 @@
-// A host of a dozen lines: reads a BMP file, brings the page to 200 dpi, writes the result. libdibhost
-// supplies the memory blocks; the scope frees all of them, also what the conversion leaves behind.
+// The shortest host: reads a BMP file, brings the page to 200 dpi, writes the result. libdibhost supplies
+// the memory blocks; the scope frees all of them, also what the conversion leaves behind.
 //
 // Built from the installed packages; for 32 bits, g++ -m32:
 //

@@ -14,6 +14,7 @@ EXAMPLES = os.path.join(ROOT, "examples")
 BUILD = os.environ["DIBPREP_BUILD"]
 CMAKE = os.environ["DIBPREP_CMAKE"]
 VERSION = os.environ["DIBPREP_VERSION"]
+CONFIGURATION = "-" + os.environ["DIBPREP_CONFIGURATION"]
 MAJOR = VERSION.split(".")[0]
 WIDE = os.environ["DIBPREP_WIDTH"] == "64"
 LIB = "usr/lib" if WIDE else "usr/lib32"
@@ -22,11 +23,11 @@ MACHINE_FLAG = [] if WIDE else ["-m32"]
 OWN_VERSIONS = [f"{name}.so.{MAJOR}" for name in ("libdibhost", "libdibprep")]
 
 
-def run(*command, code=0, **options):
-    """Runs the command, expects the exit code, gives what it printed."""
+def run(*command, fails=False, **options):
+    """Runs the command, expects it to succeed or to fail, gives what it printed."""
     done = subprocess.run(command, text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, **options)
-    if (done.returncode == 0) != (code == 0):
+    if (done.returncode != 0) != fails:
         raise AssertionError(f"{' '.join(command)} ended with {done.returncode}:\n{done.stdout}")
     return done.stdout
 
@@ -54,7 +55,7 @@ class Packages(unittest.TestCase):
             run(CMAKE, "--install", BUILD, "--component", "headers", "--prefix", cls.path("all", "usr"))
         row = bytes(range(90)) + bytes(2)
         with open(cls.path("page.bmp"), "wb") as page:  # 30 x 20 pixels at 300 dpi
-            page.write(struct.pack("<2sIII IiiHHIIiiII", b"BM", 54 + 20 * 92, 0, 54,
+            page.write(struct.pack("<2sIIIIiiHHIIiiII", b"BM", 54 + 20 * 92, 0, 54,
                                    40, 30, 20, 1, 24, 0, 0, 11811, 11811, 0, 0) + 20 * row)
 
     @classmethod
@@ -122,7 +123,7 @@ class Packages(unittest.TestCase):
         width = 64 if WIDE else 32
         expected = {f"{LIB}/{name}" for name in ("libdibprep.so", "libdibhost.so", "pkgconfig/dibprep.pc",
                                                  "pkgconfig/dibhost.pc")}
-        expected |= {f"usr/lib/cmake/dibprep/dibprep-targets-{width}{more}.cmake" for more in ("", "-release")}
+        expected |= {f"usr/lib/cmake/dibprep/dibprep-targets-{width}{more}.cmake" for more in ("", CONFIGURATION)}
         expected |= {f"usr/share/doc/{DEVELOPMENT}/{name}" for name in ("copyright", "changelog.gz")}
         shared = {"usr/lib/cmake/dibprep/dibprep-config.cmake", "usr/lib/cmake/dibprep/dibprep-config-version.cmake"}
         shared |= {f"usr/include/{name}" for name in files_below(os.path.join(ROOT, "include"))
@@ -140,10 +141,10 @@ class Packages(unittest.TestCase):
 
     # ---- hosts built from outside ---------------------------------------------------------------
 
-    def configure(self, build, *flags, code=0):
+    def configure(self, build, *flags, fails=False):
         return run(CMAKE, "-G", "Ninja", "-S", EXAMPLES, "-B", build, "-DCMAKE_PREFIX_PATH=" + self.path("all", "usr"),
                    "-DCMAKE_BUILD_TYPE=Release", *(f"-DCMAKE_{language}_FLAGS={' '.join(flags)}"
-                                                   for language in ("C", "CXX")), code=code)
+                                                   for language in ("C", "CXX")), fails=fails)
 
     def test_cmake_finds_the_package_of_its_width(self):
         build = self.path("by-cmake")
@@ -159,21 +160,22 @@ class Packages(unittest.TestCase):
 
     def test_cmake_is_told_when_the_other_width_is_missing(self):
         width, flag = (32, "-m32") if WIDE else (64, "-m64")
-        said = " ".join(self.configure(self.path("other-width"), flag, code=1).split())
+        said = " ".join(self.configure(self.path("other-width"), flag, fails=True).split())
         self.assertIn(f"This installation of dibprep has no {width}-bit library to link with.", said)
 
     def pkg_config(self, *arguments):
         environment = dict(os.environ, PKG_CONFIG_LIBDIR=self.path("all", LIB, "pkgconfig"))
         return run("pkg-config", *arguments, env=environment).split()
 
-    def compile(self, source, program, *flags, code=0):
+    def compile(self, source, program, *flags, fails=False):
         return run(os.environ["CXX"], *MACHINE_FLAG, "-std=c++17", os.path.join(EXAMPLES, source), *flags,
-                   "-o", self.path(program), code=code)
+                   "-o", self.path(program), fails=fails)
 
     def test_pkg_config_gives_what_a_host_needs(self):
         self.assertEqual(self.pkg_config("--modversion", "dibprep", "dibhost"), [VERSION, VERSION])
         # As linkers do by default in some distributions: libdibhost must count as needed.
-        self.compile("host.cpp", "host", "-Wl,--as-needed", *self.pkg_config("--cflags", "--libs", "dibprep", "dibhost"))
+        flags = self.pkg_config("--cflags", "--libs", "dibprep", "dibhost")
+        self.compile("host.cpp", "host", "-Wl,--as-needed", *flags)
         said = self.run_host(self.path("host"), LD_LIBRARY_PATH=self.path("alone", RUNTIME, LIB))
         self.assertEqual(said, "20 x 13 pixels, 24 bits\n")
 
@@ -188,7 +190,7 @@ class Packages(unittest.TestCase):
         self.assertIn("20 x 13 pixels, 24 bits\n", said)
 
     def test_host_without_the_functions_is_refused_by_the_linker(self):
-        said = self.compile("host.cpp", "nothing", *self.pkg_config("--cflags", "--libs", "dibprep"), code=1)
+        said = self.compile("host.cpp", "nothing", *self.pkg_config("--cflags", "--libs", "dibprep"), fails=True)
         self.assertRegex(said, r"libdibprep\.so.*undefined reference to .GlobalFlags'")
 
 
