@@ -3,6 +3,7 @@
 #pragma once
 
 #include "transform/colour_rows.h"
+#include "transform/estimated_rows.h"
 #include "transform/mono_rows.h"
 
 #include <cstdint>
@@ -19,7 +20,7 @@ int RunTransform(CLinearTransformMem& engine, unsigned short mode, int (*progres
 int BuildImage(CLinearTransformMem& engine, unsigned short mode, int threshold, RowRoad road);
 
 // The fast road of one image from memory to memory.
-class FastRows {
+class PipelineRows {
 public:
     // Whether this image can take it: both sides in memory and apart from each other, a kind that
     // has a fast form, a processor that has one, scratch memory. To be asked once, when the columns
@@ -34,13 +35,15 @@ public:
 
     // The best tier among the kernels that build the rows.
     Tier KernelTier() const { return m_tier; }
+    const EstimatedRows::Counts& Estimates() const { return m_estimated.Made(); }
 
 private:
-    enum class Form { None, Colour, Mono };
+    enum class Form { None, Colour, Estimated, Mono };
 
     Form m_form = Form::None;
     Tier m_tier = Tier::Scalar;
     ColourRows m_colour;
+    EstimatedRows m_estimated;
     MonoRows m_mono;
 };
 

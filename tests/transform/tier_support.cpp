@@ -35,6 +35,10 @@ std::uint8_t Sample(Picture picture, testdib::Random& random, std::size_t at) {
         return 0;
     case Picture::Stripes:
         return at % 5 < 2 ? 255 : 0;
+    case Picture::Levels: // runs of one level, longer than vectors
+        return static_cast<std::uint8_t>(at / 300 % 4 * 60);
+    case Picture::Lines: // whole rows of white and black among others
+        return at / 200 % 3 == 0 ? static_cast<std::uint8_t>(random.Next()) : at / 200 % 3 == 1 ? 255 : 0;
     }
     return 0;
 }
@@ -124,7 +128,7 @@ std::string CompareRows(const Call& call, dibprep::Tier tier) {
     const Bytes expected = testhost::Bytes(blocks.destination);
     std::fill(to.data + engine.outBitsOffset, to.data + expected.size(), call.fill);
     dibprep::ForceTier(tier);
-    dibprep::FastRows rows;
+    dibprep::PipelineRows rows;
     if (!rows.Prepare(engine))
         return "the fast road does not take this picture";
     if (rows.KernelTier() != tier)
