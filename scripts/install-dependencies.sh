@@ -6,11 +6,21 @@
 #   googletest                   sources of the test framework, built along in both widths
 #   libcli11-dev                 command-line parsing of the tool (headers only)
 #   nlohmann-json3-dev           JSON output of the tool (headers only)
+#   libpng-dev libtiff-dev libjpeg62-turbo-dev
+#                                PNG, TIFF and JPEG files in the 64-bit tool (libjpeg-turbo8-dev on Ubuntu)
 #   xz-utils                     unpacks the sample pages (remaking them takes python3-pil and fonts-dejavu-core)
 #   python3                      tests that drive the tool and read symbol tables (standard library only)
 #   binutils                     readelf, for the same
+#   parallel                     GNU parallel, by which a test shares out pages as docs/scaling.md shows
+#   dpkg-dev file                dpkg-shlibdeps and what CPack asks about files: the packages' dependencies
+#   pkgconf                      pkg-config, with which tests build hosts from outside
 set -euo pipefail
-packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev xz-utils python3 binutils)
+packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev
+          xz-utils python3 binutils parallel dpkg-dev file pkgconf)
+# The one library whose package has another name elsewhere.
+jpeg=libjpeg62-turbo-dev
+if grep -qs '^ID=ubuntu' /etc/os-release; then jpeg=libjpeg-turbo8-dev; fi
+packages+=("$jpeg")
 missing=()
 for package in "${packages[@]}"; do
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2> /dev/null)" = installed ] || missing+=("$package")

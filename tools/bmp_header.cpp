@@ -3,6 +3,7 @@
 
 #include "memory/header_fields.h"
 #include "memory/unaligned.h"
+#include "tools/formats.h"
 #include "tools/tool_error.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@ namespace dibprep::tool {
 
 namespace {
 
-constexpr std::uint32_t FileHeaderSize = sizeof(tagBITMAPFILEHEADER);
+constexpr std::array<std::uint32_t, 8> HeaderSizes = {12, 16, 40, 52, 56, 64, 108, 124};
+constexpr std::array<int, 9> Depths = {1, 2, 4, 8, 16, 24, 32, 48, 64};
 constexpr std::size_t AtPixelOffset = 10; // bfOffBits
 constexpr std::uint32_t LargestHeader = 124;
 constexpr std::size_t AtMasks = InfoHeaderSize; // behind 40 bytes, inside the longer headers
@@ -27,10 +29,12 @@ public:
     HeaderReader(const InputFile& file, std::uint64_t maxPixels) : m_file(file), m_maxPixels(maxPixels) {}
 
     BmpHeader Read() {
+        m_header.bare = !LooksLikeBmp(m_file.Head(2));
+        m_before = m_header.bare ? 0 : sizeof(tagBITMAPFILEHEADER);
         ReadBytes();
         ReadFields();
         CheckDepth();
-        CheckPicture();
+        CheckDeclaredSize(m_file.Name(), m_header.width, m_header.height, m_maxPixels);
         ReadMasks();
         ReadPalette();
         CheckPixels();
@@ -45,17 +49,16 @@ private:
     }
 
     void ReadBytes() {
-        m_bytes = m_file.Head(FileHeaderSize + LargestHeader + 16);
-        if (m_bytes.size() < FileHeaderSize + 4)
+        m_bytes = m_file.Head(m_before + LargestHeader + 16);
+        if (m_bytes.size() < m_before + 4)
             TooShort("header");
-        m_header.headerSize = LoadU32(&m_bytes[FileHeaderSize]);
-        constexpr std::array<std::uint32_t, 8> known = {12, 16, 40, 52, 56, 64, 108, 124};
-        if (std::find(known.begin(), known.end(), m_header.headerSize) == known.end())
+        m_header.headerSize = LoadU32(&m_bytes[m_before]);
+        if (std::find(HeaderSizes.begin(), HeaderSizes.end(), m_header.headerSize) == HeaderSizes.end())
             Bad("the picture header claims " + std::to_string(m_header.headerSize) +
                 " bytes, which no kind of BMP file has. The file is damaged.");
-        if (m_file.Size() < std::uint64_t{FileHeaderSize} + m_header.headerSize)
+        if (m_file.Size() < std::uint64_t{m_before} + m_header.headerSize)
             TooShort("header");
-        m_info = &m_bytes[FileHeaderSize];
+        m_info = &m_bytes[m_before];
     }
 
     void ReadFields() {
@@ -89,7 +92,6 @@ private:
     }
 
     void CheckDepth() const {
-        constexpr std::array<int, 9> known = {1, 2, 4, 8, 16, 24, 32, 48, 64};
         const int bits = m_header.bits;
         const std::uint32_t compression = m_header.compression;
         if (compression == CompressionJpeg || compression == CompressionPng) {
@@ -99,7 +101,7 @@ private:
                                                                         : "a PNG picture";
             Bad("it holds " + inside + " inside a BMP file, which is not supported. Save it as a plain BMP file.");
         }
-        if (std::find(known.begin(), known.end(), bits) == known.end())
+        if (std::find(Depths.begin(), Depths.end(), bits) == Depths.end())
             Bad("it declares " + std::to_string(bits) +
                 " bits per pixel; known are 1, 2, 4, 8, 16, 24, 32, 48 "
                 "and 64. The file is damaged.");
@@ -134,24 +136,6 @@ private:
                 "damaged.");
     }
 
-    void CheckPicture() const {
-        if (m_header.width == 0 || m_header.height == 0)
-            Bad("the picture has no pixels: it declares " + Size() + ".");
-        if (m_header.height > 0x7FFFFFFF)
-            Bad("it declares " + Size() + ". The file is damaged.");
-        // Both are below 2^31, so the product fits.
-        const std::uint64_t pixels = m_header.width * m_header.height;
-        if (pixels > m_maxPixels)
-            throw ToolError(ExitLimit, m_file.Name() + ": the picture declares " + Size() + ", " +
-                                           std::to_string(pixels) + " in all; the limit is " +
-                                           std::to_string(m_maxPixels) +
-                                           ". If that is right, raise the limit with --max-pixels.");
-    }
-
-    std::string Size() const {
-        return std::to_string(m_header.width) + " x " + std::to_string(m_header.height) + " pixels";
-    }
-
     void ReadMasks() {
         const bool alphaFields = m_header.compression == CompressionAlphaBitFields;
         if (m_header.compression != BI_BITFIELDS && !alphaFields)
@@ -161,7 +145,7 @@ private:
         const bool fourth = alphaFields || m_header.headerSize >= 56;
         const std::size_t bytes = fourth ? 16 : 12;
         m_maskBytes = behind ? bytes : 0;
-        if (m_bytes.size() < FileHeaderSize + AtMasks + bytes)
+        if (m_bytes.size() < m_before + AtMasks + bytes)
             TooShort("channel masks");
         ChannelMasks& masks = m_header.masks;
         masks.red = LoadU32(m_info + AtMasks);
@@ -189,12 +173,12 @@ private:
     }
 
     void ReadPalette() {
-        const std::uint64_t start = std::uint64_t{FileHeaderSize} + m_header.headerSize + m_maskBytes;
+        const std::uint64_t start = std::uint64_t{m_before} + m_header.headerSize + m_maskBytes;
         const std::uint64_t entrySize = m_header.headerSize == CoreHeaderSize ? 3 : 4;
         const unsigned most = m_header.bits <= 8 ? 1u << m_header.bits : 0;
         // A count that no table of this depth can have is kept for finding the pixels only.
         std::uint64_t stored = m_declaredColours != 0 ? m_declaredColours : most;
-        m_header.pixelOffset = LoadU32(&m_bytes[AtPixelOffset]);
+        m_header.pixelOffset = m_header.bare ? 0 : LoadU32(&m_bytes[AtPixelOffset]);
         if (m_header.pixelOffset == 0)
             m_header.pixelOffset = start + stored * entrySize;
         if (m_header.pixelOffset < start)
@@ -233,6 +217,7 @@ private:
 
     const InputFile& m_file;
     std::uint64_t m_maxPixels;
+    std::uint32_t m_before = 0; // bytes before the picture header
     std::vector<std::uint8_t> m_bytes;
     const std::uint8_t* m_info = nullptr;
     std::uint32_t m_streamSize = 0;
@@ -245,6 +230,17 @@ private:
 
 bool LooksLikeBmp(const std::vector<std::uint8_t>& head) {
     return head.size() >= 2 && head[0] == 'B' && head[1] == 'M';
+}
+
+bool LooksLikeDib(const std::vector<std::uint8_t>& head) {
+    if (head.size() < 16)
+        return false;
+    const std::uint32_t size = LoadU32(&head[AtSize]);
+    const bool core = size == CoreHeaderSize;
+    const unsigned planes = LoadU16(&head[core ? 8 : static_cast<std::size_t>(AtPlanes)]);
+    const int bits = LoadU16(&head[core ? 10 : static_cast<std::size_t>(AtBitCount)]);
+    return std::find(HeaderSizes.begin(), HeaderSizes.end(), size) != HeaderSizes.end() && planes == 1 &&
+           std::find(Depths.begin(), Depths.end(), bits) != Depths.end();
 }
 
 BmpHeader ReadBmpHeader(const InputFile& file, std::uint64_t maxPixels) { return HeaderReader(file, maxPixels).Read(); }

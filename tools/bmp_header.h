@@ -11,9 +11,8 @@
 
 namespace dibprep::tool {
 
-constexpr std::uint64_t DefaultMaxPixels = 400000000;
-
 struct BmpHeader {
+    bool bare = false;            // a DIB without the 14 bytes before it that a BMP file has
     std::uint32_t headerSize = 0; // 12, 16, 40, 52, 56, 64, 108 or 124
     std::uint64_t width = 0;
     std::uint64_t height = 0;
@@ -31,6 +30,8 @@ struct BmpHeader {
 };
 
 bool LooksLikeBmp(const std::vector<std::uint8_t>& head);
+// A bare DIB has no magic number: a header of a known size, one plane and a known depth make one.
+bool LooksLikeDib(const std::vector<std::uint8_t>& head);
 
 /*
  * Reads and checks the headers and the colour table. Leaves with ExitBadInput for what is damaged

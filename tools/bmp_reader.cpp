@@ -3,6 +3,7 @@
 
 #include "memory/header_fields.h"
 #include "memory/unaligned.h"
+#include "tools/resolution.h"
 #include "tools/tool_error.h"
 
 #include <algorithm>
@@ -54,7 +55,42 @@ void ReadRows(const InputFile& file, const BmpHeader& header, Page& page) {
     }
 }
 
+class BmpPages : public PageReader {
+public:
+    BmpPages(const InputFile& file, std::uint64_t maxPixels) : m_file(file), m_header(ReadBmpHeader(file, maxPixels)) {}
+
+    int PageCount() const override { return 1; }
+    Page Read(int) override { return ReadBmp(m_file, m_header); }
+
+    PageInfo Describe(int) override {
+        PageInfo info;
+        info.width = m_header.width;
+        info.height = m_header.height;
+        info.fileBits = m_header.bits;
+        info.pageBits = m_header.bits == 2 ? 4 : m_header.bits;
+        info.compression = CompressionText(m_header);
+        info.layout = (m_header.topDown ? "top-down, pixels at byte " : "bottom-up, pixels at byte ") +
+                      std::to_string(m_header.pixelOffset) + " of " + Grouped(m_file.Size());
+        info.alpha = m_header.masks.alpha != 0 || m_header.bits == 64;
+        info.channels = info.alpha ? "red, green, blue, alpha" : "red, green, blue";
+        info.palette = m_header.palette;
+        info.gray = !info.palette.empty() && IsGray(info.palette);
+        info.xPixelsPerMetre = m_header.xPixelsPerMetre;
+        info.yPixelsPerMetre = m_header.yPixelsPerMetre;
+        info.storedResolution = PerMetreText(info.xPixelsPerMetre, info.yPixelsPerMetre);
+        return info;
+    }
+
+private:
+    const InputFile& m_file;
+    BmpHeader m_header;
+};
+
 } // namespace
+
+std::unique_ptr<PageReader> OpenBmp(const InputFile& file, std::uint64_t maxPixels) {
+    return std::make_unique<BmpPages>(file, maxPixels);
+}
 
 Page ReadBmp(const InputFile& file, const BmpHeader& header) {
     Page page(header.width, header.height, header.bits == 2 ? 4 : header.bits);

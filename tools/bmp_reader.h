@@ -2,12 +2,17 @@
 #pragma once
 
 #include "tools/bmp_header.h"
+#include "tools/formats.h"
 #include "tools/page.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace dibprep::tool {
+
+// The one page of a BMP file or of a bare DIB.
+std::unique_ptr<PageReader> OpenBmp(const InputFile& file, std::uint64_t maxPixels);
 
 /*
  * The picture of a BMP file. 2 bits per pixel become 4; run lengths are expanded; rows stand from

@@ -11,8 +11,7 @@ namespace dibprep::tool {
 
 namespace {
 
-void RunConvert(const Arguments& arguments) {
-    Job job(arguments);
+void ConvertPage(Job& job, const Arguments& arguments) {
     Page page = job.Read();
     if (page.Bits() > 32)
         job.BadInput("it has 16 bits per channel, which `convert` does not take.");
@@ -26,6 +25,12 @@ void RunConvert(const Arguments& arguments) {
     Page result = Page::Adopt(converted);
     result.SetResolution(page.PixelsPerMetreX(), page.PixelsPerMetreY());
     job.Write(result);
+}
+
+void RunConvert(const Arguments& arguments) {
+    Job job(arguments);
+    while (job.NextPage())
+        ConvertPage(job, arguments);
 }
 
 bool SamePixels(const Page& a, const Page& b) {
@@ -42,9 +47,12 @@ void CopyDetails(const Page& from, Page& to) {
     to.SetResolution(from.PixelsPerMetreX(), from.PixelsPerMetreY());
 }
 
-void RunNormalize(const Arguments& arguments) {
-    Job job(arguments);
+void NormalizePage(Job& job) {
     const Page page = job.Read();
+    if (job.InputFormat().open != OpenBmp) {
+        job.Write(page);
+        return;
+    }
     const BmpHeader header = ReadBmpHeader(job.Input(), job.MaxPixels());
     // The library turns and expands these; the others the tool's own reader has brought into form.
     const bool forLibrary =
@@ -70,6 +78,12 @@ void RunNormalize(const Arguments& arguments) {
     job.Write(page, "its run-length data step outside the rows; the picture is what viewers show.");
 }
 
+void RunNormalize(const Arguments& arguments) {
+    Job job(arguments);
+    while (job.NextPage())
+        NormalizePage(job);
+}
+
 } // namespace
 
 Command ConvertCommand() {
@@ -78,8 +92,8 @@ Command ConvertCommand() {
             "Makes the same picture with 24 bits per pixel (8 per channel) or 16 (5 per channel). Alpha is dropped.",
             "dibprep convert chart.bmp chart24.bmp --depth 24",
             {InputPositional(), OutputPositional()},
-            {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), MaxPixelsOption(),
-             ForceOption()},
+            {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), PageOption(),
+             FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunConvert};
 }
 
@@ -90,7 +104,7 @@ Command NormalizeCommand() {
             "channel masks and resolution are kept.",
             "dibprep normalize rle.bmp plain.bmp",
             {InputPositional(), OutputPositional()},
-            {InputDpiOption(), MaxPixelsOption(), ForceOption()},
+            {InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunNormalize};
 }
 

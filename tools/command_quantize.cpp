@@ -1,6 +1,6 @@
 // dibprep quantize and dibprep palette: few colours, and the fixed ones.
 #include "dibprep.h"
-#include "tools/bmp_writer.h"
+#include "tools/conversion.h"
 #include "tools/job.h"
 #include "tools/page_convert.h"
 #include "tools/resolution.h"
@@ -14,8 +14,7 @@ namespace dibprep::tool {
 
 namespace {
 
-void RunQuantize(const Arguments& arguments) {
-    Job job(arguments);
+void QuantizePage(Job& job, const Arguments& arguments) {
     Page page = job.Read();
     if (page.Bits() > 32)
         job.BadInput("it has 16 bits per channel, which `quantize` does not take.");
@@ -32,6 +31,12 @@ void RunQuantize(const Arguments& arguments) {
     result.SetResolution(page.PixelsPerMetreX(), page.PixelsPerMetreY());
     job.Write(result, "its colour table has " + std::to_string(result.Colours()) +
                           (result.Colours() == 1 ? " colour." : " colours."));
+}
+
+void RunQuantize(const Arguments& arguments) {
+    Job job(arguments);
+    while (job.NextPage())
+        QuantizePage(job, arguments);
 }
 
 // The swatches: a grid of 7 rows of red by 35 columns of green and blue, and a row of the further
@@ -70,10 +75,14 @@ void RunPalette(const Arguments& arguments) {
     for (unsigned i = 0; i < StaticColours; ++i)
         DrawSwatch(page, i, static_cast<int>(i % GridColumns), static_cast<int>(i / GridColumns));
     page.SetResolution(PixelsPerMetre(SwatchDpi), PixelsPerMetre(SwatchDpi));
-    WriteBmp(page, output);
+    // A picture that comes from no file is BMP unless something else is said.
+    const std::unique_ptr<PageWriter> writer =
+        WantedFormat(arguments, FormatTable().front()).create(output, WantedWriting(arguments));
+    writer->Add(page);
+    writer->Finish();
     output.Commit();
     std::fprintf(stderr, "%s: the 256 colours of the static palette, %s.\n", output.Name().c_str(),
-                 PageText(page).c_str());
+                 PageText(FactsOf(page)).c_str());
 }
 
 } // namespace
@@ -87,7 +96,7 @@ Command QuantizeCommand() {
             {InputPositional(), OutputPositional()},
             {Required(Number("--colors", 1, 256, "Colours at most.")),
              Number("--octree-depth", 1, 8, "Bits per channel that tell colours apart; more take more memory.", "5"),
-             InputDpiOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunQuantize};
 }
 
@@ -97,7 +106,7 @@ Command PaletteCommand() {
             "Writes a picture of the 256 colours that the library's static palette holds, in their order.",
             "dibprep palette colours.bmp",
             {OutputPositional()},
-            {ForceOption()},
+            {FormatOption(), QualityOption(), ForceOption()},
             RunPalette};
 }
 

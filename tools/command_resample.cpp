@@ -52,8 +52,7 @@ Page Prepare(const Job& job, Page page) {
     return page;
 }
 
-void Run(const Arguments& arguments) {
-    Job job(arguments);
+void ResamplePage(Job& job, const Arguments& arguments) {
     Page page = Prepare(job, job.Read());
     job.RequireResolution(page);
     const auto dpi = static_cast<unsigned short>(arguments.Number("--dpi"));
@@ -93,6 +92,12 @@ void Run(const Arguments& arguments) {
     job.Write(result);
 }
 
+void Run(const Arguments& arguments) {
+    Job job(arguments);
+    while (job.NextPage())
+        ResamplePage(job, arguments);
+}
+
 } // namespace
 
 Command ResampleCommand() {
@@ -104,7 +109,7 @@ Command ResampleCommand() {
             {InputPositional(), OutputPositional()},
             {Required(Number("--dpi", 1, LargestDpi, "Wanted resolution in dots per inch.")),
              Number("--threshold", 0, 256, "1-bit pages: pixels less black than this (0 to 255) become white.", "128"),
-             InputDpiOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             Run};
 }
 

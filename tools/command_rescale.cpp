@@ -19,6 +19,10 @@ namespace {
 constexpr int LargestSide = 65535;
 constexpr std::uint64_t LargestResultSide = 0x7FFFFFFF;
 
+// What the library is loaded with.
+const int StandardWhitePoint = WHITE_POINT_VALUE16;
+const int StandardBlackPoint = BLACK_POINT_VALUE16;
+
 [[noreturn]] void WrongValue(const std::string& option, const std::string& wanted, const std::string& given) {
     throw ToolError(ExitUsage, option + " wants " + wanted + ", not \"" + given + "\". See `dibprep rescale --help`.");
 }
@@ -82,12 +86,7 @@ Page Prepare(Page page) {
     return ToPlain32(std::move(page));
 }
 
-void Run(const Arguments& arguments) {
-    if (arguments.Has("--dpi") == arguments.Has("--square"))
-        throw ToolError(ExitUsage, "dibprep rescale: give either --dpi or --square. See `dibprep rescale --help`.");
-    Wanted wanted = arguments.Has("--dpi") ? ParseDpi(arguments.Text("--dpi")) : Wanted{0, 0};
-
-    Job job(arguments);
+void RescalePage(Job& job, const Arguments& arguments, Wanted wanted) {
     const Page page = Prepare(job.Read());
     const std::int32_t x = page.PixelsPerMetreX();
     const std::int32_t y = page.PixelsPerMetreY();
@@ -113,6 +112,9 @@ void Run(const Arguments& arguments) {
         arguments.Has("--crop") ? ParseCrop(arguments.Text("--crop"), frame.right, frame.bottom) : frame;
     job.CheckResultSize(static_cast<unsigned>(part.right - part.left), static_cast<unsigned>(part.bottom - part.top));
 
+    // The fourth channel of such a page uses all 16 bits; a BMP file's stays within the library's standard.
+    WHITE_POINT_VALUE16 = page.FullRange() ? 32767 : StandardWhitePoint;
+    BLACK_POINT_VALUE16 = page.FullRange() ? -32768 : StandardBlackPoint;
     CConvertResolution resampler;
     void* scaledPage;
     {
@@ -129,7 +131,17 @@ void Run(const Arguments& arguments) {
     result.SetResolution(wanted.x, wanted.y);
     if (result.Bits() == 32)
         result.SetMasks(page.Masks());
+    result.SetFullRange(page.FullRange());
     job.Write(result);
+}
+
+void Run(const Arguments& arguments) {
+    if (arguments.Has("--dpi") == arguments.Has("--square"))
+        throw ToolError(ExitUsage, "dibprep rescale: give either --dpi or --square. See `dibprep rescale --help`.");
+    const Wanted wanted = arguments.Has("--dpi") ? ParseDpi(arguments.Text("--dpi")) : Wanted{0, 0};
+    Job job(arguments);
+    while (job.NextPage())
+        RescalePage(job, arguments, wanted);
 }
 
 } // namespace
@@ -138,14 +150,13 @@ Command RescaleCommand() {
     return {"rescale",
             "change the resolution in true colour, or make pixels square",
             "Makes the same page at another resolution with its corners kept in place. The result has 24 bits, or 32, "
-            "48 or 64 where the page has. With --square the pixels of a page whose resolutions differ become square "
-            "at the finer one.",
+            "48 or 64 where the page has. --square makes the pixels square at the page's finer resolution.",
             "dibprep rescale fax.bmp page.bmp --dpi 200x200 --crop 0,0,1653,1169",
             {InputPositional(), OutputPositional()},
             {Text("--dpi", "N|XxY", "Wanted resolution in dots per inch."),
              Flag("--square", "Square pixels at the finer of the page's two resolutions."),
              Text("--crop", "X,Y,W,H", "Make only this part of the scaled page, in its pixels from the top left."),
-             InputDpiOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             Run};
 }
 

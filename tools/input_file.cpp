@@ -24,17 +24,25 @@ ToolError ReadFailure(const std::string& path) {
 } // namespace
 
 InputFile::InputFile(const std::string& path) : m_path(path) {
-    m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool standard = path == "-";
+    if (standard)
+        m_path = "standard input";
+    if (standard && isatty(STDIN_FILENO) == 1)
+        throw ToolError(ExitUsage, "IN is -, but the standard input is a terminal. Send a picture to it.");
+    m_file = standard ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (m_file < 0)
         ThrowIfStopped(); // a pipe that nobody writes to waits here
+    if (m_file < 0 && standard)
+        throw ReadFailure(m_path);
     if (m_file < 0)
         throw ToolError(ExitInputOutput, path + ": cannot be opened: " + std::strerror(errno) + ". Check the name and the permissions.");
     struct stat status;
     if (fstat(m_file, &status) != 0 || S_ISDIR(status.st_mode)) {
         close(m_file);
-        throw ToolError(ExitInputOutput, path + ": is a folder; name a picture file in it.");
+        throw ToolError(ExitInputOutput, m_path + ": is a folder; name a picture file in it.");
     }
-    if (S_ISREG(status.st_mode)) {
+    // A standard input that somebody has read from already goes on where it stands.
+    if (S_ISREG(status.st_mode) && (!standard || lseek(m_file, 0, SEEK_CUR) == 0)) {
         m_size = static_cast<std::uint64_t>(status.st_size);
         return;
     }

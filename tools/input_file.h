@@ -10,12 +10,14 @@ namespace dibprep::tool {
 
 class InputFile {
 public:
-    // Opens the file, or leaves with a ToolError. What cannot seek (a pipe) is read to its end.
+    // Opens the file, or leaves with a ToolError. What cannot seek (a pipe) is read to its end. "-" is
+    // the standard input.
     explicit InputFile(const std::string& path);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
+    // As the person wrote it, or "standard input".
     const std::string& Name() const { return m_path; }
     std::uint64_t Size() const { return m_size; }
     // Reads exactly these bytes, which must lie inside Size().

@@ -1,12 +1,11 @@
 // What the converting commands share.
 #include "tools/job.h"
 
-#include "tools/bmp_header.h"
 #include "tools/progress.h"
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
-#include <cstdio>
+#include <utility>
 
 namespace dibprep::tool {
 
@@ -14,32 +13,79 @@ Positional InputPositional() { return {"IN", "the picture to read"}; }
 Positional OutputPositional() { return {"OUT", "the file to write"}; }
 
 Option InputDpiOption() {
-    return Number("--input-dpi", 1, LargestDpi, "Resolution of IN in dots per inch, in place of what the file says.");
+    return Number("--input-dpi", 1, LargestDpi, "Dots per inch of IN, in place of what the file says.");
 }
 
 Option MaxPixelsOption() {
     // Far enough below 2^64 that no size computed from it can wrap.
-    return Number("--max-pixels", 1, 1000000000000, "Refuse pictures of more pixels than this.",
+    return Number("--max-pixels", 1, 1000000000000, "Refuse more pixels than this.",
                   std::to_string(DefaultMaxPixels));
 }
 
 Option ForceOption() { return Flag("--force", "Replace OUT when it exists already."); }
 
-std::string PageText(const Page& page) {
-    return SizeText(static_cast<unsigned>(page.Width()), static_cast<unsigned>(page.Height())) + ", " +
-           std::to_string(page.Bits()) + (page.Bits() == 1 ? " bit, " : " bits, ") +
-           ResolutionText(page.PixelsPerMetreX(), page.PixelsPerMetreY());
+Option PageOption() { return Number("--page", 1, 1000000, "Take only this page of IN."); }
+
+Option FormatOption() {
+    std::string keys;
+    for (const std::string& key : FormatKeys())
+        keys += (keys.empty() ? "" : ", ") + key;
+    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else what the ending of OUT says.");
+    option.value = "NAME";
+    return option;
+}
+
+Option QualityOption() { return Number("--quality", 1, 100, "Quality of JPEG files.", "90"); }
+
+PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count) {
+    if (!arguments.Has("--page"))
+        return {0, count};
+    const std::int64_t page = arguments.Number("--page");
+    if (page > count)
+        throw ToolError(ExitUsage, inputName + ": has " + std::to_string(count) + (count == 1 ? " page" : " pages") +
+                                       "; there is no page " + std::to_string(page) + ".");
+    return {static_cast<int>(page) - 1, static_cast<int>(page)};
+}
+
+const Format& WantedFormat(const Arguments& arguments, const Format& otherwise) {
+    return OutputFormat(arguments.Text("OUT"), arguments.Has("--format") ? arguments.Text("--format") : "", otherwise);
+}
+
+WriteOptions WantedWriting(const Arguments& arguments) {
+    WriteOptions options;
+    options.jpegQuality = static_cast<int>(arguments.Number("--quality"));
+    return options;
 }
 
 Job::Job(const Arguments& arguments)
     : m_begin(std::chrono::steady_clock::now()), m_arguments(arguments),
       m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
       m_output(std::make_unique<OutputFile>(arguments.Text("OUT"), arguments.Has("--force"))),
-      m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)) {}
+      m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)),
+      m_outputFormat(&WantedFormat(arguments, *m_format)),
+      m_reader(m_format->open(*m_input, m_maxPixels)),
+      m_pages(WantedPages(arguments, m_input->Name(), m_reader->PageCount())) {
+    CheckPageCount(InputName(), m_pages.end - m_pages.first, *m_outputFormat);
+    m_writer = m_outputFormat->create(*m_output, WantedWriting(arguments));
+    --m_pages.first;
+}
+
+bool Job::NextPage() {
+    if (++m_pages.first < m_pages.end)
+        return true;
+    ThrowIfStopped();
+    m_writer->Finish();
+    m_output->Commit();
+    m_done.output = m_output->Name();
+    m_done.inputBytes = m_input->Size();
+    m_done.outputBytes = m_output->Size();
+    Announce(m_done);
+    return false;
+}
 
 Page Job::Read() {
-    Page page = m_format->read(*m_input, m_maxPixels);
-    m_before = PageText(page);
+    Page page = m_reader->Read(m_pages.first);
+    m_before = FactsOf(page);
     if (m_arguments.Has("--input-dpi")) {
         const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
         page.SetResolution(given, given);
@@ -72,13 +118,17 @@ void Job::CheckResultSize(std::uint64_t width, std::uint64_t height) const {
 
 void Job::Write(const Page& page, const std::string& note) {
     ThrowIfStopped();
-    m_format->write(page, *m_output);
-    m_output->Commit();
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_begin;
-    std::fprintf(stderr, "%s: %s (before: %s); %.2f s.\n", m_output->Name().c_str(), PageText(page).c_str(),
-                 m_before.c_str(), seconds.count());
+    m_writer->Add(page);
+    const auto now = std::chrono::steady_clock::now();
+    const std::chrono::duration<double> seconds = now - std::exchange(m_begin, now);
+    if (m_reader->PageCount() > 1 && m_done.pages.empty())
+        m_done.firstPage = m_pages.first + 1;
+    std::vector<std::string> notes;
+    if (!m_outputFormat->resolution && page.PixelsPerMetreX() > 0)
+        notes.push_back(std::string(m_outputFormat->name) + " files record no resolution: it is lost.");
     if (!note.empty())
-        std::fprintf(stderr, "%s: %s\n", m_output->Name().c_str(), note.c_str());
+        notes.push_back(note);
+    m_done.pages.push_back({m_before, FactsOf(page), seconds.count(), notes});
 }
 
 void Job::BadInput(const std::string& what) const { throw ToolError(ExitBadInput, InputName() + ": " + what); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/command.h"
+#include "tools/conversion.h"
 #include "tools/formats.h"
 #include "tools/input_file.h"
 #include "tools/output_file.h"
@@ -18,10 +19,24 @@ Positional OutputPositional();
 Option InputDpiOption();
 Option MaxPixelsOption();
 Option ForceOption();
+Option PageOption();
+Option FormatOption();
+Option QualityOption();
+// The pages that --page leaves, or all: counted from 0, `end` behind the last. Leaves with ExitUsage where
+// there is no such page.
+struct PageRange {
+    int first;
+    int end;
+};
+PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count);
+// The format of OUT by these options and its ending, and how to write it.
+const Format& WantedFormat(const Arguments& arguments, const Format& otherwise);
+WriteOptions WantedWriting(const Arguments& arguments);
 
 /*
- * One conversion from the argument IN to the argument OUT. The output name is claimed before the
- * input is read, so that nobody waits for a result that cannot be written.
+ * One conversion from the argument IN to the argument OUT, page by page: while NextPage(), Read, work
+ * and Write. The output name is claimed before the input is read, so that nobody waits for a result
+ * that cannot be written.
  */
 class Job {
 public:
@@ -29,8 +44,11 @@ public:
 
     const InputFile& Input() const { return *m_input; }
     const std::string& InputName() const { return m_input->Name(); }
+    const Format& InputFormat() const { return *m_format; }
     std::uint64_t MaxPixels() const { return m_maxPixels; }
 
+    // Goes on to the next page. Behind the last one the output file is completed, and 0 comes back.
+    bool NextPage();
     // The page, with --input-dpi in place of its own resolution when that was given.
     Page Read();
     // Leaves with ExitBadInput unless the page records a resolution on both axes.
@@ -38,7 +56,7 @@ public:
     // Leaves with ExitLimit when a result of this size is beyond --max-pixels, or with ExitUsage
     // when it is empty.
     void CheckResultSize(std::uint64_t width, std::uint64_t height) const;
-    // Writes the page and says in one line what it is and was.
+    // Adds the page to the output file. What it is and was is said in one line when the file is complete.
     void Write(const Page& page, const std::string& note = "");
     // Fails with ExitBadInput and the name of the input.
     [[noreturn]] void BadInput(const std::string& what) const;
@@ -50,11 +68,13 @@ private:
     std::uint64_t m_maxPixels;
     std::unique_ptr<OutputFile> m_output;
     std::unique_ptr<InputFile> m_input;
-    const Format* m_format;
-    std::string m_before; // the input in words
+    const Format* m_format; // of the input
+    const Format* m_outputFormat;
+    std::unique_ptr<PageReader> m_reader;
+    std::unique_ptr<PageWriter> m_writer;
+    PageRange m_pages; // the first is the one in work, once NextPage was called
+    PageFacts m_before; // the page that was read last, as the file has it
+    Conversion m_done;
 };
-
-// "1653 x 2338 pixels, 24 bits, 200 dpi"
-std::string PageText(const Page& page);
 
 } // namespace dibprep::tool

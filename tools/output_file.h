@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace dibprep::tool {
@@ -10,7 +11,7 @@ class OutputFile {
 public:
     /*
      * Refuses a name that is taken, unless `replace`. Nothing is made yet, so that a command can
-     * ask before its work and write after it.
+     * ask before its work and write after it. "-" is the standard output.
      */
     OutputFile(const std::string& path, bool replace);
     // Removes the temporary file when Commit was not reached.
@@ -18,8 +19,10 @@ public:
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
+    // As the person wrote it, or "standard output".
     const std::string& Name() const { return m_path; }
-    // Makes the temporary file beside the target at the first call.
+    std::uint64_t Size() const { return m_size; }
+    // Makes the temporary file at the first call.
     void Write(const void* bytes, std::size_t count);
     /*
      * Brings the bytes to the disk and gives the file its name. Without `replace` a file that has
@@ -30,12 +33,18 @@ public:
 private:
     void Open();
     void Discard();
+    int GiveName();
 
-    std::string m_path;   // as the person wrote it
-    std::string m_target; // behind symbolic links
-    std::string m_temporary;
+    std::string m_path;
+    std::string m_target;    // behind symbolic links
+    std::string m_temporary; // empty while the file has no name at all
     bool m_replace;
+    bool m_standard = false; // the standard output
     int m_file = -1;
+    std::uint64_t m_size = 0;
 };
+
+// Called with the name of each temporary file as soon as it exists, for a parent that tidies up.
+void TellTemporaryNames(void (*tell)(const char* path));
 
 } // namespace dibprep::tool

@@ -146,6 +146,12 @@ bool Page::IsGray() const {
     return true;
 }
 
+bool IsGray(const std::vector<tagRGBQUAD>& colours) {
+    return std::all_of(colours.begin(), colours.end(), [](const tagRGBQUAD& c) {
+        return c.rgbBlue == c.rgbGreen && c.rgbGreen == c.rgbRed;
+    });
+}
+
 std::int32_t Page::PixelsPerMetreX() const { return LoadI32(dib() + AtXPelsPerMeter); }
 std::int32_t Page::PixelsPerMetreY() const { return LoadI32(dib() + AtYPelsPerMeter); }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace dibprep::tool {
 
@@ -91,6 +92,15 @@ public:
     const ChannelMasks& Masks() const { return m_masks; }
     void SetMasks(const ChannelMasks& masks) { m_masks = masks; }
 
+    /*
+     * 48 and 64 bits: whether the words are samples of 0 to 65535, each held less 32768, and not a BMP
+     * file's own words. The resampler mixes signed words, so that it mixes all 16 bits of these exactly.
+     */
+    bool FullRange() const { return m_fullRange; }
+    void SetFullRange(bool fullRange) { m_fullRange = fullRange; }
+    // Whether the picture has a channel of its own for alpha.
+    bool HasAlpha() const { return Bits() == 64 || (Bits() == 32 && m_masks.alpha != 0); }
+
     // The packed DIB, for the library.
     void* handle() const { return m_block.handle(); }
     unsigned char* dib() const { return m_block.data(); }
@@ -103,7 +113,11 @@ private:
     unsigned char* m_rows = nullptr;
     unsigned m_colours = 0;
     ChannelMasks m_masks;
+    bool m_fullRange = false;
 };
+
+// Whether every one has blue = green = red.
+bool IsGray(const std::vector<tagRGBQUAD>& colours);
 
 // Writes the 40 bytes of a plain header. A negative height is stored as it is.
 void WriteHeader(unsigned char* header, std::int32_t width, std::int32_t height, int bits);

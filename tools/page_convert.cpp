@@ -64,7 +64,8 @@ void ExpandTable(const Page& from, Page& to) {
     }
 }
 
-// Masked pixels of 16 or 32 bits into bytes blue, green, red, and alpha where the target has 4.
+// Masked pixels of 16 or 32 bits into bytes blue, green, red, and alpha where the target has 4. Where it
+// has 3, the page is laid on white.
 void ExpandMasks(const Page& from, Page& to) {
     const ChannelMasks masks = MasksOf(from);
     const Channel red(masks.red), green(masks.green), blue(masks.blue), alpha(masks.alpha);
@@ -81,6 +82,9 @@ void ExpandMasks(const Page& from, Page& to) {
             target[2] = red(pixel);
             if (targetBytes == 4)
                 target[3] = alpha(pixel);
+            else if (masks.alpha != 0)
+                for (int c = 0; c < 3; ++c)
+                    target[c] = static_cast<unsigned char>(OverWhite(target[c], alpha(pixel), 255));
         }
     }
 }
@@ -92,9 +96,7 @@ constexpr tagRGBQUAD White = {255, 255, 255, 0};
 
 } // namespace
 
-Page ToTrueColour(Page page) {
-    if (page.Bits() == 24)
-        return page;
+Page TrueColourCopy(const Page& page) {
     Page result(static_cast<std::uint64_t>(page.Width()), static_cast<std::uint64_t>(page.Height()), 24);
     result.SetResolution(page.PixelsPerMetreX(), page.PixelsPerMetreY());
     if (page.Bits() <= 8)
@@ -104,9 +106,9 @@ Page ToTrueColour(Page page) {
     return result;
 }
 
-Page ToPlain32(Page page) {
-    if (HasPlainLayout(page))
-        return page;
+Page ToTrueColour(Page page) { return page.Bits() == 24 ? std::move(page) : TrueColourCopy(page); }
+
+Page Plain32Copy(const Page& page) {
     Page result(static_cast<std::uint64_t>(page.Width()), static_cast<std::uint64_t>(page.Height()), 32);
     result.SetResolution(page.PixelsPerMetreX(), page.PixelsPerMetreY());
     ExpandMasks(page, result);
@@ -114,6 +116,8 @@ Page ToPlain32(Page page) {
         result.SetMasks(Plain8888);
     return result;
 }
+
+Page ToPlain32(Page page) { return HasPlainLayout(page) ? std::move(page) : Plain32Copy(page); }
 
 bool HasPlainLayout(const Page& page) {
     if (page.Bits() != 16 && page.Bits() != 32)

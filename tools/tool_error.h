@@ -9,6 +9,7 @@ namespace dibprep::tool {
 // What the tool exits with. A stop by a signal gives 128 plus the signal's number, as shells do.
 enum ExitCode {
     ExitDone = 0,
+    ExitSome = 1,        // some of many pages failed; two pictures differ
     ExitUsage = 2,       // the command line asks for something that does not exist
     ExitBadInput = 3,    // the input is damaged, or of a kind that the command does not take
     ExitLimit = 4,       // a limit, or memory ran out
@@ -27,5 +28,12 @@ private:
 
 // Thrown where work stops because a signal asked for it. No message: the person knows.
 struct Stopped {};
+
+// What the exception means that is being handled: for use in a catch block.
+struct Failure {
+    int code;
+    std::string message;
+};
+Failure CurrentFailure();
 
 } // namespace dibprep::tool

@@ -29,7 +29,7 @@ private:
     const std::uint8_t* Columns(std::size_t buckets) const { return m_rows + buckets * m_planeBytes; }
     BitChoice ChoiceBetween(double left, double right, int threshold) const;
 
-    Scratch m_scratch;
+    ScratchParts m_scratch;
     std::size_t m_planeBytes = 0;
     std::size_t m_count = 0;
     std::uint8_t* m_rows = nullptr; // the columns of no, one, two, ... m_count buckets

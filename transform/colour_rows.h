@@ -46,7 +46,7 @@ private:
     const KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
 
     RowKernels m_kernels;
-    Scratch m_scratch;
+    ScratchParts m_scratch;
     ColumnPlan m_plan;
     KeptRow m_kept[2];
     const tagRGBQUAD* m_palette = nullptr;

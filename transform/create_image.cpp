@@ -128,7 +128,7 @@ int dibprep::BuildImage(CLinearTransformMem& engine, unsigned short transferMode
     int status = static_cast<int>(engine.OpenImage(transferMode));
     if (status == DIBPREP_OK && !MapColumns(engine))
         status = DIBPREP_NO_MEMORY;
-    FastRows rows;
+    PipelineRows rows;
     const bool fast = road == RowRoad::Fast && status == DIBPREP_OK && rows.Prepare(engine);
     int reported = NoPercentYet;
     for (unsigned int y = 0; y < engine.outHeight && status == DIBPREP_OK; ++y) {

@@ -57,7 +57,7 @@ private:
     void BuildInDoubles(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out);
 
     RowKernels m_kernels;
-    Scratch m_scratch;
+    ScratchParts m_scratch;
     EstimatePlan m_plan;
     KeptRow m_kept[2];
     Counts m_made;

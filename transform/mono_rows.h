@@ -50,7 +50,7 @@ private:
     int UniformSample(const std::uint8_t* row) const;
 
     RowKernels m_kernels;
-    Scratch m_scratch;
+    ScratchParts m_scratch;
     BitPlan m_plan;
     KeptRow m_kept[2];
     const CPosition* m_positions = nullptr;

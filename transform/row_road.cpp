@@ -24,7 +24,7 @@ bool RowsOverlap(const CLinearTransformMem& engine) {
 
 } // namespace
 
-bool FastRows::Prepare(const CLinearTransformMem& engine) {
+bool PipelineRows::Prepare(const CLinearTransformMem& engine) {
     if (CurrentTier() == Tier::Scalar || IsFile(*engine.source) || IsFile(*engine.destination) ||
         engine.srcHeight == 0 || engine.outHeight == 0 || RowsOverlap(engine))
         return false;
@@ -45,7 +45,7 @@ bool FastRows::Prepare(const CLinearTransformMem& engine) {
     return m_form != Form::None;
 }
 
-bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
+bool PipelineRows::Build(const CLinearTransformMem& engine, unsigned int y) {
     const SamplePair rows = PairAt(y, engine.ratioY, engine.srcHeight);
     if (rows.second >= engine.srcHeight || !(rows.fraction >= 0 && rows.fraction < 1))
         return false;
@@ -66,7 +66,7 @@ bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
     return true;
 }
 
-void FastRows::Forget() {
+void PipelineRows::Forget() {
     m_colour.Forget();
     m_estimated.Forget();
     m_mono.Forget();

@@ -20,7 +20,7 @@ int RunTransform(CLinearTransformMem& engine, unsigned short mode, int (*progres
 int BuildImage(CLinearTransformMem& engine, unsigned short mode, int threshold, RowRoad road);
 
 // The fast road of one image from memory to memory.
-class FastRows {
+class PipelineRows {
 public:
     // Whether this image can take it: both sides in memory and apart from each other, a kind that
     // has a fast form, a processor that has one, scratch memory. To be asked once, when the columns

@@ -10,7 +10,7 @@ namespace dibprep {
 
 // Used twice: the parts are taken once without memory, which only adds them up, then, after Open,
 // again with it.
-class Scratch {
+class ScratchParts {
 public:
     // Zero-filled room for all that was taken so far. False when there is none.
     bool Open() {

@@ -5,8 +5,8 @@
 Blocks fenced with ```console hold command lines behind "$ " and, below each, its output: standard
 output and standard error together. All of them run in one new folder, in which there are the sample
 pages (also as build/samples/), `dibprep` on the path, the document's own programs as ./NAME, and the
-project's run.sh with a tool that is built already. Times, such as "0.25 s", may differ; nothing else
-may. --update writes what is printed into the document instead of comparing it.
+project's run.sh with a tool that is built already. Times, such as "0.25 s", rates and memory may
+differ; nothing else may. --update writes what is printed into the document instead of comparing it.
 """
 
 import argparse
@@ -22,7 +22,7 @@ import tempfile
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BLOCK = re.compile(r"(?<=^```console\n).*?(?=^```$)", re.DOTALL | re.MULTILINE)
 COMMAND = re.compile(r"^\$ (?P<line>.*)\n(?P<output>(?:(?!\$ ).*\n)*)", re.MULTILINE)
-TIME = re.compile(r"\b\d+\.\d\d(?= s\b| seconds\b)")
+TIME = re.compile(r"\b\d+\.\d\d(?= s\b| seconds\b)|\b\d+\.\d(?= pages a second)|\b\d+(?= MB for a page)")
 
 
 def script(path, text):

@@ -4,7 +4,7 @@ import unittest
 
 from tool_test import COLOURS, ToolTest, make_bmp, pattern
 
-COMMANDS = ("resample", "rescale", "convert", "normalize", "quantize", "palette", "info")
+COMMANDS = ("resample", "rescale", "convert", "normalize", "quantize", "palette", "compare", "info", "help")
 
 
 class CommandLine(ToolTest):
@@ -23,21 +23,54 @@ class CommandLine(ToolTest):
         for command in COMMANDS:
             said = self.tool(command, "--help")
             self.assertTrue(said.startswith(f"Usage: dibprep {command} "), said)
-            self.assertIn(f"Example:\n  dibprep {command} ", said)
-            self.assertLessEqual(said.count("\n"), 24)
-            self.assertLessEqual(max(map(len, said.split("\n"))), 80)
+            self.assertIn(f"Example: dibprep {command} ", said)
+            self.fits_a_screen(said)
+            self.assertEqual(self.tool("help", command), said)
+        for said in (self.tool("--help"), self.tool("help", "many")):
+            self.fits_a_screen(said)
+
+    def fits_a_screen(self, said):
+        # One line is for the prompt.
+        self.assertLess(said.count("\n"), 24, said)
+        self.assertLessEqual(max(map(len, said.split("\n"))), 80, said)
+
+    def test_help_of_a_converting_command_names_the_options_for_many_pages(self):
+        for command in ("resample", "rescale", "convert", "normalize", "quantize"):
+            said = self.tool(command, "--help")
+            self.assertIn(f"dibprep {command} -o DIR PAGES...", said)
+            self.assertIn("`dibprep help many`", said)
+
+    def test_a_file_may_be_called_like_a_command(self):
+        self.file("help", make_bmp(pattern(30, 20, 16), 8, COLOURS))
+        self.tool("normalize", "help", "palette")
+        self.only_files("help", "in.bmp", "palette")
+
+    def test_short_forms(self):
+        self.assertEqual(self.tool("normalize", "in.bmp", "quiet.bmp", "-q"), "")
+        said = self.tool("normalize", "in.bmp", "verbose.bmp", "-v")
+        self.assertRegex(said, r"verbose.bmp: read 758 bytes, wrote 758; up to \d+ MB of memory\.\n$")
 
     def test_version(self):
         self.assertRegex(self.tool("--version"), r"^dibprep \d+\.\d+\.\d+ \((32|64) bits\)\n$")
 
     def test_what_is_wrong_is_said(self):
         for arguments, words in (
+                (["resmaple", "in.bmp"], "Did you mean resample?"),
+                (["help", "resmaple"], "there are many, resample,"),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "9", "--threshhold", "3"], "Did you mean --threshold?"),
+                (["resample", "in.bmp", "out.bmp", "--dpi", "9", "--threshhold=3"], "no option --threshhold."),
+                (["resample", "in.bmp", "out.bmp", "--dpi"], "--dpi"),
+                (["palette", "out.bmp", "more.bmp"], '"more.bmp" is one name too many; it takes OUT.'),
+                (["normalize", "in.bmp", "out.bmp", "-q", "-v"], "give one of the two"),
+                (["normalize", "in.bmp", "out.bmp", "--jobs", "2"], "--jobs is for many pages"),
+                (["normalize", "in.bmp", "out.bmp", "--report", "r"], "--report is for many pages"),
                 (["frobnicate"], 'no command "frobnicate"; there are resample,'),
                 (["--dpi", "200"], 'no command "--dpi"'),
                 (["resample"], "IN is required"),
                 (["resample", "in.bmp"], "OUT is required"),
                 (["resample", "in.bmp", "out.bmp"], "--dpi is required"),
-                (["resample", "in.bmp", "out.bmp", "third.bmp", "--dpi", "200"], "third.bmp"),
+                (["resample", "in.bmp", "out.bmp", "third.bmp", "--dpi", "200"], 
+                 '"third.bmp" is one name too many: IN is in.bmp, OUT is out.bmp. For several pages write -o DIR'),
                 (["resample", "in.bmp", "out.bmp", "--dpi", "0"], 'from 1 to 65535, not "0"'),
                 (["resample", "in.bmp", "out.bmp", "--dpi", "65536"], 'not "65536"'),
                 (["resample", "in.bmp", "out.bmp", "--dpi", "2OO"], 'not "2OO"'),

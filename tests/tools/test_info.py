@@ -15,9 +15,11 @@ class Info(ToolTest):
     def test_json(self):
         found = self.info(make_bmp(pattern(248, 350, 16), 8, COLOURS, header=108))
         self.assertEqual(found, {
-            "file": "in.bmp", "bytes": 14 + 108 + 64 + 248 * 350, "format": "BMP", "header_size": 108, "width": 248,
-            "height": 350, "bits": 8, "compression": "no compression", "top_down": False, "pixel_offset": 186,
-            "colors": 16, "gray": False, "alpha": False, "pixels_per_metre": [11811, 11811], "dpi": [300, 300],
+            "file": "in.bmp", "bytes": 14 + 108 + 64 + 248 * 350, "format": "BMP", "page_count": 1, "warnings": [],
+            "header_size": 108, "top_down": False, "pixel_offset": 186, "width": 248, "height": 350, "bits": 8,
+            "page_bits": 8, "compression": "no compression", "layout": "bottom-up, pixels at byte 186 of 86 986",
+            "channels": "colour table", "colors": 16, "colors_used": None, "gray": False, "alpha": False,
+            "pixels_per_metre": [11811, 11811], "stored_resolution": "11811 pixels per metre", "dpi": [300, 300],
             "conversion": {"dpi": 200, "width": 165, "height": 233, "bytes": 168 * 233 + 1078}})
 
     def test_memory_of_a_conversion_is_the_library_s_answer(self):
@@ -46,6 +48,15 @@ class Info(ToolTest):
         said = self.tool("info", "in.bmp")
         for words in ("bit fields, top-down", "red, green, blue", "not recorded", "--input-dpi"):
             self.assertIn(words, said)
+
+    def test_colours_in_use(self):
+        for content, count in ((make_bmp([[0, 1, 1, 5]], 8, COLOURS), 3), (make_bmp([[0, 1, 2]], 4, COLOURS[:1] * 3), 1),
+                               (make_bmp([[1]], 1, COLOURS[:2]), 1), (make_bmp([[1, 2, 1], [3, 2, 4]], 24), 4),
+                               (make_bmp([[1, 0xFF000001, 2]], 32), 2), (make_bmp([[0x7FFF, 0xFFFF, 1]], 16), 2),
+                               (make_bmp([[1, 1 << 40, 1]], 48), 2), (make_bmp([[1, 1 | 1 << 50, 2]], 64), 2)):
+            self.assertEqual(self.info(content, "--count-colors")["colors_used"], count)
+        self.file("in.bmp", make_bmp(pattern(40, 40, 16), 8, COLOURS))
+        self.assertIn("colour table of 16 entries; in use: 16", self.tool("info", "in.bmp", "--count-colors"))
 
     def test_reads_headers_only(self):
         content = make_bmp([[0] * 4] * 4, 24)

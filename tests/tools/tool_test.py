@@ -9,6 +9,7 @@ import unittest
 
 TOOL = os.environ["DIBPREP_TOOL"]
 SAMPLES = os.environ.get("DIBPREP_SAMPLES", "")
+PRELOAD = os.environ.get("DIBPREP_PRELOAD", "")
 PPM_300 = 11811
 PPM_200 = 7874
 

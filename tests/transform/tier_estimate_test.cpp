@@ -183,7 +183,7 @@ EstimatedRows::Counts CountsOf(tiertest::Picture picture, int from, int to) {
         engine.source = &in;
         engine.destination = &out;
         EXPECT_EQ(0, engine.LinearTransform(34, nullptr, static_cast<unsigned short>(to), 128));
-        FastRows rows;
+        PipelineRows rows;
         EXPECT_TRUE(rows.Prepare(engine));
         for (unsigned int y = 0; y < engine.outHeight; ++y)
             rows.Build(engine, y);

@@ -128,7 +128,7 @@ std::string CompareRows(const Call& call, dibprep::Tier tier) {
     const Bytes expected = testhost::Bytes(blocks.destination);
     std::fill(to.data + engine.outBitsOffset, to.data + expected.size(), call.fill);
     dibprep::ForceTier(tier);
-    dibprep::FastRows rows;
+    dibprep::PipelineRows rows;
     if (!rows.Prepare(engine))
         return "the fast road does not take this picture";
     if (rows.KernelTier() != tier)

@@ -55,7 +55,7 @@ Outcome RunEntry(const Call& call, dibprep::Tier tier);
 // An object of the test's own.
 Outcome RunLineBuilders(const Call& call);
 
-// Builds the rows of the picture with FastRows itself, last row first, so that a store behind a
+// Builds the rows of the picture with PipelineRows itself, last row first, so that a store behind a
 // row's end stays visible. "" when they equal the line builders' and `tier` was the one that ran.
 std::string CompareRows(const Call& call, dibprep::Tier tier);
 
