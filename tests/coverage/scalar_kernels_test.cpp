@@ -59,9 +59,9 @@ TEST(ScalarRowKernels, GathersTheBitThatEachMaskNames) {
     std::uint16_t bytes[16] = {};
     std::uint16_t firstMasks[16] = {};
     std::uint16_t secondMasks[16] = {};
-    bytes[0] = 1;             // byte 1 and, above it, byte 2
-    firstMasks[0] = 0x80;     // the first bit of byte 1
-    secondMasks[0] = 0x0100;  // the last bit of byte 2
+    bytes[0] = 1;            // byte 1 and, above it, byte 2
+    firstMasks[0] = 0x80;    // the first bit of byte 1
+    secondMasks[0] = 0x0100; // the last bit of byte 2
     bytes[9] = 0;
     firstMasks[9] = 0x02;
     secondMasks[9] = 0x01;
@@ -199,12 +199,10 @@ TEST(ScalarRowStages, EveryTierGivesTheSameColoursLevelsAndGroups) {
             EXPECT_EQ(std::vector<std::uint32_t>(gotWide.begin(), gotWide.end() - 16), wide)
                 << NameOf(tier) << ", " << count << " words";
             EXPECT_EQ(table.highest(row.data(), count), scalar.highest(row.data(), count)) << NameOf(tier);
-            const struct {
-                int group, step;
-            } forms[] = {{2, 2}, {8, 8}, {8, 6}, {16, 16}, {16, 12}};
+            const struct { int group, step; } forms[] = {{2, 2}, {8, 8}, {8, 6}, {16, 16}, {16, 12}};
             for (const auto& form : forms) {
-                const std::size_t length = size * static_cast<std::size_t>(form.group == 16 ? 2 : 1) *
-                                           static_cast<std::size_t>(form.step);
+                const std::size_t length =
+                    size * static_cast<std::size_t>(form.group == 16 ? 2 : 1) * static_cast<std::size_t>(form.step);
                 Bytes laid(length + 64), gotLaid(length + 64);
                 scalar.packed(row.data(), count, groups.data(), form.group, form.step, laid.data());
                 table.packed(row.data(), count, groups.data(), form.group, form.step, gotLaid.data());
