@@ -12,9 +12,11 @@
 #   python3                      tests that drive the tool and read symbol tables (standard library only)
 #   binutils                     readelf, for the same
 #   parallel                     GNU parallel, by which a test shares out pages as docs/scaling.md shows
+#   dpkg-dev file                dpkg-shlibdeps and what CPack asks about files: the packages' dependencies
+#   pkgconf                      pkg-config, with which tests build hosts from outside
 set -euo pipefail
 packages=(cmake ninja-build g++ g++-multilib googletest libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev
-          xz-utils python3 binutils parallel)
+          xz-utils python3 binutils parallel dpkg-dev file pkgconf)
 # The one library whose package has another name elsewhere.
 jpeg=libjpeg62-turbo-dev
 if grep -qs '^ID=ubuntu' /etc/os-release; then jpeg=libjpeg-turbo8-dev; fi
