@@ -10,6 +10,7 @@ docs/pictures/. Needs python3-pil and fonts-dejavu-core; unpacks the samples whe
 """
 
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -41,23 +42,24 @@ class Workshop:
     def __init__(self, tool, folder):
         self.tool, self.folder, self.pages = tool, folder, {}
 
-    def page(self, sample, command=()):
-        """The sample page, or what the command (its words, behind IN and OUT) makes of it."""
-        key = (sample, *command)
+    def page(self, sample, *commands):
+        """The file of the sample page, or of what the commands (without IN and OUT) make of it in turn."""
+        if not commands:
+            return os.path.join(SAMPLES, sample + ".bmp")
+        key = (sample, *commands)
         if key not in self.pages:
-            path = os.path.join(SAMPLES, sample + ".bmp")
-            if command:
-                made = os.path.join(self.folder, f"{len(self.pages)}.bmp")
-                subprocess.run([self.tool, command[0], path, made, *command[1:], "--quiet"], check=True)
-                path = made
-            self.pages[key] = Image.open(path).convert("RGB")
+            before = self.page(sample, *commands[:-1])
+            self.pages[key] = os.path.join(self.folder, f"{len(self.pages)}.bmp")
+            command, *options = commands[-1].split()
+            subprocess.run([self.tool, command, before, self.pages[key], *options, "--quiet"], check=True)
         return self.pages[key]
 
-    def panel(self, box, sample, command="", scale=2):
+    def panel(self, box, sample, *commands, scale=2):
         """The box (left, top, right, bottom at 300 dpi) of the page, enlarged without smoothing."""
-        words = command.split()
-        dpi = int(words[words.index("--dpi") + 1]) if "--dpi" in words else 300
-        cut = self.page(sample, words).crop([side * dpi // 300 for side in box])
+        asked = re.search(r"--dpi (\d+)", commands[-1]) if commands else None
+        dpi = int(asked[1]) if asked else 300
+        with Image.open(self.page(sample, *commands)) as page:
+            cut = page.convert("RGB").crop([side * dpi // 300 for side in box])
         return cut.resize((scale * (box[2] - box[0]), scale * (box[3] - box[1])), Image.NEAREST)
 
 
@@ -110,6 +112,20 @@ def roads(workshop, sample, left, top, height, width=102):
     return arrange(rows)
 
 
+def steps(workshop):
+    """Rules at a third of the size: at once, and in steps."""
+    box = (1818, 2928, 2022, 2958)
+    rows = [[("300 dpi, the page", workshop.panel(box, "page-gray", scale=2)),
+             ("300 dpi, the page", workshop.panel(box, "page-gray", scale=2))]]
+    for way in ((100,), (150, 100), (225, 150, 100)):
+        rows.append([])
+        for command in ("resample", "rescale"):
+            commands = [f"{command} --dpi {dpi}" for dpi in way]
+            label = f"{command} " + ", ".join(map(str, way))
+            rows[-1].append((label, workshop.panel(box, "page-gray", *commands)))
+    return arrange(rows)
+
+
 def thresholds(workshop):
     """Small type, the same in white, and rules, all of the 1-bit page."""
     rows = []
@@ -139,6 +155,7 @@ def main():
         save(roads(workshop, "page-1bit", 186, 2892, 39), "roads-text.png")
         save(roads(workshop, "page-gray", 1818, 2928, 30), "roads-rules.png")
         save(roads(workshop, "page-24bit", 1266, 738, 48), "roads-photograph.png")
+        save(steps(workshop), "roads-steps.png")
         save(thresholds(workshop), "thresholds.png")
         save(quantized(workshop), "quantized.png")
 
