@@ -42,6 +42,7 @@ std::size_t nextSlot;
 int failAllocation, failLock;
 int allocations, locks, badCalls, nullCalls, calls;
 std::size_t lastSize;
+std::size_t liveBytes, peakBytes;
 std::size_t largestBlock = DefaultLargest;
 testhost::SizeAnswer sizeAnswer = testhost::SizeAnswer::Exact;
 bool movingBlocks;
@@ -142,12 +143,15 @@ Slot* NewSlot(std::size_t bytes) {
     ++slot.generation;
     slot.locks = 0;
     slot.live = true;
+    liveBytes += bytes;
+    peakBytes = std::max(peakBytes, liveBytes);
     return &slot;
 }
 
 void FreeSlot(Slot& slot) {
     Unmap(slot);
     slot.live = false;
+    liveBytes -= slot.size;
 }
 
 bool Move(Slot& slot) {
@@ -258,6 +262,7 @@ int News() { return news; }
 void ResetCounters() {
     allocations = locks = badCalls = nullCalls = calls = 0;
     news = 0;
+    peakBytes = liveBytes;
 }
 
 int LiveBlocks() {
@@ -275,6 +280,8 @@ int BadCalls() { return badCalls; }
 int NullCalls() { return nullCalls; }
 int Calls() { return calls; }
 std::size_t LastAllocationSize() { return lastSize; }
+std::size_t LiveBytes() { return liveBytes; }
+std::size_t PeakBytes() { return peakBytes; }
 void SetLargestBlock(std::size_t bytes) { largestBlock = bytes; }
 void SetSizeAnswer(SizeAnswer answer) { sizeAnswer = answer; }
 void SetMovingBlocks(bool moving) { movingBlocks = moving; }
