@@ -27,7 +27,11 @@ struct Case {
 
 inline void PrintTo(const Case& row, std::ostream* out) { *out << row.name; }
 
-inline std::string CaseName(const testing::TestParamInfo<Case>& info) { return info.param.name; }
+// A test's name is its row's.
+template <typename Row>
+std::string NameOf(const testing::TestParamInfo<Row>& info) {
+    return info.param.name;
+}
 
 inline void Check(const Case& row) {
     std::size_t checked = 0;

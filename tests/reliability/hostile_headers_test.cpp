@@ -63,6 +63,6 @@ const Case Cases[] = {
       {"16 24 32", "0 0 0/0 0 0 +0 - + + +"}}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Header, HostileHeaders, testing::ValuesIn(Cases), CaseName);
+INSTANTIATE_TEST_SUITE_P(Header, HostileHeaders, testing::ValuesIn(Cases), NameOf<Case>);
 
 } // namespace

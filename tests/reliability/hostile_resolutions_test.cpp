@@ -87,6 +87,6 @@ const Case Cases[] = {
       {"16 24 32", "0 0 0/0 0 0 -0 - + + +"}}, 1, 65536},
 };
 
-INSTANTIATE_TEST_SUITE_P(Page, HostileResolutions, testing::ValuesIn(Cases), CaseName);
+INSTANTIATE_TEST_SUITE_P(Page, HostileResolutions, testing::ValuesIn(Cases), NameOf<Case>);
 
 } // namespace

@@ -59,6 +59,6 @@ const Case Cases[] = {
       {"16 32", "0 0 2/0 0 . -0 - - - ."}, {"24", "0 0 2/0 5 . -0 - - - ."}}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Header, HostileSizes, testing::ValuesIn(Cases), CaseName);
+INSTANTIATE_TEST_SUITE_P(Header, HostileSizes, testing::ValuesIn(Cases), NameOf<Case>);
 
 } // namespace
