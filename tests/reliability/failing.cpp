@@ -1,7 +1,7 @@
 #include "tests/reliability/failing.h"
 
 #include "dibprep.h"
-#include "tests/reliability/hostile.h"
+#include "tests/reliability/pages.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/test_host.h"
 
@@ -12,32 +12,43 @@ namespace failing {
 namespace {
 
 using hostile::Edited;
-using hostile::Page;
 using testdib::Bytes;
+
+constexpr unsigned short MemoryToMemory = TRANSFER_SOURCE_MEMORY | TRANSFER_DESTINATION_MEMORY;
+constexpr unsigned short FileToFile = TRANSFER_SOURCE_FILE | TRANSFER_DESTINATION_FILE;
 
 // What the current call works on.
 void* source;
 void* destination;
 
 int newsOfCall;
+std::vector<Bytes> blocksOfCall;
+int pageWidth, pageHeight; // of the list that is made
+
+Bytes Page(const std::string& kind) { return hostile::Page(kind, pageWidth, pageHeight); }
 
 // A number, or whether there is a block.
 struct Word {
-    Word(int value) : number(value), isNumber(true), isBlock(false) {}
+    Word(int value) : number(value), isNumber(true) {}
     Word(unsigned value) : Word(static_cast<int>(value)) {}
-    Word(void* block) : number(0), isNumber(false), isBlock(block != nullptr) {}
+    Word(void* handle) : number(0), isNumber(false), block(handle) {}
     int number;
-    bool isNumber, isBlock;
+    bool isNumber;
+    void* block = nullptr;
 };
 
 // What a call gave, which is over when its words are made: they need memory of their own.
 std::string Words(std::initializer_list<Word> words) {
     newsOfCall = testhost::News();
     testhost::FailNew(0);
+    blocksOfCall.clear();
     std::string text;
-    for (const Word& word : words)
+    for (const Word& word : words) {
         text += (text.empty() ? "" : ", ") +
-                (word.isNumber ? std::to_string(word.number) : std::string(word.isBlock ? "block" : "none"));
+                (word.isNumber ? std::to_string(word.number) : std::string(word.block ? "block" : "none"));
+        if (word.block && testhost::IsLive(word.block))
+            blocksOfCall.push_back(testhost::Bytes(word.block));
+    }
     return text;
 }
 
@@ -68,33 +79,38 @@ Entry PreConversion(const std::string& name, unsigned (*function)(void*, void**)
 Bytes RunLengths(int bits, bool topDown) {
     Bytes dib = Edited(Page(bits == 8 ? "8c" : "4c"), {hostile::Compression(bits == 8 ? 1 : 2), hostile::ImageSize(4)});
     if (topDown)
-        testdib::PutU32(dib, 8, 0xFFFFFFF8);
+        testdib::PutU32(dib, 8, static_cast<std::uint32_t>(-pageHeight));
     dib.resize(dib.size() + 258);
     return dib;
 }
 
-Bytes TopDown(const std::string& kind) { return Edited(Page(kind), {hostile::Height(0xFFFFFFF8)}); }
+Bytes TopDown(const std::string& kind) {
+    return Edited(Page(kind), {hostile::Height(static_cast<std::uint32_t>(-pageHeight))});
+}
 
-std::vector<Entry> Made() {
+std::vector<Entry> Made(int width, int height) {
+    pageWidth = width;
+    pageHeight = height;
     std::vector<Entry> entries;
     for (const char* kind : {"1", "4c", "4g", "8c", "8g", "16", "24", "32"})
         entries.push_back(Conversion(kind, Page(kind)));
 
     entries.push_back({"LinearTransformMain.MemoryToMemory",
-                       [] {
-                           source = testhost::MakeBlock(Page("1"));
-                           destination = testhost::MakeBlock(Bytes(1200));
+                       [page = Page("1")] {
+                           source = testhost::MakeBlock(page);
+                           destination = testhost::MakeBlock(Bytes(page.size() + 1078));
                        },
                        [] {
-                           return Words({LinearTransformMain(TRANSFER_SOURCE_MEMORY | TRANSFER_DESTINATION_MEMORY, &source,
-                                                   &destination, nullptr, 50, 128)});
+                           const unsigned status = LinearTransformMain(MemoryToMemory, &source, &destination, nullptr,
+                                                                       50, 128);
+                           return Words({status, destination});
                        }});
     static const transformtest::TempFolder folder;
-    static const std::string in = folder.Write("in.bmp", transformtest::AsFile(Page("24")));
-    static std::string out = folder.Path("out.bmp");
-    entries.push_back({"LinearTransformMain.FileToFile", [] {}, [] {
-                           return Words({LinearTransformMain(TRANSFER_SOURCE_FILE | TRANSFER_DESTINATION_FILE, in.c_str(),
-                                                   out.data(), nullptr, 50, 128)});
+    const std::string in = folder.Write(std::to_string(width) + ".bmp", transformtest::AsFile(Page("24")));
+    const std::string path = folder.Path("out.bmp");
+    entries.push_back({"LinearTransformMain.FileToFile", [] {}, [in, path] {
+                           auto* const out = const_cast<char*>(path.c_str());
+                           return Words({LinearTransformMain(FileToFile, in.c_str(), out, nullptr, 50, 128)});
                        }});
     entries.push_back(WithSource("GetTransformImageMemorySize", Page("24"), [] {
         unsigned size = 0;
@@ -118,9 +134,9 @@ std::vector<Entry> Made() {
         return Words({made, int{status}});
     }));
     for (const char* kind : {"1", "8c", "16", "32"}) {
-        entries.push_back(WithSource(std::string("BiLinear.") + kind, Page(kind), [] {
+        entries.push_back(WithSource(std::string("BiLinear.") + kind, Page(kind), [width, height] {
             CConvertResolution resampler;
-            const tagRECT frame = {0, 0, 5, 5};
+            const tagRECT frame = {0, 0, width * 5 / 8, height * 5 / 8};
             void* const made = resampler.BiLinear(testhost::Address(source), &frame, &frame, nullptr);
             return Words({made, resampler.m_nLastError});
         }));
@@ -178,9 +194,8 @@ std::vector<Entry> Made() {
 
 int NewsOfCall() { return newsOfCall; }
 
-const std::vector<Entry>& Entries() {
-    static const std::vector<Entry> entries = Made();
-    return entries;
-}
+const std::vector<Bytes>& BlocksOfCall() { return blocksOfCall; }
+
+std::vector<Entry> Entries(int width, int height) { return Made(width, height); }
 
 } // namespace failing

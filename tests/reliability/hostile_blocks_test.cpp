@@ -2,10 +2,11 @@
 #include "tests/reliability/hostile.h"
 
 #include "dibprep.h"
+#include "tests/support/test_host.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <cstdlib>
 
 using namespace hostile;
 

@@ -3,6 +3,7 @@
 
 #include "dibprep.h"
 #include "tests/oracle/dib_oracle.h"
+#include "tests/support/test_host.h"
 
 #include <gtest/gtest.h>
 

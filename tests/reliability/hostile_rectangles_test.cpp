@@ -2,6 +2,7 @@
 #include "tests/reliability/hostile_cases.h"
 
 #include "dibprep.h"
+#include "tests/support/test_host.h"
 
 #include <gtest/gtest.h>
 

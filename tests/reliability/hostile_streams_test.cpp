@@ -4,6 +4,7 @@
 
 #include "dibprep.h"
 #include "tests/oracle/rle_oracle.h"
+#include "tests/support/test_host.h"
 
 #include <gtest/gtest.h>
 
@@ -56,8 +57,9 @@ TEST_P(HostileStreams, StayInThePicture) {
             testhost::Reset();
             void* const source = testhost::MakeBlock(dib);
             unsigned char* const address = testhost::Address(source);
-            ExpectResult(RestoreRLE8(address), bits == 8 ? oracle::ExpandedRle8(dib) : oracle::MaybeDib(), "RestoreRLE8");
-            ExpectResult(RestoreRLE4(address), bits == 4 ? oracle::ExpandedRle4(dib) : oracle::MaybeDib(), "RestoreRLE4");
+            const oracle::MaybeDib none;
+            ExpectResult(RestoreRLE8(address), bits == 8 ? oracle::ExpandedRle8(dib) : none, "RestoreRLE8");
+            ExpectResult(RestoreRLE4(address), bits == 4 ? oracle::ExpandedRle4(dib) : none, "RestoreRLE4");
             ExpectResult(RestoreRLE(address), oracle::ExpandedRle(dib), "RestoreRLE");
             ExpectResult(NormalizeDIB(address), oracle::Normalised(dib), "NormalizeDIB");
             ExpectResult(ConvertTo24BPPDIB(address), oracle::ToDepth(dib, 24), "ConvertTo24BPPDIB");
