@@ -17,7 +17,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 command -v valgrind > /dev/null || { echo "valgrind is not installed (apt-get install valgrind)"; exit 2; }
 
 programs=("$@")
-[ $# -gt 0 ] || programs=(memory_tests dib_tests transform_tests quantize_tests quantize_static_cube_tests bilinear_tests
+[ $# -gt 0 ] || programs=(memory_tests dib_tests transform_tests quantize_tests static_palette_tests bilinear_tests
                           image_tests pen_enumeration_tests failing_memory_tests callers_tests hostile_tests
                           transform_tier_tests quantize_tier_tests bilinear_tier_tests
                           oracle_pipeline_tests oracle_utilities_tests dibhost_tests)

@@ -59,7 +59,6 @@ unsigned stackOffset;
 
 std::uint32_t Word(const void* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); }
 std::uint32_t Word(int value) { return static_cast<std::uint32_t>(value); }
-std::uint32_t Word(unsigned value) { return value; }
 template <typename Result, typename... Args> std::uint32_t Word(Result (*function)(Args...)) {
     return reinterpret_cast<std::uintptr_t>(function);
 }
@@ -118,7 +117,6 @@ std::vector<Bytes> Everything(const std::string& kind) {
     Storage<CConvertResolution> resampler;
     Call("_ZN18CConvertResolutionC1Ev", resampler.get());
     const tagRECT frame = {0, 0, 150, 90};
-    // As a member its name is not exported for C: the table of the class is not needed to find it.
     made.push_back(Taken(CallForBlock("_ZN18CConvertResolution8BiLinearEPKhPK7tagRECTS4_PFiiiE", resampler.get(), dib,
                                       &frame, &frame, Rows)));
     Call("_ZN18CConvertResolutionD1Ev", resampler.get());
