@@ -25,7 +25,10 @@ left_out='*DeathTest*:*LibraryThatStays*:*65535*:*65536*:*HalfAGigapixel*:*Heigh
 left_out+=':*Resident*:*FlatMemory*:*Coarse*:*Limits*'
 
 cmake --preset x64 > /dev/null || exit 1
-cmake --build --preset x64 --target "${programs[@]}" > build/memcheck-build.log 2>&1 || { tail -20 build/memcheck-build.log; exit 1; }
+if ! cmake --build --preset x64 --target "${programs[@]}" > build/memcheck-build.log 2>&1; then
+    tail -20 build/memcheck-build.log
+    exit 1
+fi
 
 check() {
     local program path log start=$SECONDS
@@ -33,10 +36,11 @@ check() {
     path=$(find build/x64/tests -name "$program" -type f -perm -u+x | head -1)
     log=build/memcheck-$program.log
     DIBPREP_RANDOM_CASES=0.05 valgrind --quiet --error-exitcode=9 --leak-check=no --num-callers=20 \
-        "$path" --gtest_brief=1 --gtest_filter="-$left_out" > "$log" 2>&1
+        --suppressions=scripts/memcheck.supp \
+        "$path" --gtest_filter="-$left_out" > "$log" 2>&1
     local status=$?
     if [ $status -eq 0 ]; then
-        echo "$program: clean, $(grep -oE '[0-9]+ tests? ran' "$log" | head -1 || true) ($((SECONDS - start)) s)"
+        echo "$program: clean, $(grep -oE '[0-9]+ tests? from' "$log" | head -1 | cut -d' ' -f1-2) ($((SECONDS - start)) s)"
     else
         echo "$program: exit $status, see $log"
         grep -E "^==[0-9]+== [A-Z]|FAILED" "$log" | head -20

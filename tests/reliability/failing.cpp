@@ -169,10 +169,12 @@ std::vector<Entry> Made(int width, int height) {
     entries.push_back(Utility("ConvertTo24BPPDIB.RunLengths", ConvertTo24BPPDIB, RunLengths(8, false)));
     entries.push_back(Utility("ConvertTo16BPPDIB.TopDown", ConvertTo16BPPDIB, TopDown("24")));
 
-    entries.push_back(WithSource("QuantizeBitmap", Page("24"), [] {
-        CNiGoRo2 quantiser(testhost::Address(source), 256, 5, 0);
-        return Words({quantiser.QuantizeBitmap(1, 0)});
-    }));
+    for (const char* kind : {"16", "24"}) {
+        entries.push_back(WithSource(std::string("QuantizeBitmap.") + kind, Page(kind), [] {
+            CNiGoRo2 quantiser(testhost::Address(source), 256, 5, 0);
+            return Words({quantiser.QuantizeBitmap(1, 0)});
+        }));
+    }
     entries.push_back(WithSource("CImgConverter", Page("24"), [] {
         CImgConverter converter;
         converter.header = reinterpret_cast<tagBITMAPINFOHEADER*>(testhost::Address(source));

@@ -147,7 +147,8 @@ const std::map<std::string, Expected> Table = {
     {"ConvertTo16BPPDIB.32", {"block, 1", "none, 0", "2 x none, 0", ""}},
     {"ConvertTo24BPPDIB.RunLengths", {"block, 1", "block, 1 | none, 0", "3 x block, 1 | 3 x none, 0", ""}},
     {"ConvertTo16BPPDIB.TopDown", {"block, 1", "2 x none, 0", "5 x none, 0", ""}},
-    {"QuantizeBitmap", {"block, 1", "none, 0", "2 x none, 0", "none, 0"}},
+    {"QuantizeBitmap.16", {"block, 1", "none, 0", "2 x none, 0", "none, 0"}},
+    {"QuantizeBitmap.24", {"block, 1", "none, 0", "2 x none, 0", "none, 0"}},
     {"CImgConverter", {"0, block, block, 2", "0, none, block, 1 | 0, block, none, 1", "", ""}},
     {"SetStaticColors", {"0, 0", "1, 0", "0, 0", ""}},
 };

@@ -80,6 +80,7 @@ Bytes Masked(int bits, std::uint32_t red, std::uint32_t green, std::uint32_t blu
 struct Masks {
     const char* name;
     std::uint32_t red, green, blue;
+    friend void PrintTo(const Masks& row, std::ostream* out) { *out << row.name; }
 };
 
 class HostileMasks : public testing::TestWithParam<Masks> {};

@@ -17,6 +17,7 @@ struct Rectangles {
     tagRECT frame, output;
     int width, height; // of the result; -1: none
     int error;
+    friend void PrintTo(const Rectangles& row, std::ostream* out) { *out << row.name; }
 };
 
 class HostileRectangles : public testing::TestWithParam<Rectangles> {};

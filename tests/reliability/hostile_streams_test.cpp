@@ -20,6 +20,7 @@ struct Stream {
     Bytes repeated; // then this
     int times;      // as often
     Bytes end;      // then this
+    friend void PrintTo(const Stream& row, std::ostream* out) { *out << row.name; }
 };
 
 // 258 bytes that the caller keeps behind the stream, as in the second versions' tests.
