@@ -40,7 +40,7 @@ check() {
         "$path" --gtest_filter="-$left_out" > "$log" 2>&1
     local status=$?
     if [ $status -eq 0 ]; then
-        echo "$program: clean, $(grep -oE '[0-9]+ tests? from' "$log" | head -1 | cut -d' ' -f1-2) ($((SECONDS - start)) s)"
+        echo "$program: clean, $(grep -oE '[0-9]+ tests?' "$log" | head -1) ($((SECONDS - start)) s)"
     else
         echo "$program: exit $status, see $log"
         grep -E "^==[0-9]+== [A-Z]|FAILED" "$log" | head -20

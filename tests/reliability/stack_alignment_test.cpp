@@ -59,7 +59,8 @@ unsigned stackOffset;
 
 std::uint32_t Word(const void* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); }
 std::uint32_t Word(int value) { return static_cast<std::uint32_t>(value); }
-template <typename Result, typename... Args> std::uint32_t Word(Result (*function)(Args...)) {
+template <typename Result, typename... Args>
+std::uint32_t Word(Result (*function)(Args...)) {
     return reinterpret_cast<std::uintptr_t>(function);
 }
 
@@ -73,8 +74,12 @@ std::uint32_t CallWords(const char* name, std::initializer_list<std::uint32_t> w
 }
 
 // An exported function or member by its mangled name; a member's first argument is its object.
-template <typename... Args> std::uint32_t Call(const char* name, Args... args) { return CallWords(name, {Word(args)...}); }
-template <typename... Args> void* CallForBlock(const char* name, Args... args) {
+template <typename... Args>
+std::uint32_t Call(const char* name, Args... args) {
+    return CallWords(name, {Word(args)...});
+}
+template <typename... Args>
+void* CallForBlock(const char* name, Args... args) {
     return reinterpret_cast<void*>(Call(name, args...));
 }
 
@@ -84,7 +89,8 @@ int Rows(int, int) { return 1; }
 Bytes Taken(void* block) { return block ? testhost::Bytes(block) : Bytes(); }
 
 // Storage for an object that its own constructor fills.
-template <typename T> struct Storage {
+template <typename T>
+struct Storage {
     alignas(16) unsigned char bytes[sizeof(T)] = {};
     T* operator->() { return reinterpret_cast<T*>(bytes); }
     T* get() { return reinterpret_cast<T*>(bytes); }
@@ -144,7 +150,8 @@ std::vector<Bytes> Everything(const std::string& kind) {
                              "_ZN19CLinearTransformMem29Make8bitPaletteColorImageLineEdPhS0_S0_",
                              "_ZN19CLinearTransformMem21MakeRGBColorImageLineEdPhS0_S0_"}) {
         Bytes out(800);
-        CallWords(name, {Word(transform.get()), half[0], half[1], Word(row.data()), Word(other.data()), Word(out.data())});
+        CallWords(name, {Word(transform.get()), half[0], half[1], Word(row.data()), Word(other.data()),
+                         Word(out.data())});
         made.push_back(out);
     }
     Call("_ZN19CLinearTransformMemD1Ev", transform.get());
