@@ -1,76 +1,56 @@
-// What the benchmarks share: time, pages, and rounds in which all contestants take turns.
+// What every benchmark is written against: works, and the contestants that take turns at them. Two
+// backends play the rounds: Google Benchmark in 64 bits, a small timer in 32 (play_google.cpp,
+// play_timer.cpp). Neither a work nor a contestant knows which.
 //
 // Times are the calling thread's processor time, so that other programs on the machine count less.
-// Before every timed call a large block is written, so that neither the input nor the output is in
-// a cache. Minimum and median of the rounds are shown, and each time as a ratio to LIMIT: reading
-// the input once and writing the output once.
+// In every round each contestant is called once, in the order of the list; before each timed call 96
+// MB of other memory are written, so that neither input nor output is in a cache. Minimum and median
+// of the rounds are reported, and which memory the result went to.
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <ctime>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-inline double Milliseconds() {
-    timespec now;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
-}
-
-inline void LeaveCaches() {
-    static std::vector<unsigned char> large(std::size_t{96} << 20);
-    static unsigned char value = 0;
-    std::memset(large.data(), ++value, large.size());
-}
-
-// Reads one block in full and writes another in full.
-inline void Limit(const std::vector<unsigned char>& from, std::vector<unsigned char>& to) {
-    std::uint64_t sum = 0;
-    for (std::size_t i = 0; i + 8 <= from.size(); i += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, from.data() + i, sizeof word);
-        sum += word;
-    }
-    std::memset(to.data(), static_cast<int>(sum & 0xFF), to.size());
-}
+enum class Memory {
+    Touched, // written before: what a kernel takes
+    Fresh,   // a new block of the host layer, freed within the time: what an entry takes
+    Own      // what another library allocates for itself, from memory that its process has touched
+};
 
 struct Contestant {
     std::string name;
+    Memory memory = Memory::Touched;
     std::function<void()> run;
-    std::vector<double> times = {};
+    // Called once after the first run: what is wrong with the outcome, or nothing.
+    std::function<std::string()> complaint = nullptr;
+    std::vector<double> milliseconds = {};
 };
 
-inline double Minimum(const std::vector<double>& times) { return *std::min_element(times.begin(), times.end()); }
+struct Work {
+    std::string name;
+    std::vector<Contestant> contestants;
+    // How many calls are timed as one; their time is divided. More than one: caches are left warm.
+    int callsAtOnce = 1;
+    // What the contestants work on, for as long as they do.
+    std::vector<std::function<void()>> keep = {};
+};
 
-inline double Median(std::vector<double> times) {
-    std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
-    return times[times.size() / 2];
-}
+// The work is made when its turn comes and released after it: all of them at once would not fit 32 bits.
+void Register(const std::string& name, std::function<Work()> make);
 
-// One line per contestant; the first one is LIMIT.
-inline void Compete(const std::string& work, std::vector<Contestant> contestants, int rounds) {
-    for (int round = 0; round <= rounds; ++round) {
-        for (Contestant& contestant : contestants) {
-            LeaveCaches();
-            const double begin = Milliseconds();
-            contestant.run();
-            if (round > 0) // the first round warms up
-                contestant.times.push_back(Milliseconds() - begin);
-        }
-    }
-    const double limit = Minimum(contestants.front().times);
-    for (const Contestant& contestant : contestants) {
-        const double minimum = Minimum(contestant.times);
-        std::printf("%s\t%s\t%.2f\t%.2f\t%.1f\n", work.c_str(), contestant.name.c_str(), minimum,
-                    Median(contestant.times), minimum / limit);
-    }
-    std::fflush(stdout);
-}
+// Plays all works whose names contain `part` and prints a line for each contestant, separated by
+// tabs: work, contestant, memory, minimum and median in milliseconds, rounds, complaint.
+void PlayAll(int rounds, const std::string& part);
+
+// The backend: one more time for each of these contestants.
+void PlayRound(const Work& work, const std::vector<Contestant*>& contestants);
+// A line about the backend.
+std::string NameOfBackend();
+
+void LeaveCaches();
 
 } // namespace bench

@@ -3,13 +3,14 @@
 #include "memory/unaligned.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace dibprep {
 namespace {
 
-constexpr std::size_t ScratchAlignment = 64;
 // Behind a made row: what a stage may read there.
 constexpr std::int64_t FeedPadding = 32;
 
@@ -20,10 +21,10 @@ int FractionOf(const _tagCOORDENTRY& column) { return column.nOffset1 == column.
 
 } // namespace
 
-FastRows::FastRows(const RowTable& table, const RowTask& task, bool keep)
-    : m_table(table), m_source(*task.source), m_columns(task.columns), m_count(task.count), m_keep(keep) {
+FastRows::FastRows(const RowTable& table, const RowTask& task, bool keep, bool stream)
+    : m_table(table), m_source(*task.source), m_columns(task.columns), m_count(task.count), m_keep(keep),
+      m_stream(stream && table.stream) {
     m_active = Prepare(task);
-    m_byBlocks = m_active && m_feed == Feed::Colours && !m_layout.sampled && table.flat && m_blocks.Plan(task);
 }
 
 // The columns of any clip within its frame lie inside the source. A caller of the kernels may have
@@ -44,25 +45,38 @@ bool FastRows::ColumnsAreInside(const RowTask& task) const {
     return true;
 }
 
-// Reads the colour table; true where it holds nothing but grays.
-bool FastRows::ReadTable(const RowTask& task) {
-    const std::uint32_t used = 1u << m_source.nBitCount;
-    bool gray = true;
-    for (std::uint32_t i = 0; i < used; ++i) {
+// Reads the colour table, and how many of its first entries are gray.
+void FastRows::ReadTable(const RowTask& task) {
+    const std::uint32_t entries = 1u << m_source.nBitCount;
+    m_grays = 256;
+    for (std::uint32_t i = 0; i < entries; ++i) {
         const std::uint32_t colour =
             i < task.table.readable ? LoadU32(task.table.entries + i * sizeof(tagRGBQUAD)) & 0xFFFFFF : 0;
-        gray = gray && colour == (colour & 0xFF) * 0x010101;
+        if (m_grays == 256 && colour != (colour & 0xFF) * 0x010101)
+            m_grays = static_cast<int>(i);
         m_colours[i] = colour;
         m_levels[i] = static_cast<unsigned char>(colour);
     }
-    // The leftmost pixel is in the most significant bits.
-    if (m_source.nBitCount == 4)
-        for (std::uint32_t i = 0; i < 512; ++i)
-            m_groups[i] = m_colours[i >> (i & 1 ? 1 : 5) & 0xF];
-    else if (m_source.nBitCount == 1)
-        for (std::uint32_t i = 0; i < 64; ++i)
-            m_groups[i] = m_colours[i >> 2 >> (3 - (i & 3)) & 1];
-    return gray;
+}
+
+// The leftmost pixel is in the most significant bits.
+void FastRows::FillGroups() {
+    const int bits = m_source.nBitCount;
+    if (bits == 8)
+        return;
+    const int step = m_layout.pixelBytes;
+    // Half a byte of single bits where four bytes or three make a pixel, else a byte.
+    const int groupBits = bits == 1 && step != 1 ? 4 : 8;
+    const int pixels = groupBits / bits;
+    m_groupBytes = pixels * (step == 1 ? 1 : 4);
+    for (int group = 0; group < 1 << groupBits; ++group) {
+        unsigned char packed[16 + 4] = {};
+        for (int k = 0; k < pixels; ++k) {
+            const int index = group >> (pixels - 1 - k) * bits & m_source.byMask;
+            std::memcpy(packed + k * step, &m_colours[index], 4);
+        }
+        std::memcpy(m_groups + group * m_groupBytes, packed, static_cast<std::size_t>(m_groupBytes));
+    }
 }
 
 bool FastRows::Prepare(const RowTask& task) {
@@ -70,30 +84,14 @@ bool FastRows::Prepare(const RowTask& task) {
     if (!m_table.acrossPixels || m_count < 1 || task.outStep != (m_source.nBitCount == 32 ? 4 : 3) ||
         !ColumnsAreInside(task))
         return false;
-    const std::int64_t width = m_source.nWidth;
     switch (m_source.nBitCount) {
     case 1:
     case 4:
     case 8:
-        // A table that does not stand behind the header has an end that nobody knows: only the colours
-        // that pixels name are looked at.
-        if (!m_source.pHeader || task.table.entries != reinterpret_cast<const unsigned char*>(m_source.pHeader) +
-                                                           sizeof(tagBITMAPINFOHEADER))
-            return false;
-        m_feed = Feed::Colours;
-        // A callback may bring colours into a gray table.
-        if (ReadTable(task) && m_keep && m_source.nBitCount == 8 && m_table.down[StoreThrice]) {
-            bool identity = true;
-            for (std::uint32_t i = 0; i < 256; ++i)
-                identity = identity && m_levels[i] == i;
-            m_feed = identity ? Feed::Source : Feed::Levels;
-            return Arrange(task, {1, 1, false, false, identity ? m_source.nLineBytes : width + FeedPadding,
-                                 StoreThrice});
-        }
-        return Arrange(task, {4, 4, false, false, width * 4 + FeedPadding, StoreThreeOfFour});
+        return PrepareTable(task);
     case 16:
         m_feed = Feed::Widened;
-        return Arrange(task, {4, 4, false, false, width * 4 + FeedPadding, StoreThreeOfFour});
+        return Arrange(task, {4, 4, false, false, std::int64_t{m_source.nWidth} * 4 + FeedPadding, StoreThreeOfFour});
     case 24:
         return Arrange(task, {3, 3, false, false, m_source.nLineBytes, StoreAll});
     case 32:
@@ -103,29 +101,86 @@ bool FastRows::Prepare(const RowTask& task) {
     }
 }
 
+bool FastRows::PrepareTable(const RowTask& task) {
+    // A table that does not stand behind the header has an end that nobody knows: only the colours
+    // that pixels name are looked at.
+    if (!m_source.pHeader || task.table.entries != reinterpret_cast<const unsigned char*>(m_source.pHeader) +
+                                                       sizeof(tagBITMAPINFOHEADER))
+        return false;
+    ReadTable(task);
+    // What stands behind a short table is no colour of the picture, mostly: rows that name it are found
+    // as they come. A callback may bring colours into a gray table.
+    const bool gray = m_grays == 256 || (m_source.nBitCount == 8 && m_grays >= m_source.nColors);
+    return m_keep && gray ? ArrangeLevels(task) : ArrangeColours(task);
+}
+
+bool FastRows::ArrangeLevels(const RowTask& task) {
+    m_feed = Feed::Levels;
+    std::int64_t rowBytes = std::int64_t{m_source.nWidth} + FeedPadding;
+    if (m_source.nBitCount == 8) {
+        bool identity = true;
+        bool sums = m_table.levelsBySums != nullptr;
+        for (int i = 0; i < 16; ++i) {
+            m_sums[i] = m_levels[i];
+            m_sums[16 + i] = static_cast<unsigned char>(m_levels[i * 16] - m_levels[0]);
+        }
+        for (int i = 0; i < m_grays; ++i) {
+            identity = identity && m_levels[i] == i;
+            sums = sums && m_levels[i] == static_cast<unsigned char>(m_sums[i & 15] + m_sums[16 + (i >> 4)]);
+        }
+        if (identity)
+            m_feed = Feed::Source;
+        else if (sums)
+            m_feed = Feed::LevelSums;
+        if (identity)
+            rowBytes = m_source.nLineBytes;
+    }
+    if (!Arrange(task, {1, 1, false, false, rowBytes, StoreThrice}))
+        return false;
+    FillGroups();
+    return true;
+}
+
+// Pixels of three bytes where their slots stand without gaps, else of four.
+bool FastRows::ArrangeColours(const RowTask& task) {
+    m_feed = Feed::Colours;
+    const std::int64_t width = m_source.nWidth;
+    if (!Arrange(task, {m_table.colour24 ? 3 : 4, m_table.colour24 ? 3 : 4, false, false, width * 4 + FeedPadding,
+                        m_table.colour24 ? StoreAll : StoreThreeOfFour}))
+        return false;
+    FillGroups();
+    m_byBlocks = m_table.changes && m_blocks.Plan(task, m_layout.slotsPerPixel == 3 ? SlotsPerStep : SlotsPerStep / 4);
+    return true;
+}
+
 // Finds the densest layout whose windows hold their samples, and fills its plan. Up to about 1.3
-// source pixels per output pixel 24-bit slots stand without gaps; up to three, four slots make a
-// pixel. Beyond (with other depths, beyond two) a half window makes one; and where the row has to be
-// made anyway, or is shorter than a window, it is made of the samples alone.
+// source pixels per output pixel slots of three channels stand without gaps; up to three (where pixels
+// have four bytes, two), four slots make a pixel. Beyond, a half window makes one; and where the row
+// has to be made anyway, or is shorter than a window, it is made of the samples alone.
 bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const bool windows = m_table.acrossWindows != nullptr;
     Layout layout = wanted;
-    if (!windows && layout.slotsPerPixel == 3) {
+    const auto withGaps = [&] {
         layout.slotsPerPixel = 4;
         layout.storing = StoreThreeOfFour;
-    }
-    // Room for either layout.
-    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * std::max(layout.slotsPerPixel, layout.storing ==
-                                                                          StoreThrice ? 1 : 4), SlotsPerStep);
-    const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * layout.pixelBytes + FeedPadding;
+        if (m_feed == Feed::Colours)
+            layout.pixelBytes = 4;
+    };
+    if (!windows && layout.slotsPerPixel == 3)
+        withGaps();
+    // Room for any layout.
+    const std::int64_t slots =
+        RoundedUp(std::int64_t{m_count} * (layout.storing == StoreThrice ? 1 : 4), SlotsPerStep);
+    const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * (layout.storing == StoreThrice ? 1 : 4) + FeedPadding;
     const std::int64_t fed = RoundedUp(std::max(layout.rowBytes, sampledBytes), ScratchAlignment);
     const std::int64_t mixed = RoundedUp(slots * 4, ScratchAlignment);
-    const std::int64_t planned = slots / SlotsPerWindow;
-    const std::int64_t picks = planned * WindowBytes;
-    const std::int64_t bases = windows ? RoundedUp(planned * 2 * 4, ScratchAlignment) : 0;
-    const std::int64_t plan = windows ? bases + 3 * RoundedUp(picks, ScratchAlignment)
-                                      : RoundedUp(slots / 4 * std::int64_t{sizeof(PixelColumn)}, ScratchAlignment);
-    const std::int64_t bytes = ScratchAlignment + fed + 2 * mixed + plan;
+    const std::int64_t plan =
+        RoundedUp(windows ? slots / SlotsPerWindow / 2 * std::int64_t{sizeof(WindowPair)}
+                          : RoundedUp(m_count, SlotsPerStep) * std::int64_t{sizeof(PixelColumn)},
+                  ScratchAlignment);
+    const std::int64_t finished =
+        m_stream ? RoundedUp(std::int64_t{m_count} * task.outStep, ScratchAlignment) + ScratchAlignment : 0;
+    const std::int64_t bytes = ScratchAlignment + fed + 2 * mixed + finished + plan;
     if (bytes > std::numeric_limits<std::int32_t>::max())
         return false;
     m_scratch.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(bytes)]);
@@ -139,35 +194,34 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
         return taken;
     };
     m_fed = take(fed);
+    // The last pixels' right neighbours are taken from behind them, with no weight. They are nothing
+    // that shows, but something that was written.
+    std::memset(m_fed, 0, static_cast<std::size_t>(fed));
     m_mixed[0].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
     m_mixed[1].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
-    unsigned char* const planAt = at;
+    m_finished = take(finished);
+    unsigned char* const planned = take(plan);
 
     const auto fits = [&] {
         m_layout = layout;
-        at = planAt;
         m_plan = {};
         m_plan.pixelBytes = layout.pixelBytes;
         if (!windows) {
-            if (layout.rowBytes < 8)
+            if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
                 return false;
-            m_plan.columns = reinterpret_cast<PixelColumn*>(take(plan));
+            m_plan.columns = reinterpret_cast<PixelColumn*>(planned);
             FillPixels(task, layout);
-            m_across = m_table.acrossPixels;
+            m_across = layout.pixelBytes == 1 ? m_table.acrossLevels : m_table.acrossPixels;
             return true;
         }
-        m_plan.base = reinterpret_cast<std::int32_t*>(take(bases));
-        m_plan.picks = take(picks);
-        m_plan.coarse = reinterpret_cast<std::int8_t*>(take(picks));
-        m_plan.fine = reinterpret_cast<std::int8_t*>(take(picks));
+        m_plan.windows = reinterpret_cast<WindowPair*>(planned);
         m_across = layout.halves ? m_table.acrossHalves : m_table.acrossWindows;
         return layout.rowBytes >= (layout.halves ? HalfWindowBytes : WindowBytes) && FillWindows(task, layout);
     };
     if (fits())
         return true;
     if (layout.slotsPerPixel == 3) {
-        layout.slotsPerPixel = 4;
-        layout.storing = StoreThreeOfFour;
+        withGaps();
         if (fits())
             return true;
     }
@@ -191,14 +245,15 @@ std::int64_t FastRows::OffsetOf(const _tagCOORDENTRY& column, int k, const Layou
 
 bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
     const std::int64_t slots = std::int64_t{m_count} * layout.slotsPerPixel;
-    m_plan.windows = static_cast<int>(RoundedUp(slots, SlotsPerStep) / SlotsPerWindow);
-    std::int32_t* base = m_plan.base;
-    std::uint8_t* picks = m_plan.picks;
-    std::int8_t* coarse = m_plan.coarse;
-    std::int8_t* fine = m_plan.fine;
+    m_plan.pairs = static_cast<int>(RoundedUp(slots, SlotsPerStep) / SlotsPerWindow / 2);
     int pixel = 0;
     int channel = 0;
-    for (int w = 0; w < m_plan.windows; ++w) {
+    for (int w = 0; w < m_plan.pairs * 2; ++w) {
+        WindowPair& pair = m_plan.windows[w / 2];
+        std::int32_t* const base = pair.base + w % 2 * 2;
+        std::uint8_t* picks = pair.picks + w % 2 * WindowBytes;
+        std::int8_t* coarse = pair.coarse + w % 2 * WindowBytes;
+        std::int8_t* fine = pair.fine + w % 2 * WindowBytes;
         std::int64_t start = 0;
         int skipped = 0; // bytes of the window in front of its second half
         for (int slot = 0; slot < SlotsPerWindow; ++slot, picks += 2, coarse += 2, fine += 2) {
@@ -208,7 +263,7 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
                 // The last windows move back into the row.
                 start = std::min(first, layout.rowBytes - (layout.halves ? HalfWindowBytes : WindowBytes));
                 skipped = slot == 0 ? 0 : HalfWindowBytes;
-                *base++ = static_cast<std::int32_t>(start);
+                base[slot == 0 ? 0 : 1] = static_cast<std::int32_t>(start);
             }
             picks[0] = picks[1] = 0x80;
             coarse[0] = coarse[1] = fine[0] = fine[1] = 0;
@@ -236,7 +291,9 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
 }
 
 void FastRows::FillPixels(const RowTask& task, const Layout& layout) {
-    m_plan.pixels = static_cast<int>(RoundedUp(m_count, SlotsPerStep / 4));
+    m_plan.pixels = static_cast<int>(RoundedUp(m_count, SlotsPerStep / layout.slotsPerPixel));
+    m_plan.unshifted = m_plan.pixels;
+    const std::int64_t lastOffset = layout.rowBytes - (layout.pixelBytes == 1 ? 2 : 8);
     PixelColumn* planned = m_plan.columns;
     for (int k = 0; k < m_plan.pixels; ++k, ++planned) {
         *planned = {};
@@ -244,14 +301,20 @@ void FastRows::FillPixels(const RowTask& task, const Layout& layout) {
             continue;
         const int fx = FractionOf(task.columns[k]);
         const std::int64_t left = OffsetOf(task.columns[k], k, layout);
-        // The last eight bytes move back into the row.
-        const std::int64_t offset = std::min<std::int64_t>(left, layout.rowBytes - 8);
+        // What is read moves back into the row.
+        const std::int64_t offset = std::min(left, lastOffset);
         planned->offset = static_cast<std::int32_t>(offset);
         planned->shift = static_cast<std::int32_t>((left - offset) * 8);
         planned->coarse[0] = static_cast<std::int16_t>(64 - (fx >> 4));
         planned->coarse[1] = static_cast<std::int16_t>(fx >> 4);
         planned->fine[0] = static_cast<std::int16_t>(-(fx & 15));
         planned->fine[1] = static_cast<std::int16_t>(fx & 15);
+        if (left != offset) {
+            m_plan.unshifted = std::min(m_plan.unshifted, k);
+            // The last byte of a row has no neighbour, and all the weight.
+            if (layout.pixelBytes == 1)
+                std::swap(planned->coarse[0], planned->coarse[1]);
+        }
     }
 }
 

@@ -6,37 +6,67 @@
 #include "bilinear/row_table.h"
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 
 namespace dibprep {
 
-constexpr int PixelsPerBlock = SlotsPerStep / 4;
-
+// A row is divided into blocks of as many output pixels as all stages make in whole steps.
 class FlatBlocks {
 public:
-    // What a block of a row is: the byte of which all its pixels are made, or
-    static constexpr std::int16_t Mixed = -1;
+    // Neighbouring blocks of one kind: the byte of which all their pixels are made, or
+    static constexpr int Mixed = -1;
+    struct Run {
+        int end; // the first block behind it
+        int kind;
+    };
 
-    // Plans the blocks of eight output pixels each. False where nothing can be found: rows too short,
-    // columns too far apart, no memory.
-    bool Plan(const RowTask& task);
+    // Plans the blocks. False where nothing can be found: rows too short, no memory.
+    bool Plan(const RowTask& task, int pixelsPerBlock);
 
     int Count() const { return m_count; }
+    int PixelsPerBlock() const { return m_pixels; }
     // The first source column of a block, and the one behind its last.
     int Begin(int block) const { return m_blocks[block].begin; }
     int End(int block) const { return m_blocks[block].end; }
 
-    // Looks at a row; its state is kept in one of two places.
-    void Look(FlatKernel kernel, const unsigned char* row, int place, std::uintptr_t ahead);
-    std::int16_t* Kinds(int place) { return m_kinds.get() + static_cast<std::size_t>(place) * Size(); }
+    // Looks at a row; what it finds is kept in one of two places.
+    void Look(ChangeKernel kernel, const unsigned char* row, int place, std::uintptr_t ahead);
+    const Run* Runs(int place) const { return m_runs.get() + static_cast<std::size_t>(place) * Size(); }
+
+    // The blocks for which a mixed row has been made: those of several colours at once, others when
+    // they stand beside one of several colours in the other row. Answers the first from `begin` to
+    // before `end` that is not (or is), or `end`.
+    int NextMade(int place, int begin, int end, bool made) const {
+        const unsigned char* const from = m_made.get() + static_cast<std::size_t>(place) * Size() + begin;
+        const void* const at = std::memchr(from, made ? 1 : 0, static_cast<std::size_t>(end - begin));
+        return at ? begin + static_cast<int>(static_cast<const unsigned char*>(at) - from) : end;
+    }
+    void SetMade(int place, int begin, int end, bool made) {
+        std::memset(m_made.get() + static_cast<std::size_t>(place) * Size() + begin, made ? 1 : 0,
+                    static_cast<std::size_t>(end - begin));
+    }
 
 private:
+    struct Block {
+        std::int32_t begin; // its source columns
+        std::int32_t end;
+        std::int32_t firstByte; // ... and their bytes
+        std::int32_t lastByte;
+    };
+
     std::size_t Size() const { return static_cast<std::size_t>(m_count); }
+    int NextChange(int byte) const;
+    Run* Append(Run* runs, Run* last, int end, int kind);
 
     int m_count = 0;
+    int m_pixels = 0;
     int m_bits = 0;
-    std::unique_ptr<FlatBlock[]> m_blocks;
-    std::unique_ptr<std::int16_t[]> m_kinds;
+    int m_bytes = 0; // of a row that are looked at
+    std::unique_ptr<Block[]> m_blocks;
+    std::unique_ptr<Run[]> m_runs;
+    std::unique_ptr<unsigned char[]> m_made;
+    std::unique_ptr<std::uint32_t[]> m_changes;
 };
 
 } // namespace dibprep

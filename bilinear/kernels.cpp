@@ -1,5 +1,6 @@
 // The kernels: one walk over the output rows, shared by all formats, around the row kernel of the
 // format and its fast form.
+#include "bilinear/deep_rows.h"
 #include "bilinear/fast_rows.h"
 #include "bilinear/layout.h"
 #include "bilinear/row.h"
@@ -11,6 +12,10 @@
 using namespace dibprep;
 
 namespace {
+
+// Results from this size on are written past the caches: the first rows would have left them anyway
+// before the last are made.
+constexpr std::int64_t StreamedBytes = 4 << 20;
 
 // What a member gets, and how its format differs from the others.
 struct Job {
@@ -66,7 +71,10 @@ int Run(const Job& job) {
     task.outStep = job.destination.nBytesPerPixel;
     task.source = &source;
     task.table = TableOf(source);
-    FastRows fast(RowsFor(CurrentTier()), task, job.progress == nullptr);
+    // A callback may read the rows, best from a cache.
+    const bool stream = !job.progress && std::int64_t{count} * task.outStep * rows >= StreamedBytes;
+    FastRows fast(RowsFor(CurrentTier()), task, !job.progress, stream);
+    DeepRows deep(DeepRowsFor(CurrentTier()), task, !job.progress);
 
     std::int32_t y = WrapMultiply(WrapSubtract(job.clip.top, job.frame.top), step.cy);
     for (int i = 0; i < rows; ++i, y = WrapAdd(y, step.cy)) {
@@ -77,7 +85,7 @@ int Run(const Job& job) {
             task.upper = RowFromTop(source, r);
             task.lower = r < source.nHeight - 1 ? task.upper - job.lowerRowBack : task.upper;
             task.out = RowFromTop(job.destination, i);
-            if (!fast.Make(task))
+            if (!fast.Make(task) && !deep.Make(task))
                 job.makeRow(task);
         }
         // Exactly the rows reported are written: nothing works ahead of the callback.

@@ -18,6 +18,7 @@
 
 #include "memory/x86/cpu_tier.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace dibprep {
@@ -34,20 +35,26 @@ constexpr int SlotsPerStep = SlotsPerWindow * WindowsPerStep;
 
 // One output pixel for stages that cannot pick bytes from a window.
 struct PixelColumn {
-    std::int32_t offset;    // of 8 bytes that hold both samples
-    std::int32_t shift;     // bits of them in front of the left sample
+    std::int32_t offset;    // of 8 bytes that hold both samples; of the two samples where they are bytes
+    std::int32_t shift;     // bits of the 8 bytes in front of the left sample
     std::int16_t coarse[2]; // 64 - a, a
     std::int16_t fine[2];   // -b, b
 };
 
+// Two windows, with all that a stage needs to know in one place: registers for addresses are few.
+struct WindowPair {
+    std::uint8_t picks[2 * WindowBytes]; // the two samples of each slot; 0x80: none
+    std::int8_t coarse[2 * WindowBytes]; // 64 - a, a for each slot
+    std::int8_t fine[2 * WindowBytes];   // -b, b for each slot
+    std::int32_t base[4];                // first bytes in the row of the windows' halves
+};
+
 // Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
 struct AcrossPlan {
-    int windows;          // windows, a multiple of four
-    std::int32_t* base;   // per window: its first byte in the row; or those of its two halves
-    std::uint8_t* picks;  // 16 per window: the two samples of each slot; 0x80: none
-    std::int8_t* coarse;  // 16 per window: 64 - a, a for each slot
-    std::int8_t* fine;    // 16 per window: -b, b for each slot
-    int pixels;           // pixels of four slots, a multiple of eight
+    int pairs;            // pairs of windows, a multiple of two
+    WindowPair* windows;  // one per pair
+    int pixels;           // pixels: a multiple of eight with four slots each, or of 32 with one
+    int unshifted;        // pixels in front of the first one with a shift
     PixelColumn* columns; // one per pixel
     int pixelBytes;       // from the left to the right sample: 3 or 4
 };
@@ -61,24 +68,43 @@ using AcrossKernel = void (*)(const AcrossPlan& plan, const unsigned char* row, 
 using DownKernel = void (*)(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
                             std::int64_t bytes);
 
-// From `count` pixels to 32-bit pixels, by the colours of their indices or of five bits a channel;
-// or to one byte each.
-using ColourKernel = void (*)(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out);
+// From `count` pixels to pixels of four bytes (or of three, where the name says so), by the colours of
+// their indices or of five bits a channel; or to one byte each. Behind pixels of three bytes up to
+// four more are written.
+using ColourKernel = void (*)(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out);
 using LevelKernel = void (*)(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out);
 using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t* out);
 
-// A block of eight output pixels in a row of bytes that hold indices.
-struct FlatBlock {
-    std::int32_t start;  // of 17 bytes within the row
-    std::int32_t first;  // the block's first byte
-    std::uint32_t pairs; // those of the 17 that the next one must equal
-    std::int32_t begin;  // its first pixel in the row
-    std::int32_t end;    // and the one behind its last
-};
+// LevelKernel also stands for levels that are one of sixteen bytes by the low four bits of an index plus one of
+// sixteen others by its high ones, modulo 256: as in the table from white to black, or any even ramp.
+// `levels` then has the sixteen of the low bits, and behind them the others. And for `count` bytes of two
+// pixels each.
 
-// For each block the byte that all its bytes are, or -1. `ahead` as above.
-using FlatKernel = void (*)(const unsigned char* row, const FlatBlock* blocks, int count, std::int16_t* kinds,
-                            std::uintptr_t ahead);
+// The highest of `count` bytes.
+using HighestKernel = int (*)(const unsigned char* row, int count);
+
+// Where a row changes: bit i of `changes` tells whether byte i differs from the next one. Answers how
+// many do. Whole words are written, the bits behind the last pair being those of other pairs. The row
+// has at least LeastCompared bytes. `ahead` as above.
+using ChangeKernel = int (*)(const unsigned char* row, int bytes, std::uint32_t* changes, std::uintptr_t ahead);
+constexpr int LeastCompared = 33;
+
+// `bytes` bytes of pixels of three, all of one colour.
+using FillKernel = void (*)(unsigned char* out, std::int64_t bytes, std::uint32_t colour);
+
+// Lays the groups of whole bytes of a packed row one after the other, `step` bytes apart: those of
+// `group` bytes, by the byte, or those of 16 bytes, by its halves. A group may end behind its step.
+using PackedKernel = void (*)(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
+                              unsigned char* out);
+
+// Copies a finished row past the caches: whole lines of 64 bytes are neither read nor kept there. The
+// row stands as far behind such a boundary as its place in the picture does.
+using StreamKernel = void (*)(unsigned char* out, const unsigned char* row, std::size_t bytes);
+// Behind the last such row: other threads see the rows before what is written later.
+using FenceKernel = void (*)();
+
+// Asks for bytes that are needed soon; nothing is read there.
+using FetchKernel = void (*)(std::uintptr_t ahead, int bytes);
 
 // How a mixed row becomes output bytes.
 enum Storing {
@@ -92,11 +118,21 @@ struct RowTable {
     AcrossKernel acrossWindows;    // null: the tier cannot pick bytes
     AcrossKernel acrossHalves;     // the same for windows of two halves
     AcrossKernel acrossPixels;     // null with acrossWindows: rows are made by the scalar kernels
+    AcrossKernel acrossLevels;     // pixels of one slot, for tiers without acrossWindows
     DownKernel down[StoringForms]; // null: the tier has no such form
     ColourKernel colour;
+    ColourKernel colour24; // null: the tier has no such form
     LevelKernel levels;
+    LevelKernel levelsBySums; // levels that are sums; null: the tier has no such form
+    LevelKernel levels4;      // of halves of bytes; null: the tier has no such form
+    PackedKernel packed;
     WidenKernel widen;
-    FlatKernel flat; // null: not looked for
+    HighestKernel highest;
+    ChangeKernel changes; // null: not looked for
+    FillKernel fill;
+    StreamKernel stream; // null: the tier has no such form
+    FenceKernel fence;
+    FetchKernel fetch;
 };
 
 // The table of a tier of this processor.

@@ -15,3 +15,7 @@ if(DIBPREP_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+if(DIBPREP_FUZZ)
+  # Counts what is reached, in the library and in everything else.
+  add_compile_options(-fsanitize=fuzzer-no-link,float-cast-overflow)
+endif()

@@ -52,16 +52,16 @@ Picture Describe(unsigned char* dib) {
 
 // The colour of an index, straight from the table. An index past the table gets what stands there
 // as long as it is part of the DIB, and black beyond.
-Bgr TableColor(const Picture& source, unsigned index) {
+std::uint32_t TableColor(const Picture& source, unsigned index) {
     const bool infoHeader = HasInfoHeader(source.dib);
     const std::uint64_t at = EntryOffset(infoHeader, index);
     const bool pastTable = index >= source.colors;
     if (pastTable && at + EntryBytes(infoHeader) > source.end)
-        return Bgr{0, 0, 0};
-    const auto byte = [&](std::uint64_t offset) -> unsigned char {
+        return 0;
+    const auto byte = [&](std::uint64_t offset) -> unsigned {
         return pastTable && offset >= source.limit ? 0 : source.dib[offset];
     };
-    return Bgr{byte(at), byte(at + 1), byte(at + 2)};
+    return Bgr0(byte(at), byte(at + 1), byte(at + 2));
 }
 
 // Hands the pixels of a row that ends beyond the limit to `row` in pieces, with zeros for what
@@ -87,7 +87,8 @@ void ConvertCutRow(const Picture& source, std::uint64_t at, unsigned char* out, 
 }
 
 // row(out, in, pixels) for every row, as stored.
-template <class Row> void ConvertRows(const Picture& source, unsigned char* result, unsigned targetBits, Row row) {
+template <class Row>
+void ConvertRows(const Picture& source, unsigned char* result, unsigned targetBits, Row row) {
     const auto stride = static_cast<std::uint64_t>(RowStride(source.width, source.bitCount));
     const auto targetStride = static_cast<std::size_t>(RowStride(source.width, targetBits));
     const auto width = static_cast<std::size_t>(source.width);
@@ -102,7 +103,7 @@ template <class Row> void ConvertRows(const Picture& source, unsigned char* resu
     }
 }
 
-const DepthRows& Rows() { return ScalarDepthRows; }
+const DepthRows& Rows() { return DepthRowsFor(CurrentTier()); }
 
 ChannelMask ChannelOf(unsigned mask) {
     unsigned short left;
@@ -120,18 +121,37 @@ PixelMasks MasksOf(unsigned char* dib) {
     return PixelMasks{ChannelOf(red), ChannelOf(green), ChannelOf(blue)};
 }
 
-Bgr IndexBgr(unsigned char* dib, unsigned index) {
+std::uint32_t IndexColor(unsigned char* dib, unsigned index) {
     const unsigned color = GetIndexColor(dib, static_cast<int>(index));
-    return Bgr{GetBValue(color), GetGValue(color), GetRValue(color)};
+    return Bgr0(GetBValue(color), GetGValue(color), GetRValue(color));
+}
+
+template <class Value>
+void Indexed(const Picture& source, unsigned char* result, unsigned targetBits,
+             void (*convert)(unsigned char*, const unsigned char*, std::size_t, const Value*), const Value* values) {
+    ConvertRows(source, result, targetBits, [=](unsigned char* out, const unsigned char* in, std::size_t pixels) {
+        convert(out, in, pixels, values);
+    });
+}
+
+void Direct(const Picture& source, unsigned char* result, unsigned targetBits, DepthRows::Direct convert) {
+    ConvertRows(source, result, targetBits, [convert](unsigned char* out, const unsigned char* in, std::size_t pixels) {
+        convert(out, in, pixels);
+    });
+}
+
+void Masked(const Picture& source, unsigned char* result, unsigned targetBits, DepthRows::Masked convert) {
+    const PixelMasks masks = MasksOf(source.dib);
+    ConvertRows(source, result, targetBits, [&](unsigned char* out, const unsigned char* in, std::size_t pixels) {
+        convert(out, in, pixels, masks);
+    });
 }
 
 void From1To24(const Picture& source, unsigned char* result) {
-    Bgr colors[2] = {};
+    std::uint32_t colors[2] = {};
     for (unsigned i = 0; i < std::min(source.colors, 2u); ++i)
-        colors[i] = IndexBgr(source.dib, i);
-    ConvertRows(source, result, 24, [&](unsigned char* out, const unsigned char* in, std::size_t pixels) {
-        Rows().from1To24(out, in, pixels, colors);
-    });
+        colors[i] = IndexColor(source.dib, i);
+    Indexed(source, result, 24, Rows().from1To24, colors);
 }
 
 // Without memory for its lookups this conversion still goes through, asking for the colour of every
@@ -140,10 +160,10 @@ void From4To24Slowly(const Picture& source, unsigned char* result) {
     ConvertRows(source, result, 24, [&](unsigned char* out, const unsigned char* in, std::size_t pixels) {
         for (std::size_t x = 0; x < pixels; ++x, out += 3) {
             const unsigned index = x % 2 ? in[x / 2] & 0x0Fu : in[x / 2] >> 4;
-            const Bgr color = IndexBgr(source.dib, index);
-            out[0] = color.blue;
-            out[1] = color.green;
-            out[2] = color.red;
+            const std::uint32_t color = IndexColor(source.dib, index);
+            out[0] = static_cast<unsigned char>(color);
+            out[1] = static_cast<unsigned char>(color >> 8);
+            out[2] = static_cast<unsigned char>(color >> 16);
         }
     });
 }
@@ -160,39 +180,28 @@ void From4To24(const Picture& source, unsigned char* result) {
         return;
     }
     // A nibble reaches 16 entries, whatever the header counts; entries that are missing are black.
-    Bgr colors[16] = {};
+    std::uint32_t colors[16] = {};
     for (unsigned i = 0; i < std::min(source.colors, 16u); ++i) {
-        const Bgr color = IndexBgr(source.dib, i);
-        blue[i] = color.blue;
-        green[i] = color.green;
-        red[i] = color.red;
-        colors[i] = Bgr{blue[i], green[i], red[i]};
+        colors[i] = IndexColor(source.dib, i);
+        blue[i] = static_cast<unsigned char>(colors[i]);
+        green[i] = static_cast<unsigned char>(colors[i] >> 8);
+        red[i] = static_cast<unsigned char>(colors[i] >> 16);
     }
-    ConvertRows(source, result, 24, [&](unsigned char* out, const unsigned char* in, std::size_t pixels) {
-        Rows().from4To24(out, in, pixels, colors);
-    });
+    Indexed(source, result, 24, Rows().from4To24, colors);
 }
 
 void From8To24(const Picture& source, unsigned char* result) {
-    Bgr colors[256];
-    for (unsigned i = 0; i < 256; ++i)
+    std::uint32_t colors[256];
+    bool levels = true;
+    for (unsigned i = 0; i < 256; ++i) {
         colors[i] = TableColor(source, i);
-    ConvertRows(source, result, 24, [&](unsigned char* out, const unsigned char* in, std::size_t pixels) {
-        Rows().from8To24(out, in, pixels, colors);
-    });
-}
-
-void Direct(const Picture& source, unsigned char* result, unsigned targetBits, DepthRows::Direct convert) {
-    ConvertRows(source, result, targetBits, [convert](unsigned char* out, const unsigned char* in, std::size_t pixels) {
-        convert(out, in, pixels);
-    });
-}
-
-void Masked(const Picture& source, unsigned char* result, unsigned targetBits, DepthRows::Masked convert) {
-    const PixelMasks masks = MasksOf(source.dib);
-    ConvertRows(source, result, targetBits, [&](unsigned char* out, const unsigned char* in, std::size_t pixels) {
-        convert(out, in, pixels, masks);
-    });
+        levels = levels && colors[i] == Bgr0(i, i, i);
+    }
+    if (levels) {
+        Direct(source, result, 24, Rows().fromLevelsTo24);
+        return;
+    }
+    Indexed(source, result, 24, Rows().from8To24, colors);
 }
 
 bool PixelsTo24(const Picture& source, unsigned char* result) {
@@ -224,20 +233,12 @@ bool PixelsTo24(const Picture& source, unsigned char* result) {
     }
 }
 
-void Indexed(const Picture& source, unsigned char* result, DepthRows::IndexedTo16 convert,
-             const std::uint16_t* values) {
-    ConvertRows(source, result, 16, [=](unsigned char* out, const unsigned char* in, std::size_t pixels) {
-        convert(out, in, pixels, values);
-    });
-}
-
 void FromFewTo16(const Picture& source, unsigned char* result, DepthRows::IndexedTo16 convert) {
     std::uint16_t values[16] = {};
     for (unsigned i = 0; i < std::min(source.colors, 16u); ++i) {
-        const Bgr color = IndexBgr(source.dib, i);
-        values[i] = Pack555(color.red, color.green, color.blue);
+        values[i] = Pack555(IndexColor(source.dib, i));
     }
-    Indexed(source, result, convert, values);
+    Indexed(source, result, 16, convert, values);
 }
 
 bool From8To16(const Picture& source, unsigned char* result) {
@@ -251,12 +252,11 @@ bool From8To16(const Picture& source, unsigned char* result) {
     // at an odd address. The row loop reads an aligned table of all 256 indices.
     std::uint16_t values[256];
     for (unsigned i = 0; i < 256; ++i) {
-        const Bgr color = TableColor(source, i);
-        values[i] = Pack555(color.red, color.green, color.blue);
+        values[i] = Pack555(TableColor(source, i));
         if (i < source.colors)
             StoreU16(lookup + 2 * i, values[i]);
     }
-    Indexed(source, result, Rows().from8To16, values);
+    Indexed(source, result, 16, Rows().from8To16, values);
     return true;
 }
 

@@ -1,13 +1,16 @@
-// The plain row loops of the depth conversions.
+// The plain row loops of the depth conversions, and the tables of all tiers.
 #include "dib/depth_rows.h"
 
 #include "memory/unaligned.h"
+
+#include <array>
 
 namespace dibprep {
 namespace {
 
 // Palette index of pixel x, most significant bits first.
-template <unsigned BitCount> unsigned Index(const unsigned char* in, std::size_t x) {
+template <unsigned BitCount>
+unsigned Index(const unsigned char* in, std::size_t x) {
     static_assert(BitCount == 1 || BitCount == 4 || BitCount == 8, "indexed depths");
     constexpr unsigned PerByte = 8 / BitCount;
     const unsigned shift = 8 - BitCount - static_cast<unsigned>(x % PerByte) * BitCount;
@@ -15,13 +18,18 @@ template <unsigned BitCount> unsigned Index(const unsigned char* in, std::size_t
 }
 
 template <unsigned BitCount>
-void IndexedTo24(unsigned char* out, const unsigned char* in, std::size_t pixels, const Bgr* colors) {
+void IndexedTo24(unsigned char* out, const unsigned char* in, std::size_t pixels, const std::uint32_t* colors) {
     for (std::size_t x = 0; x < pixels; ++x, out += 3) {
-        const Bgr& color = colors[Index<BitCount>(in, x)];
-        out[0] = color.blue;
-        out[1] = color.green;
-        out[2] = color.red;
+        const std::uint32_t color = colors[Index<BitCount>(in, x)];
+        out[0] = static_cast<unsigned char>(color);
+        out[1] = static_cast<unsigned char>(color >> 8);
+        out[2] = static_cast<unsigned char>(color >> 16);
     }
+}
+
+void FromLevelsTo24(unsigned char* out, const unsigned char* in, std::size_t pixels) {
+    for (std::size_t x = 0; x < pixels; ++x, out += 3)
+        out[0] = out[1] = out[2] = in[x];
 }
 
 template <unsigned BitCount>
@@ -70,7 +78,8 @@ void From32To24(unsigned char* out, const unsigned char* in, std::size_t pixels)
     }
 }
 
-template <unsigned BytesPerPixel> void TrueColorTo16(unsigned char* out, const unsigned char* in, std::size_t pixels) {
+template <unsigned BytesPerPixel>
+void TrueColorTo16(unsigned char* out, const unsigned char* in, std::size_t pixels) {
     for (std::size_t x = 0; x < pixels; ++x, in += BytesPerPixel)
         StoreU16(out + 2 * x, Pack555(in[2], in[1], in[0]));
 }
@@ -85,11 +94,31 @@ void FromMasked32To16(unsigned char* out, const unsigned char* in, std::size_t p
     }
 }
 
+DepthRows TableFor(Tier tier) {
+    DepthRows rows = ScalarDepthRows;
+    rows.tier = tier;
+    if (tier >= Tier::Sse2)
+        AddSse2DepthRows(rows);
+    if (tier >= Tier::Ssse3)
+        AddSsse3DepthRows(rows);
+    if (tier >= Tier::Avx2)
+        AddAvx2DepthRows(rows);
+    return rows;
+}
+
 } // namespace
 
 const DepthRows ScalarDepthRows = {
-    IndexedTo24<1>, IndexedTo24<4>, IndexedTo24<8>, From555To24,      FromMasked16To24, FromMasked32To24, From32To24,
-    IndexedTo16<1>, IndexedTo16<4>, IndexedTo16<8>, TrueColorTo16<3>, TrueColorTo16<4>, FromMasked32To16,
+    Tier::Scalar,   IndexedTo24<1>,   IndexedTo24<4>,   IndexedTo24<8>,   FromLevelsTo24,
+    From555To24,    FromMasked16To24, FromMasked32To24, From32To24,       IndexedTo16<1>,
+    IndexedTo16<4>, IndexedTo16<8>,   TrueColorTo16<3>, TrueColorTo16<4>, FromMasked32To16,
 };
+
+const DepthRows& DepthRowsFor(Tier tier) {
+    static const std::array<DepthRows, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2), TableFor(Tier::Ssse3),
+                                                    TableFor(Tier::Avx2)};
+    static_assert(static_cast<std::size_t>(BestKnownTier) + 1 == std::tuple_size<decltype(tables)>::value);
+    return tables[static_cast<std::size_t>(tier)];
+}
 
 } // namespace dibprep

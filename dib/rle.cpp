@@ -4,6 +4,7 @@
 // column, row and output position go on in 64 bits, where no stream is long enough to make them
 // wrap. Every code costs at most its 255 pixels, however far away they land.
 #include "dib/layout.h"
+#include "dib/rle8.h"
 
 #include "dibprep/dib.h"
 #include "dibprep/host.h"
@@ -15,21 +16,6 @@
 namespace dibprep {
 namespace {
 
-// Second bytes of the codes that begin with 0; larger ones count literal pixels.
-constexpr unsigned EndOfLine = 0;
-constexpr unsigned EndOfBitmap = 1;
-constexpr unsigned Delta = 2;
-
-// Where the next pixel goes. The first stored row is row 0.
-struct Canvas {
-    unsigned char* pixels;
-    std::int64_t width;
-    std::int64_t height;
-    std::int64_t stride;
-    std::int64_t x = 0;
-    std::int64_t y = 0;
-};
-
 // 8 bits: runs go on in the next row when they reach the right edge.
 class Canvas8 : public Canvas {
 public:
@@ -37,7 +23,13 @@ public:
     static constexpr std::uint32_t Code = BI_RLE8;
     static constexpr unsigned LiteralBytes(unsigned count) { return count; }
 
-    Canvas8(unsigned char* rows, int w, int h) : Canvas{rows, w, h, RowStride(w, BitCount)} {}
+    Canvas8(unsigned char* rows, int w, int h)
+        : Canvas{rows, w, h, RowStride(w, BitCount)}, m_drawPlain(PlainRle8For(CurrentTier())) {}
+
+    void DrawAhead(RunLengthStream& stream) {
+        if (m_drawPlain)
+            m_drawPlain(*this, stream);
+    }
 
     void Run(unsigned count, unsigned value) {
         Draw(count, [value](unsigned char* to, unsigned, std::size_t bytes) {
@@ -58,7 +50,8 @@ public:
     }
 
 private:
-    template <class Put> void Draw(unsigned count, Put put) {
+    template <class Put>
+    void Draw(unsigned count, Put put) {
         for (unsigned done = 0; done < count;) {
             if (x >= width)
                 NewLine();
@@ -70,6 +63,8 @@ private:
             done += piece;
         }
     }
+
+    DrawPlainRle8 m_drawPlain;
 };
 
 // 4 bits: runs do not turn at the right edge but go on through the padding into the next row. The
@@ -84,13 +79,29 @@ public:
     Canvas4(unsigned char* rows, int w, int h)
         : Canvas{rows, w, h, RowStride(w, BitCount)}, m_area(static_cast<std::uint64_t>(stride * height)) {}
 
+    void DrawAhead(RunLengthStream&) {}
+
     void Run(unsigned count, unsigned value) {
-        for (unsigned i = 0; i < count; ++i)
-            Put(i % 2 ? value & 0x0F : value >> 4);
+        const unsigned turned = (value << 4 | value >> 4) & 0xFF;
+        const unsigned single = x % 2 != 0 ? 1 : 0;
+        const unsigned whole = single ? turned : value;
+        if (single)
+            Put(value >> 4);
+        PutPairs((count - single) / 2, [whole](unsigned) { return whole; });
+        if ((count - single) % 2 != 0)
+            Put(whole >> 4);
     }
     void Literal(unsigned count, const unsigned char* data) {
-        for (unsigned i = 0; i < count; ++i)
-            Put(i % 2 ? data[i / 2] & 0x0Fu : data[i / 2] >> 4);
+        if (x % 2 == 0) {
+            PutPairs(count / 2, [data](unsigned i) { return unsigned{data[i]}; });
+            if (count % 2 != 0)
+                Put(data[count / 2] >> 4);
+            return;
+        }
+        Put(data[0] >> 4);
+        PutPairs((count - 1) / 2, [data](unsigned i) { return (data[i] & 0x0Fu) << 4 | data[i + 1] >> 4; });
+        if (count % 2 == 0)
+            Put(data[count / 2 - 1] & 0x0F);
     }
     void NewLine() {
         m_out += stride - x / 2;
@@ -116,16 +127,35 @@ private:
         ++x;
     }
 
+    // Two pixels a byte, from an even column on.
+    template <class Pair>
+    void PutPairs(unsigned count, Pair pair) {
+        const auto area = static_cast<std::int64_t>(m_area);
+        const auto first = static_cast<unsigned>(std::clamp<std::int64_t>(-m_out, 0, count));
+        const auto end = static_cast<unsigned>(std::clamp<std::int64_t>(area - m_out, 0, count));
+        if (first < end) {
+            unsigned char* const to = pixels + static_cast<std::ptrdiff_t>(m_out + first);
+            for (unsigned i = first; i < end; ++i)
+                to[i - first] = static_cast<unsigned char>(to[i - first] | pair(i));
+        }
+        m_out += count;
+        x += 2 * std::int64_t{count};
+    }
+
     std::uint64_t m_area;
     std::int64_t m_out = 0;
 };
 
 // The last code may begin at the last counted byte: its operands and literal pixels are read past
 // the image-size field, where the caller keeps readable bytes.
-template <class C> void Decode(unsigned char* dib, C& canvas) {
-    const unsigned char* at = DIBBits(dib);
-    std::int64_t left = LoadI32(dib + AtSizeImage);
-    while (left > 0 && canvas.y < canvas.height) {
+template <class C>
+void Decode(unsigned char* dib, C& canvas) {
+    RunLengthStream stream = {DIBBits(dib), LoadI32(dib + AtSizeImage)};
+    while (stream.left > 0 && canvas.y < canvas.height) {
+        canvas.DrawAhead(stream);
+        if (stream.left <= 0)
+            return;
+        const unsigned char* const at = stream.at;
         const unsigned first = at[0];
         const unsigned second = at[1];
         unsigned taken = 2;
@@ -143,8 +173,8 @@ template <class C> void Decode(unsigned char* dib, C& canvas) {
             const unsigned bytes = C::LiteralBytes(second);
             taken += bytes + bytes % 2;
         }
-        at += taken;
-        left -= taken;
+        stream.at += taken;
+        stream.left -= taken;
     }
 }
 
@@ -160,7 +190,8 @@ void CopyColors(unsigned char* dib, unsigned char* result, std::uint64_t size) {
     CopyMemory(result + InfoHeaderSize, dib + InfoHeaderSize, static_cast<std::size_t>(count * sizeof(tagRGBQUAD)));
 }
 
-template <class C> void* Restore(unsigned char* dib) {
+template <class C>
+void* Restore(unsigned char* dib) {
     if (!HasInfoHeader(dib) || Compression(dib) != C::Code || DIBBitCount(dib) != C::BitCount)
         return nullptr;
     const int width = DIBWidth(dib);
@@ -186,6 +217,21 @@ template <class C> void* Restore(unsigned char* dib) {
 }
 
 } // namespace
+
+DrawPlainRle8 PlainRle8For(Tier tier) {
+    switch (tier) {
+    case Tier::Avx2:
+        return DrawPlainRle8Avx2;
+    case Tier::Ssse3:
+        return DrawPlainRle8Ssse3;
+    case Tier::Sse2:
+        return DrawPlainRle8Sse2;
+    case Tier::Scalar:
+        break;
+    }
+    return nullptr;
+}
+
 } // namespace dibprep
 
 using namespace dibprep;

@@ -23,9 +23,10 @@ constexpr std::size_t AtYPelsPerMeter = offsetof(tagBITMAPINFOHEADER, biYPelsPer
 constexpr std::size_t AtClrUsed = offsetof(tagBITMAPINFOHEADER, biClrUsed);
 constexpr std::size_t AtClrImportant = offsetof(tagBITMAPINFOHEADER, biClrImportant);
 
-// A colour table is gray when every entry is.
-inline bool IsGray(const tagRGBQUAD& entry) {
+// A colour table is gray when every entry is. An object and no function: the algorithms that take it
+// then hold its code, and not a call for each entry.
+inline constexpr auto IsGray = [](const tagRGBQUAD& entry) {
     return entry.rgbBlue == entry.rgbGreen && entry.rgbGreen == entry.rgbRed;
-}
+};
 
 } // namespace dibprep

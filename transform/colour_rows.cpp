@@ -9,7 +9,6 @@
 
 #include "memory/unaligned.h"
 #include "transform/kinds.h"
-#include "transform/short_fraction.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,7 +17,6 @@ namespace dibprep {
 
 namespace {
 
-constexpr unsigned int ColumnBits = 6; // weights stay positive as signed bytes
 constexpr unsigned int RowBits = 14;   // and as signed words
 constexpr unsigned int MostDirectBits = 8;
 constexpr std::size_t GroupChannels = 8;
@@ -29,7 +27,7 @@ std::size_t RoundUp(std::size_t value, std::size_t unit) { return (value + unit 
 
 } // namespace
 
-bool ColourRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kernels) {
+bool ColourRows::Prepare(const CLinearTransformMem& engine, const ColumnFacts& columns, const RowKernels& kernels) {
     m_kernels = kernels;
     m_perPixel = engine.kind == KindTrueColour ? 3 : 1;
     m_pixels = engine.outWidth;
@@ -37,12 +35,15 @@ bool ColourRows::Prepare(const CLinearTransformMem& engine, const RowKernels& ke
     m_rowBytes = engine.srcWidth * m_perPixel;
     m_palette = engine.sourcePalette;
     // A window must fit into the row.
-    if (m_rowBytes < WindowBytes || engine.positions.size() != m_pixels || !ReadColumns(engine))
+    if (m_rowBytes < WindowBytes)
         return false;
+    m_short = columns.fractionBits != NotShort;
+    m_plan.fractionBits = m_short ? columns.fractionBits : 0;
     if (m_perPixel == 1) {
         for (int level = 0; level < 256 && !m_mapped; ++level)
             m_mapped = m_palette[level].rgbBlue != level;
     }
+    m_copies = columns.copies && !m_mapped;
     m_plan.channels = m_pixels * m_perPixel;
     m_plan.groups = (m_plan.channels + GroupChannels - 1) / GroupChannels;
     TakeScratch();
@@ -50,25 +51,6 @@ bool ColourRows::Prepare(const CLinearTransformMem& engine, const RowKernels& ke
         return false;
     TakeScratch();
     FillTables(engine);
-    return true;
-}
-
-// Looks at the columns: all in the row, with proper weights.
-bool ColourRows::ReadColumns(const CLinearTransformMem& engine) {
-    m_short = true;
-    m_plan.fractionBits = 0;
-    double known = -1; // neighbours often have the same fraction; most images have few
-    for (const CPosition& at : engine.positions) {
-        if (at.x1 >= engine.srcWidth || at.x0 > at.x1 || !(at.fraction >= 0 && at.fraction < 1))
-            return false;
-        if (!m_short || at.x0 == at.x1 || at.fraction == known)
-            continue;
-        known = at.fraction;
-        const unsigned int bits = ShortFractionBits(at.fraction, ColumnBits);
-        m_short = bits != NotShort;
-        if (m_short)
-            m_plan.fractionBits = std::max(m_plan.fractionBits, bits);
-    }
     return true;
 }
 
@@ -96,7 +78,7 @@ void ColourRows::FillTables(const CLinearTransformMem& engine) {
     m_safePixels = 0;
     for (std::size_t x = 0; x < m_pixels; ++x) {
         const CPosition& at = engine.positions[x];
-        const bool weightless = at.x0 == at.x1 || at.fraction == 0;
+        const bool weightless = Weightless(at);
         m_firsts[x] = static_cast<std::uint32_t>(at.x0 * m_perPixel);
         // A sample without weight may be any: its own neighbour keeps the windows small.
         m_seconds[x] = weightless ? m_firsts[x] : static_cast<std::uint32_t>(at.x1 * m_perPixel);
@@ -243,6 +225,10 @@ void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::
     // Without a difference or a weight the second row adds nothing.
     const bool alone = rows.first == rows.second || rows.fraction == 0;
     const std::uint32_t second = alone ? rows.first : rows.second;
+    if (alone && m_copies) {
+        std::memcpy(out, source + rows.first * m_stride, m_plan.channels);
+        return;
+    }
     if (nextFirst > second && BuildDirectly(source, rows.first, second, rows.fraction, out))
         return;
     const KeptRow& top = Keep(source, rows.first, second);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "dibprep/transform.h"
+#include "transform/columns.h"
 #include "transform/row_kernels.h"
 #include "transform/sampling.h"
 #include "transform/scratch.h"
@@ -11,8 +12,8 @@ namespace dibprep {
 
 class ColourRows {
 public:
-    // False when this image is the line builders' work: too narrow, columns out of order, no memory.
-    bool Prepare(const CLinearTransformMem& engine, const RowKernels& kernels);
+    // For usable columns. False when this image is the line builders' work: too narrow, no memory.
+    bool Prepare(const CLinearTransformMem& engine, const ColumnFacts& columns, const RowKernels& kernels);
 
     // Builds one output row from the source rows of `rows`, the first of which begins at `source`.
     // The fraction of `rows` is at least 0 and below 1. `nextFirst` is the first source row that the
@@ -32,7 +33,6 @@ private:
         double* doubles = nullptr;
     };
 
-    bool ReadColumns(const CLinearTransformMem& engine);
     void TakeScratch();
     void FillTables(const CLinearTransformMem& engine);
     bool PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_t* shuffle) const;
@@ -55,6 +55,7 @@ private:
     std::size_t m_pixels = 0;
     std::size_t m_perPixel = 0; // channels
     std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
+    bool m_copies = false;      // a row without a second one is its source row
     bool m_short = false;       // all column fractions are short
     bool m_windows = false;     // groups come from the row itself, not from pairs
     bool m_mapped = false;      // gray levels differ from the indices

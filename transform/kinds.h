@@ -1,6 +1,9 @@
 // The image kinds of the transform, and what follows from them.
 #pragma once
 
+#include "dibprep/types.h"
+
+#include <cstddef>
 #include <cstdint>
 
 namespace dibprep {
@@ -14,6 +17,15 @@ enum ImageKind : unsigned short {
     KindColourTable8 = 5,
     KindTrueColour = 6
 };
+
+// Whether all entries of a table are gray. Looks at all of them, several at a time: tables are read
+// three times in a conversion, which small pictures notice.
+inline bool OnlyGrays(const tagRGBQUAD* entries, std::size_t count) {
+    unsigned int difference = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        difference |= (entries[i].rgbBlue ^ entries[i].rgbGreen) | (entries[i].rgbGreen ^ entries[i].rgbRed);
+    return difference == 0;
+}
 
 // Kinds whose rows CreateImage builds. 4-bit gray is not among them, by decision: hosts get 4-bit
 // gray pages widened to 8 bits before the transform, and its own rows stay as the block held them.

@@ -10,6 +10,7 @@
 #include "transform/transfer_io.h"
 
 #include <algorithm>
+#include <cstring>
 
 using namespace dibprep;
 
@@ -122,10 +123,8 @@ int CLinearTransformMem::GetSourceImageInfo() {
     unsigned char table[StoredEntries * EntryBytes];
     if ((kept > 0 && !Read(*source, table, kept * EntryBytes)) || !SkipEntries(*source, entries - kept))
         return DIBPREP_BAD_SOURCE;
-    for (std::uint32_t i = 0; i < kept; ++i) {
-        const unsigned char* const entry = table + i * EntryBytes;
-        sourcePalette[i] = {entry[0], entry[1], entry[2], 0};
-    }
+    for (std::uint32_t i = 0; i < kept; ++i) // the reserved byte is always 0
+        StoreU32(sourcePalette + i, LoadU32(table + i * EntryBytes) & 0xFFFFFF);
     srcBitsOffset = static_cast<unsigned short>(source->position);
 
     switch (srcBitCount) {
@@ -149,5 +148,5 @@ int CLinearTransformMem::GetSourceImageInfo() {
 }
 
 int CLinearTransformMem::IsGrayImage() {
-    return std::all_of(std::begin(sourcePalette), std::end(sourcePalette), IsGray) ? 1 : 0;
+    return OnlyGrays(sourcePalette, StoredEntries) ? 1 : 0;
 }

@@ -42,11 +42,11 @@ bool MonoRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kern
     m_kernels = kernels;
     m_pixels = engine.outWidth;
     m_stride = engine.srcStride;
+    m_sourcePixels = engine.srcWidth;
     m_sourceBytes = (engine.srcWidth + std::size_t{7}) / 8;
     m_threshold = engine.threshold;
     m_setIsBlack = engine.sourcePalette[0].rgbBlue == 255;
-    if (m_pixels == 0 || engine.positions.size() != m_pixels || !ReadColumns(engine))
-        return false;
+    ListClasses(engine);
     m_positions = engine.positions.data();
     m_planeBytes = (m_pixels + PlaneUnit * 8 - 1) / (PlaneUnit * 8) * PlaneUnit;
     m_tableRoom = m_classes == 0 ? 0 : std::max<std::size_t>(2, TableMemory / (Combinations * m_planeBytes));
@@ -59,21 +59,17 @@ bool MonoRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kern
     return true;
 }
 
-// Looks at the columns: all in the row, with proper weights; and lists their fractions.
-bool MonoRows::ReadColumns(const CLinearTransformMem& engine) {
-    bool few = true;
+// Lists the fractions, unless they are too many.
+void MonoRows::ListClasses(const CLinearTransformMem& engine) {
     for (const CPosition& at : engine.positions) {
-        if (at.x1 >= engine.srcWidth || at.x0 > at.x1 || !(at.fraction >= 0 && at.fraction < 1))
-            return false;
-        if (!few || IndexOf(at.fraction, m_classFractions, m_classes) < m_classes)
+        if (IndexOf(at.fraction, m_classFractions, m_classes) < m_classes)
             continue;
-        few = m_classes < MostClasses;
-        if (few)
-            m_classFractions[m_classes++] = at.fraction;
+        if (m_classes == MostClasses) {
+            m_classes = 0;
+            return;
+        }
+        m_classFractions[m_classes++] = at.fraction;
     }
-    if (!few)
-        m_classes = 0;
-    return true;
 }
 
 void MonoRows::TakeScratch() {
@@ -91,6 +87,7 @@ void MonoRows::TakeScratch() {
     m_plan.windows = m_windowTables = m_scratch.Take<std::uint8_t>(pixels * 4);
     m_source = m_scratch.Take<std::uint8_t>(m_sourceBytes + WindowBytes);
     m_picked = m_scratch.Take<std::uint8_t>(m_planeBytes);
+    m_open = m_scratch.Take<std::uint8_t>(m_planeBytes);
     m_classMasks = m_scratch.Take<std::uint8_t>(m_classes * m_planeBytes);
     m_outcomes = m_scratch.Take<std::uint8_t>(m_tableRoom * Combinations * m_planeBytes);
 }
@@ -139,6 +136,12 @@ const MonoRows::KeptRow& MonoRows::Keep(const std::uint8_t* source, std::uint32_
     }
     KeptRow& made = m_kept[m_kept[0].row == needed ? 1 : 0];
     made.row = row;
+    made.everywhere = UniformSample(source + row * m_stride);
+    if (made.everywhere >= 0) {
+        std::memset(made.first, made.everywhere ? 0xFF : 0, m_planeBytes);
+        std::memset(made.second, made.everywhere ? 0xFF : 0, m_planeBytes);
+        return made;
+    }
     // A copy, so that windows may reach behind the row.
     std::memcpy(m_source, source + row * m_stride, m_sourceBytes);
     (m_windows ? m_kernels.shuffleBits : m_kernels.gatherBits)(m_plan, m_source, made.first, made.second);
@@ -175,6 +178,48 @@ const std::uint8_t* MonoRows::TableFor(double fy) {
     return table;
 }
 
+// The sample that a source row consists of; -1 if it has both. Most pages have many such rows.
+int MonoRows::UniformSample(const std::uint8_t* row) const {
+    const std::size_t whole = m_sourcePixels / 8;
+    const unsigned int first = row[0] >> 7;
+    const unsigned int expected = first ? 0xFF : 0;
+    if (whole > 0 && (row[0] != expected || std::memcmp(row, row + 1, whole - 1) != 0))
+        return -1;
+    const unsigned int rest = 0xFF00u >> (m_sourcePixels % 8) & 0xFF;
+    if (rest != 0 && (row[whole] & rest) != (expected & rest))
+        return -1;
+    return static_cast<int>(first);
+}
+
+// Nothing behind the last pixel.
+void MonoRows::ClearBehind() {
+    if (m_pixels % 8 != 0)
+        m_picked[m_pixels / 8] = static_cast<std::uint8_t>(m_picked[m_pixels / 8] & ~(0xFF >> (m_pixels & 7)));
+}
+
+void MonoRows::Fill(bool white) {
+    std::memset(m_picked, white ? 0xFF : 0, (m_pixels + 7) / 8);
+    ClearBehind();
+}
+
+// Open pixels one by one.
+void MonoRows::DecideOpen(const std::uint8_t* const samples[4], double fy, const std::uint8_t* open) {
+    for (std::size_t at = 0; at * 8 < m_pixels; at += 4) {
+        for (std::uint32_t left = LoadU32(open + at); left != 0; left &= left - 1) {
+            const auto bit = static_cast<unsigned int>(__builtin_ctz(left));
+            const std::size_t x = at * 8 + Backwards(bit);
+            if (x >= m_pixels)
+                continue;
+            unsigned int combination = 0;
+            for (unsigned int which = 0; which < 4; ++which)
+                combination |= (LoadU32(samples[which] + at) >> bit & 1) << which;
+            const auto mask = BitOf(static_cast<unsigned int>(x));
+            const bool white = Outcome(combination, m_positions[x].fraction, fy);
+            m_picked[x / 8] = static_cast<std::uint8_t>(white ? m_picked[x / 8] | mask : m_picked[x / 8] & ~mask);
+        }
+    }
+}
+
 // Four equal samples at once, all others one by one.
 void MonoRows::DecideSingly(const std::uint8_t* const samples[4], double fy) {
     const std::uint32_t ofSet = Outcome(Combinations - 1, 0, 0) ? ~0u : 0;
@@ -185,22 +230,35 @@ void MonoRows::DecideSingly(const std::uint8_t* const samples[4], double fy) {
         const std::uint32_t allSet = four[0] & four[1] & four[2] & four[3];
         const std::uint32_t anySet = four[0] | four[1] | four[2] | four[3];
         StoreU32(m_picked + at, (allSet & ofSet) | (~anySet & ofClear));
-        std::uint32_t mixed = anySet & ~allSet;
-        for (; mixed != 0; mixed &= mixed - 1) {
-            const auto bit = static_cast<unsigned int>(__builtin_ctz(mixed));
-            const std::size_t x = at * 8 + Backwards(bit);
-            if (x >= m_pixels)
-                continue;
-            const unsigned int combination = (four[0] >> bit & 1) | (four[1] >> bit & 1) << 1 |
-                                             (four[2] >> bit & 1) << 2 | (four[3] >> bit & 1) << 3;
-            if (Outcome(combination, m_positions[x].fraction, fy))
-                m_picked[x / 8] |= BitOf(static_cast<unsigned int>(x));
-        }
+        StoreU32(m_open + at, anySet & ~allSet);
     }
-    // Nothing behind the last pixel.
-    const std::size_t used = m_pixels / 8;
-    if (m_pixels % 8 != 0)
-        m_picked[used] = static_cast<std::uint8_t>(m_picked[used] & ~(0xFF >> (m_pixels & 7)));
+    DecideOpen(samples, fy, m_open);
+}
+
+// The choices of a row fraction. Beyond the first so many fractions the last place is used again.
+const BitChoice* MonoRows::ChoicesFor(double fy) {
+    const std::size_t known = IndexOf(fy, m_chosenFractions, m_chosen);
+    if (known < m_chosen)
+        return m_choices[known];
+    m_chosen = std::min(m_chosen + 1, MostTables);
+    m_chosenFractions[m_chosen - 1] = fy;
+    m_buckets.Choose(fy, m_threshold, m_setIsBlack, m_choices[m_chosen - 1]);
+    return m_choices[m_chosen - 1];
+}
+
+// By the tables where there is one for the row's fraction, else by the buckets.
+void MonoRows::Pick(const std::uint8_t* const samples[4], double fy) {
+    if (const std::uint8_t* const outcomes = TableFor(fy)) {
+        m_kernels.pickOutcomes(samples, outcomes, m_planeBytes, m_picked);
+        return;
+    }
+    if (m_buckets.IsReady() || m_buckets.Prepare(m_positions, m_pixels, m_planeBytes)) {
+        if (m_kernels.pickChoices(samples, ChoicesFor(fy), m_planeBytes, m_picked, m_open))
+            DecideOpen(samples, fy, m_open);
+    } else {
+        DecideSingly(samples, fy);
+    }
+    ClearBehind();
 }
 
 void MonoRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out) {
@@ -210,10 +268,10 @@ void MonoRows::Build(const std::uint8_t* source, const SamplePair& rows, std::ui
     const KeptRow& top = Keep(source, rows.first, second);
     const KeptRow& bottom = Keep(source, second, rows.first);
     const std::uint8_t* const samples[4] = {top.first, top.second, bottom.first, bottom.second};
-    if (const std::uint8_t* const outcomes = TableFor(rows.fraction))
-        m_kernels.pickOutcomes(samples, outcomes, m_planeBytes, m_picked);
+    if (top.everywhere >= 0 && top.everywhere == bottom.everywhere)
+        Fill(Outcome(top.everywhere ? Combinations - 1 : 0, 0, 0));
     else
-        DecideSingly(samples, rows.fraction);
+        Pick(samples, rows.fraction);
     SetBits(out, m_picked, (m_pixels + 7) / 8);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "dibprep/transform.h"
+#include "transform/bit_buckets.h"
 #include "transform/row_kernels.h"
 #include "transform/sampling.h"
 #include "transform/scratch.h"
@@ -10,7 +11,7 @@ namespace dibprep {
 
 class MonoRows {
 public:
-    // False when this image is the line builder's work: columns out of order, no memory.
+    // For usable columns. False when there is no memory.
     bool Prepare(const CLinearTransformMem& engine, const RowKernels& kernels);
 
     // Sets the white bits of one output row from the source rows of `rows`, the first of which
@@ -22,7 +23,7 @@ public:
 
 private:
     static constexpr std::uint32_t NoRow = ~0u;
-    static constexpr std::size_t MostClasses = 32;
+    static constexpr std::size_t MostClasses = 4;
     static constexpr std::size_t MostTables = 32;
 
     // The left and right samples of all output columns in one source row.
@@ -30,16 +31,23 @@ private:
         std::uint32_t row = NoRow;
         std::uint8_t* first = nullptr;
         std::uint8_t* second = nullptr;
+        int everywhere = -1; // the sample, if all of the row are the same
     };
 
-    bool ReadColumns(const CLinearTransformMem& engine);
+    void ListClasses(const CLinearTransformMem& engine);
     void TakeScratch();
     void FillTables();
     bool PutWindow(std::size_t group);
     const KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
     bool Outcome(unsigned int combination, double fx, double fy) const;
     const std::uint8_t* TableFor(double fy);
+    const BitChoice* ChoicesFor(double fy);
+    void Pick(const std::uint8_t* const samples[4], double fy);
+    void Fill(bool white);
+    void DecideOpen(const std::uint8_t* const samples[4], double fy, const std::uint8_t* open);
     void DecideSingly(const std::uint8_t* const samples[4], double fy);
+    void ClearBehind();
+    int UniformSample(const std::uint8_t* row) const;
 
     RowKernels m_kernels;
     Scratch m_scratch;
@@ -51,6 +59,7 @@ private:
     bool m_windows = false;
     std::size_t m_pixels = 0;
     std::size_t m_stride = 0;
+    std::size_t m_sourcePixels = 0;
     std::size_t m_sourceBytes = 0; // of pixels in a source row
     std::size_t m_planeBytes = 0;  // of a row of bits in scratch
 
@@ -64,12 +73,19 @@ private:
     double m_tableFractions[MostTables] = {};
     std::uint8_t* m_outcomes = nullptr;
 
+    // With more of them there are buckets, and the choices of so many row fractions.
+    BitBuckets m_buckets;
+    std::size_t m_chosen = 0;
+    double m_chosenFractions[MostTables];
+    BitChoice m_choices[MostTables][16];
+
     std::uint16_t* m_bytes = nullptr;
     std::uint16_t* m_masks[2] = {};
     std::uint32_t* m_offsets = nullptr;
     std::uint8_t* m_windowTables = nullptr;
     std::uint8_t* m_source = nullptr; // a source row with room behind it
     std::uint8_t* m_picked = nullptr;
+    std::uint8_t* m_open = nullptr; // pixels whose outcome the buckets leave open
 };
 
 } // namespace dibprep

@@ -24,8 +24,8 @@ std::uint32_t DeclaredColours(std::uint16_t bitCount) {
 
 // Gray levels 0, step, 2 * step and so on.
 void PutGrays(unsigned char* table, int count, int step) {
-    for (int i = 0; i < count; ++i)
-        std::memset(table + i * EntryBytes, i * step, 3);
+    for (int i = 0; i < count; ++i, table += EntryBytes)
+        table[0] = table[1] = table[2] = static_cast<unsigned char>(i * step);
 }
 
 // Six levels of blue, six of green, seven of red: entry blue * 42 + green * 7 + red.

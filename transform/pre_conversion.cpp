@@ -7,8 +7,8 @@
 #include "memory/header_fields.h"
 #include "memory/locked_block.h"
 #include "memory/unaligned.h"
+#include "transform/kinds.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -55,7 +55,7 @@ struct IndexedSource {
         table = header + InfoHeaderSize;
         rows = table + entries * EntryBytes;
         const auto* const colours = reinterpret_cast<const tagRGBQUAD*>(table);
-        gray = std::all_of(colours, colours + entries, IsGray);
+        gray = OnlyGrays(colours, entries);
     }
 
     bool HasTable() const { return bitCount == 4 || bitCount == 8; }
@@ -120,13 +120,17 @@ PreConversion ExpandColourTable(void* handle) {
         return {DIBPREP_NO_MEMORY, nullptr};
     }
     PutHeader(block.data(), source.block.data(), 24, 0);
+    // A copy of the table, which no store can change.
+    std::uint32_t entries[256];
+    for (std::uint32_t i = 0; i < 1u << source.bitCount; ++i)
+        entries[i] = LoadU32(source.table + i * EntryBytes);
     // Whole entries are stored, each but the row's last with one byte too many, which the next pixel
     // covers: a row ends exactly where its pixels end.
     for (std::uint32_t y = 0; y < source.height && source.width > 0; ++y) {
         unsigned char* out = block.data() + InfoHeaderSize + std::size_t{y} * stride;
         const unsigned char* const row = source.rows + std::size_t{y} * source.stride;
         const auto put = [&](unsigned int index) {
-            StoreU32(out, LoadU32(source.table + index * EntryBytes));
+            StoreU32(out, entries[index]);
             out += 3;
         };
         source.ForEachIndex(row, source.width - 1u, put);

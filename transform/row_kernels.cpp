@@ -2,6 +2,7 @@
 #include "transform/row_kernels.h"
 
 #include "memory/unaligned.h"
+#include "transform/estimate.h"
 #include "transform/sampling.h"
 
 namespace dibprep {
@@ -62,6 +63,35 @@ void MixDoubles(const double* row0, const double* row1, double fraction, std::ui
         out[i] = static_cast<std::uint8_t>(Truncate(row0[i] + (row1[i] - row0[i]) * fraction));
 }
 
+// Left or right sample of channel i.
+int SampleOf(const EstimatePlan& plan, const std::uint8_t* bytes, std::size_t i, std::size_t which) {
+    const std::uint8_t index = plan.shuffles[i * 4 + which * 2];
+    return index == EmptyByte ? 0 : bytes[plan.offsets[i / 4] + index];
+}
+
+void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, std::int32_t* to) {
+    for (std::size_t i = strip.begin; i < strip.end; ++i) {
+        const int first = SampleOf(plan, bytes, i, 0);
+        to[i] = first * EstimateUnit + (SampleOf(plan, bytes, i, 1) - first) * plan.weights[i];
+    }
+}
+
+// The definition: leaves nothing to the estimates.
+std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedRow& row0, const EstimatedRow& row1,
+                         double fraction, Strip strip, std::uint8_t* out) {
+    for (std::size_t i = strip.begin; i < strip.end; ++i)
+        out[i] = Mix(SampleOf(plan, row0.bytes, i, 0), SampleOf(plan, row0.bytes, i, 1),
+                     SampleOf(plan, row1.bytes, i, 0), SampleOf(plan, row1.bytes, i, 1), plan.fractions[i], fraction);
+    return (strip.end - strip.begin + 7) / 8;
+}
+
+void Across(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, double* to) {
+    for (std::size_t i = strip.begin; i < strip.end; ++i) {
+        const double first = SampleOf(plan, bytes, i, 0);
+        to[i] = first + (SampleOf(plan, bytes, i, 1) - first) * plan.fractions[i];
+    }
+}
+
 void GatherBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first, std::uint8_t* second) {
     for (std::size_t byte = 0; byte < plan.groups * 2; ++byte) {
         unsigned int firstBits = 0;
@@ -90,6 +120,27 @@ void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outc
     }
 }
 
+bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
+                 std::uint8_t* to, std::uint8_t* open) {
+    unsigned int anyOpen = 0;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        unsigned int picked = 0;
+        unsigned int unsure = 0;
+        for (unsigned int combination = 0; combination < 16; ++combination) {
+            const BitChoice& choice = choices[combination];
+            unsigned int match = 0xFF;
+            for (unsigned int which = 0; which < 4; ++which)
+                match &= combination >> which & 1 ? samples[which][i] : ~static_cast<unsigned int>(samples[which][i]);
+            picked |= match & (choice.low[i] ^ choice.flip);
+            unsure |= match & (choice.low[i] ^ choice.high[i]);
+        }
+        to[i] = static_cast<std::uint8_t>(picked);
+        open[i] = static_cast<std::uint8_t>(unsure);
+        anyOpen |= unsure;
+    }
+    return anyOpen != 0;
+}
+
 } // namespace
 
 RowKernels RowKernelsFor(Tier tier) {
@@ -101,14 +152,20 @@ RowKernels RowKernelsFor(Tier tier) {
     kernels.mixWords = MixWords;
     kernels.mixWordsInDoubles = MixWordsInDoubles;
     kernels.mixDoubles = MixDoubles;
+    kernels.estimate = Estimate;
+    kernels.mixEstimates = MixEstimates;
+    kernels.across = Across;
     kernels.gatherBits = GatherBits;
     kernels.pickOutcomes = PickOutcomes;
+    kernels.pickChoices = PickChoices;
     if (tier >= Tier::Sse2)
         AddSse2RowKernels(kernels);
     if (tier >= Tier::Ssse3)
         AddSsse3RowKernels(kernels);
-    if (tier >= Tier::Avx2)
+    if (tier >= Tier::Avx2) {
         AddAvx2RowKernels(kernels);
+        AddAvx2EstimateKernels(kernels);
+    }
     return kernels;
 }
 

@@ -27,6 +27,29 @@ struct ColumnPlan {
     std::size_t step = 0;
 };
 
+// How the channels of an output row are estimated: four of them share a window of 16 bytes.
+struct EstimatePlan {
+    std::size_t channels = 0;
+    const std::uint32_t* offsets = nullptr; // four channels: where their window begins
+    const std::uint8_t* shuffles = nullptr; // a channel: left, none, right, none; an index into the window or EmptyByte
+    const std::int32_t* weights = nullptr;  // a channel: EstimateWeight of its fraction
+    const double* fractions = nullptr;      // a channel: the weight of its right sample
+};
+
+constexpr std::uint8_t EmptyByte = 0x80;
+
+// One source row: the bytes that the windows lie in, and the estimates made of them.
+struct EstimatedRow {
+    const std::uint8_t* bytes;
+    const std::int32_t* estimates;
+};
+
+// Channels of a row; `begin` is a multiple of 32. Pointers to rows are to their first channel.
+struct Strip {
+    std::size_t begin;
+    std::size_t end;
+};
+
 // How the bits of an output row come from a 1-bit source row, sixteen pixels to a group. Within
 // eight pixels the tables run backwards, so that gathered results have the first pixel on top.
 struct BitPlan {
@@ -38,6 +61,14 @@ struct BitPlan {
     // Two groups: four times 32 bytes, for their left samples the byte in the window and the bit in
     // that byte, then the same for the right ones.
     const std::uint8_t* windows = nullptr;
+};
+
+// The outcomes of one combination of samples: `low` turned over where `flip` is all ones. Where `low`
+// and `high` differ, the outcome is open.
+struct BitChoice {
+    const std::uint8_t* low;
+    const std::uint8_t* high;
+    std::uint32_t flip;
 };
 
 // Weights of two rows, in units of 1 / (first + second), which is a power of two.
@@ -78,6 +109,17 @@ struct RowKernels {
     void (*mixDoubles)(const double* row0, const double* row1, double fraction, std::uint8_t* out,
                        std::size_t count) = nullptr;
 
+    // Whether the tier has its own forms of the next three. They build the channels of a strip.
+    bool estimates = false;
+    // Horizontal results as estimates (see estimate.h).
+    void (*estimate)(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, std::int32_t* to) = nullptr;
+    // Two estimated rows. What the estimates leave open is computed in the line builders' arithmetic;
+    // the number of groups of eight channels that were.
+    std::size_t (*mixEstimates)(const EstimatePlan& plan, const EstimatedRow& row0, const EstimatedRow& row1,
+                                double fraction, Strip strip, std::uint8_t* out) = nullptr;
+    // Horizontal results in the line builders' own arithmetic.
+    void (*across)(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, double* to) = nullptr;
+
     // The left and the right sample of every pixel as rows of bits: from bytes and masks, or from the
     // windows, where the tier has a shuffle. A row may be read to one byte behind its last.
     void (*gatherBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
@@ -88,6 +130,9 @@ struct RowKernels {
     // row, left and right of the second: bits 0 to 3): picks each pixel's.
     void (*pickOutcomes)(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
                          std::uint8_t* to) = nullptr;
+    // The same with outcomes that may be open: whether any pixel's is, and which ones.
+    bool (*pickChoices)(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
+                        std::uint8_t* to, std::uint8_t* open) = nullptr;
 };
 
 // The best form of every kernel up to `tier`. A processor below `tier` must not run them.
@@ -97,5 +142,6 @@ RowKernels RowKernelsFor(Tier tier);
 void AddSse2RowKernels(RowKernels& kernels);
 void AddSsse3RowKernels(RowKernels& kernels);
 void AddAvx2RowKernels(RowKernels& kernels);
+void AddAvx2EstimateKernels(RowKernels& kernels);
 
 } // namespace dibprep

@@ -1,6 +1,7 @@
 // Which images take the fast road, and its step from one row to the next.
 #include "transform/row_road.h"
 
+#include "transform/columns.h"
 #include "transform/kinds.h"
 #include "transform/transfer_io.h"
 
@@ -28,10 +29,18 @@ bool FastRows::Prepare(const CLinearTransformMem& engine) {
         engine.srcHeight == 0 || engine.outHeight == 0 || RowsOverlap(engine))
         return false;
     const RowKernels kernels = RowKernelsFor(CurrentTier());
-    if (engine.kind == KindBlackWhite && m_mono.Prepare(engine, kernels))
-        m_form = Form::Mono;
-    else if ((engine.kind == KindGray8 || engine.kind == KindTrueColour) && m_colour.Prepare(engine, kernels))
-        m_form = Form::Colour;
+    const ColumnFacts columns = ReadColumns(engine);
+    if (!columns.usable)
+        return false;
+    if (engine.kind == KindBlackWhite) {
+        if (m_mono.Prepare(engine, kernels))
+            m_form = Form::Mono;
+    } else if (engine.kind == KindGray8 || engine.kind == KindTrueColour) {
+        if (columns.fractionBits == NotShort && m_estimated.Prepare(engine, kernels))
+            m_form = Form::Estimated;
+        else if (m_colour.Prepare(engine, columns, kernels))
+            m_form = Form::Colour;
+    }
     m_tier = kernels.tier;
     return m_form != Form::None;
 }
@@ -46,6 +55,10 @@ bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
         m_mono.Build(source, rows, out);
         return true;
     }
+    if (m_form == Form::Estimated) {
+        m_estimated.Build(source, rows, out);
+        return true;
+    }
     std::uint32_t nextFirst = ~0u;
     if (y + 1 < engine.outHeight)
         nextFirst = PairAt(y + 1, engine.ratioY, engine.srcHeight).first;
@@ -55,6 +68,7 @@ bool FastRows::Build(const CLinearTransformMem& engine, unsigned int y) {
 
 void FastRows::Forget() {
     m_colour.Forget();
+    m_estimated.Forget();
     m_mono.Forget();
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "transform/colour_rows.h"
+#include "transform/estimated_rows.h"
 #include "transform/mono_rows.h"
 
 #include <cstdint>
@@ -34,13 +35,15 @@ public:
 
     // The best tier among the kernels that build the rows.
     Tier KernelTier() const { return m_tier; }
+    const EstimatedRows::Counts& Estimates() const { return m_estimated.Made(); }
 
 private:
-    enum class Form { None, Colour, Mono };
+    enum class Form { None, Colour, Estimated, Mono };
 
     Form m_form = Form::None;
     Tier m_tier = Tier::Scalar;
     ColourRows m_colour;
+    EstimatedRows m_estimated;
     MonoRows m_mono;
 };
 

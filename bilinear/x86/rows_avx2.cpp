@@ -14,48 +14,37 @@ DIBPREP_AVX2 inline void Store(void* at, __m256i value) { _mm256_storeu_si256(st
 DIBPREP_AVX2 inline __m128i LoadHalf(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 DIBPREP_AVX2 inline void StoreHalf(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
 
-DIBPREP_AVX2 inline __m128i TwoHalves(const unsigned char* first, const unsigned char* second) {
-    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(first)),
-                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(second)));
+// Two windows side by side. The mixed row gets slots 0 to 3 of both, then slots 4 to 7 of both.
+DIBPREP_AVX2 inline void AcrossPair(const WindowPair& pair, __m128i first, __m128i second, std::int32_t* mixed) {
+    const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1);
+    const __m256i samples = _mm256_shuffle_epi8(bytes, Load(pair.picks));
+    const __m256i p = _mm256_maddubs_epi16(samples, Load(pair.coarse));
+    const __m256i q = _mm256_maddubs_epi16(samples, Load(pair.fine));
+    Store(mixed, _mm256_unpacklo_epi16(q, p));
+    Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
 }
 
-// Two windows side by side. The mixed row gets slots 0 to 3 of both, then slots 4 to 7 of both.
 DIBPREP_AVX2 void AcrossWindows(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
                                 std::uintptr_t ahead) {
-    const std::int32_t* base = plan.base;
-    const std::uint8_t* picks = plan.picks;
-    const std::int8_t* coarse = plan.coarse;
-    const std::int8_t* fine = plan.fine;
-    for (int i = plan.windows; i > 0; i -= 2) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[0])), _MM_HINT_T0);
-        const __m256i bytes =
-            _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(row + base[0])), LoadHalf(row + base[1]), 1);
-        const __m256i samples = _mm256_shuffle_epi8(bytes, Load(picks));
-        const __m256i p = _mm256_maddubs_epi16(samples, Load(coarse));
-        const __m256i q = _mm256_maddubs_epi16(samples, Load(fine));
-        Store(mixed, _mm256_unpacklo_epi16(q, p));
-        Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
-        base += 2;
-        picks += 32;
-        coarse += 32;
-        fine += 32;
-        mixed += 16;
+    const WindowPair* const end = plan.windows + plan.pairs;
+    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
+        AcrossPair(*pair, LoadHalf(row + pair->base[0]), LoadHalf(row + pair->base[2]), mixed);
     }
+}
+
+DIBPREP_AVX2 inline __m128i TwoHalves(const unsigned char* row, const std::int32_t* base) {
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + base[0])),
+                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + base[1])));
 }
 
 DIBPREP_AVX2 void AcrossHalves(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
                                std::uintptr_t ahead) {
-    for (int i = 0; i < plan.windows; i += 2, mixed += 16) {
-        const std::int32_t* const base = plan.base + i * 2;
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[0])), _MM_HINT_T0);
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(base[2])), _MM_HINT_T0);
-        const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(TwoHalves(row + base[0], row + base[1])),
-                                                      TwoHalves(row + base[2], row + base[3]), 1);
-        const __m256i samples = _mm256_shuffle_epi8(bytes, Load(plan.picks + i * 16));
-        const __m256i p = _mm256_maddubs_epi16(samples, Load(plan.coarse + i * 16));
-        const __m256i q = _mm256_maddubs_epi16(samples, Load(plan.fine + i * 16));
-        Store(mixed, _mm256_unpacklo_epi16(q, p));
-        Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
+    const WindowPair* const end = plan.windows + plan.pairs;
+    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[2])), _MM_HINT_T0);
+        AcrossPair(*pair, TwoHalves(row, pair->base), TwoHalves(row, pair->base + 2), mixed);
     }
 }
 
@@ -147,16 +136,6 @@ DIBPREP_AVX2 void DownThrice(const std::int32_t* upper, const std::int32_t* lowe
 
 // ---- feeding the across stage -----------------------------------------------------------------
 
-DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_t* colours, std::uint32_t* out) {
-    int x = 0;
-    for (; x + 8 <= count; x += 8) {
-        const __m256i indices = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + x)));
-        Store(out + x, _mm256_i32gather_epi32(reinterpret_cast<const int*>(colours), indices, 4));
-    }
-    for (; x < count; ++x)
-        out[x] = colours[row[x]];
-}
-
 // One of `sixteen` levels by the low four bits of each index; a set top bit would give 0.
 DIBPREP_AVX2 inline __m256i ByLowBits(const unsigned char* sixteen, __m256i low) {
     return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(sixteen)), low);
@@ -187,11 +166,55 @@ DIBPREP_AVX2 void Levels(const unsigned char* row, int count, const unsigned cha
         out[x] = levels[row[x]];
 }
 
+DIBPREP_AVX2 void LevelsBySums(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
+    const __m256i fourBits = _mm256_set1_epi8(15);
+    int x = 0;
+    for (; x + 32 <= count; x += 32) {
+        const __m256i indices = Load(row + x);
+        const __m256i low = _mm256_and_si256(indices, fourBits);
+        const __m256i high = _mm256_and_si256(_mm256_srli_epi16(indices, 4), fourBits);
+        Store(out + x, _mm256_add_epi8(ByLowBits(levels, low), ByLowBits(levels + 16, high)));
+    }
+    for (; x < count; ++x)
+        out[x] = static_cast<unsigned char>(levels[row[x] & 15] + levels[16 + (row[x] >> 4)]);
+}
+
+// ---- stretches of one colour ------------------------------------------------------------------
+
+// Which of 32 neighbouring pairs of bytes are equal.
+DIBPREP_AVX2 inline std::uint32_t EqualPairs(const unsigned char* at, __m256i& count) {
+    const __m256i equal = _mm256_cmpeq_epi8(Load(at), Load(at + 1));
+    count = _mm256_add_epi32(count, _mm256_sad_epu8(_mm256_sub_epi8(_mm256_setzero_si256(), equal),
+                                                    _mm256_setzero_si256()));
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(equal));
+}
+
+DIBPREP_AVX2 int Changes(const unsigned char* row, int bytes, std::uint32_t* changes, std::uintptr_t ahead) {
+    __m256i count = _mm256_setzero_si256();
+    int i = 0;
+    for (; i + LeastCompared <= bytes; i += 32) {
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(i)), _MM_HINT_T0);
+        *changes++ = ~EqualPairs(row + i, count);
+    }
+    const __m128i halves = _mm_add_epi32(_mm256_castsi256_si128(count), _mm256_extracti128_si256(count, 1));
+    int equal = _mm_cvtsi128_si32(_mm_add_epi32(halves, _mm_srli_si128(halves, 8)));
+    // The last pairs are looked at in a step that reaches back; those it has seen before are not counted.
+    if (i + 1 < bytes) {
+        __m256i uncounted = _mm256_setzero_si256();
+        const std::uint32_t pairs = EqualPairs(row + bytes - LeastCompared, uncounted) >> (i - bytes + LeastCompared);
+        *changes = ~pairs;
+        for (std::uint32_t rest = pairs; rest != 0; rest &= rest - 1)
+            ++equal;
+    }
+    return bytes - 1 - equal;
+}
+
 } // namespace
 
 void AddAvx2Rows(RowTable& table) {
-    table.colour = Colour;
     table.levels = Levels;
+    table.levelsBySums = LevelsBySums;
+    table.changes = Changes;
     table.acrossWindows = AcrossWindows;
     table.acrossHalves = AcrossHalves;
     table.down[StoreAll] = DownAll;

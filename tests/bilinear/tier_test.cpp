@@ -1,5 +1,6 @@
 // Every tier of the row stages against the scalar rows, byte by byte: the resampler's whole kernels
 // between unreadable pages, and single rows with any weights.
+#include "bilinear/deep_rows.h"
 #include "bilinear/fast_rows.h"
 #include "bilinear/row.h"
 #include "bilinear/row_table.h"
@@ -14,6 +15,8 @@ namespace {
 using namespace bilinear_test;
 using namespace testdib;
 using dibprep::CurrentTier;
+using dibprep::DeepRows;
+using dibprep::DeepRowsFor;
 using dibprep::FastRows;
 using dibprep::ForceTier;
 using dibprep::ProcessorTier;
@@ -25,7 +28,7 @@ using testhost::GuardedBuffer;
 using KernelMember = int (CConvertResolution::*)(const _tagDIBPARAM&, const tagRECT*, const tagRECT*, _tagDIBPARAM&,
                                                  int (*)(int, int));
 
-enum class Table { None, Colours, Gray, Levels };
+enum class Table { None, Colours, Gray, Levels, Sums };
 
 struct Format {
     const char* name;
@@ -44,6 +47,11 @@ const Format formats[] = {
     {"16 bit", 16, Table::None, &CConvertResolution::BiLinear16, dibprep::ScalarRow16},
     {"24 bit", 24, Table::None, &CConvertResolution::BiLinear24, dibprep::ScalarRow24},
     {"32 bit", 32, Table::None, &CConvertResolution::BiLinear32, dibprep::ScalarRow32},
+    {"48 bit", 48, Table::None, &CConvertResolution::BiLinear48, dibprep::ScalarRow48},
+    {"64 bit", 64, Table::None, &CConvertResolution::BiLinear64, dibprep::ScalarRow64},
+    {"1 bit gray", 1, Table::Gray, &CConvertResolution::BiLinearSmallBits, dibprep::ScalarRowSmallBits},
+    {"4 bit gray", 4, Table::Gray, &CConvertResolution::BiLinearSmallBits, dibprep::ScalarRowSmallBits},
+    {"8 bit sums", 8, Table::Sums, &CConvertResolution::BiLinear8, dibprep::ScalarRow8},
 };
 
 // Pixels of any value, or of the two extreme ones.
@@ -52,9 +60,12 @@ Bytes MakeSource(const Format& format, int width, int height, Random& random, bo
     const std::size_t table = static_cast<std::size_t>(DefaultColors(format.bits)) * 4;
     for (std::size_t i = 40; i < dib.size(); ++i)
         dib[i] = static_cast<std::uint8_t>(extreme ? (random.Next() & 1) * 255 : random.Next());
-    if (format.table == Table::Gray || format.table == Table::Levels)
+    if (format.table != Table::None && format.table != Table::Colours)
         for (std::size_t i = 0; i < table / 4; ++i) {
-            const std::size_t level = format.table == Table::Levels ? i : (i * 7 + 3) & 0xFF;
+            // Levels in no order and some of them twice, in theirs, or falling past 0 and on from 255.
+            const std::size_t level = format.table == Table::Levels ? i
+                                      : format.table == Table::Gray ? (i * i * 7 + 3) & 0xFF
+                                                                    : (200 - i * 3) & 0xFF;
             std::memset(&dib[40 + i * 4], static_cast<int>(level), 3);
         }
     return dib;
@@ -80,7 +91,7 @@ protected:
         EXPECT_EQ(CurrentTier(), tier);
         const int width = clip.right - clip.left;
         const int height = clip.bottom - clip.top;
-        const int bits = format.bits == 32 ? 32 : 24;
+        const int bits = std::max(format.bits, 24);
         const Bytes shape = MakeDib(width, 1, bits);
         GuardedBuffer rows(Stride(width, bits) * static_cast<std::size_t>(height), side);
         std::memset(rows.data(), 0xCD, rows.size());
@@ -124,6 +135,24 @@ TEST_P(BilinearTier, BringsItsOwnForms) {
         EXPECT_NE(table.acrossWindows, below.acrossWindows);
         EXPECT_NE(table.acrossHalves, below.acrossHalves);
         EXPECT_NE(table.down[dibprep::StoreThrice], below.down[dibprep::StoreThrice]);
+        EXPECT_NE(table.levelsBySums, below.levelsBySums);
+        EXPECT_NE(table.colour24, nullptr);
+        EXPECT_NE(table.levels4, nullptr);
+    }
+    EXPECT_NE(table.acrossLevels, nullptr);
+    EXPECT_NE(table.colour, scalar.colour);
+    EXPECT_NE(table.packed, scalar.packed);
+    EXPECT_NE(table.highest, scalar.highest);
+    EXPECT_NE(table.fill, scalar.fill);
+    EXPECT_NE(table.stream, nullptr);
+    EXPECT_NE(table.changes, nullptr);
+    EXPECT_EQ(table.changes == RowsFor(Tier::Sse2).changes, GetParam() != Tier::Avx2);
+    for (std::size_t kind = 0; kind < 2; ++kind) {
+        EXPECT_EQ(DeepRowsFor(Tier::Scalar).across[kind], nullptr);
+        EXPECT_NE(DeepRowsFor(GetParam()).across[kind], nullptr);
+        EXPECT_NE(DeepRowsFor(GetParam()).down[kind], nullptr);
+        EXPECT_EQ(DeepRowsFor(GetParam()).across[kind] == DeepRowsFor(Tier::Sse2).across[kind],
+                  GetParam() != Tier::Avx2);
     }
 }
 
@@ -164,7 +193,7 @@ TEST_P(BilinearTier, TargetOfOneRowOrColumnWeighsTheEdgeWithItself) {
 
 // Pages of paper and lines, where whole blocks have one colour, and bytes of several pixels do not.
 TEST_P(BilinearTier, StretchesOfOneColour) {
-    EXPECT_NE(RowsFor(GetParam()).flat, nullptr);
+    EXPECT_NE(RowsFor(GetParam()).changes, nullptr);
     Random random(9);
     for (const Format& format : formats)
         for (int round = 0; round < 60; ++round) {
@@ -181,6 +210,78 @@ TEST_P(BilinearTier, StretchesOfOneColour) {
             const int cx = random.Range(1, 900);
             ASSERT_TRUE(SameAsScalar(format, dib, cx, 6)) << format.name << ", " << width << " to " << cx;
         }
+}
+
+// From 4 MiB on, results go past the caches: whole lines, and the parts of lines at both ends of a row.
+TEST_P(BilinearTier, LargeResults) {
+    Random random(10);
+    for (std::size_t which : {2, 3, 6}) { // rows by blocks, of one channel, and of whole pixels
+        const Format& format = formats[which];
+        const int cx = random.Range(1201, 1210);
+        const Bytes dib = MakeSource(format, 900, 40, random, false);
+        GuardedBuffer source(dib.size());
+        std::memcpy(source.data(), dib.data(), dib.size());
+        const tagRECT clip = {1, 0, cx, 1200};
+        const Bytes scalar = Rows(Tier::Scalar, format, source, cx, 1200, GuardedBuffer::Side::Start, clip);
+        ASSERT_GE(scalar.size(), std::size_t{4} << 20);
+        ASSERT_TRUE(scalar == Rows(GetParam(), format, source, cx, 1200, GuardedBuffer::Side::Start, clip))
+            << format.name << " to " << cx;
+    }
+}
+
+// The entries behind a short gray table are the first pixels: colours, if a pixel names them.
+TEST_P(BilinearTier, PixelsMayNameWhatStandsBehindAGrayTable) {
+    Random random(11);
+    for (int round = 0; round < 60; ++round) {
+        const Format& format = formats[round % 2 == 0 ? 3 : 4];
+        const int width = random.Range(1, 200);
+        const int height = random.Range(1, 12);
+        Bytes dib = MakeSource(format, width, height, random, false);
+        const int used = random.Range(1, 255);
+        dib.erase(dib.begin() + 40 + used * 4, dib.begin() + 40 + 256 * 4);
+        dib[32] = static_cast<std::uint8_t>(used);
+        const int foreign = random.Range(0, 2) * random.Range(0, height); // rows that name other entries
+        const std::size_t pixels = dib.size() - static_cast<std::size_t>(height) * Stride(width, 8);
+        for (std::size_t i = pixels; i < dib.size(); ++i)
+            if (static_cast<int>((i - pixels) / Stride(width, 8)) >= foreign)
+                dib[i] = static_cast<std::uint8_t>(dib[i] % used);
+        ASSERT_TRUE(SameAsScalar(format, dib, random.Range(1, 250), height * 2)) << "round " << round;
+    }
+}
+
+// The stages that only some rows need, against a plain loop, for every length and address.
+TEST_P(BilinearTier, StagesOfBytesAgreeWithPlainLoops) {
+    Random random(12);
+    const dibprep::RowTable& table = RowsFor(GetParam());
+    const dibprep::RowTable& plain = RowsFor(Tier::Scalar);
+    for (int bytes = 1; bytes <= 200; ++bytes) {
+        GuardedBuffer row(static_cast<std::size_t>(bytes));
+        for (int i = 0; i < bytes; ++i)
+            row.data()[i] = static_cast<std::uint8_t>(random.Next() & (bytes % 3 == 0 ? 1 : 255));
+        EXPECT_EQ(table.highest(row.data(), bytes), plain.highest(row.data(), bytes));
+        if (bytes >= dibprep::LeastCompared) {
+            std::uint32_t changes[8] = {};
+            int count = 0;
+            const int counted = table.changes(row.data(), bytes, changes, 0);
+            for (int i = 0; i + 1 < bytes; ++i) {
+                const bool differs = row.data()[i] != row.data()[i + 1];
+                count += differs;
+                ASSERT_EQ(changes[i / 32] >> i % 32 & 1, differs ? 1u : 0u) << i << " of " << bytes;
+            }
+            EXPECT_EQ(counted, count);
+        }
+        const std::size_t size = static_cast<std::size_t>(bytes);
+        GuardedBuffer filled(size);
+        Bytes expected(size);
+        const std::uint32_t colour = random.Next() & 0xFFFFFF;
+        table.fill(filled.data(), bytes, colour);
+        plain.fill(expected.data(), bytes, colour);
+        EXPECT_EQ(Bytes(filled.data(), filled.data() + size), expected);
+        GuardedBuffer streamed(size, bytes % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End);
+        table.stream(streamed.data(), row.data(), size);
+        table.fence();
+        EXPECT_EQ(std::memcmp(streamed.data(), row.data(), size), 0) << bytes;
+    }
 }
 
 // One row at any address, with weights that no scale has.
@@ -207,7 +308,7 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
                 columns.push_back({left * unit, right * unit, weight()});
                 left = std::min(left + random.Range(0, stride), width - 1);
             }
-            const int outStep = format.bits == 32 ? 4 : 3;
+            const int outStep = std::max(format.bits, 24) / 8;
             const std::size_t bytes = static_cast<std::size_t>(count * outStep);
             Bytes expected(bytes), made(bytes + 2, 0xCD);
             RowTask task = {};
@@ -218,14 +319,19 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
             task.outStep = outStep;
             task.source = &source;
             task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
-            FastRows rows(RowsFor(GetParam()), task, round % 2 == 0);
-            ASSERT_TRUE(rows.Active());
+            FastRows rows(RowsFor(GetParam()), task, round % 2 == 0, round % 3 == 0);
+            DeepRows deep(DeepRowsFor(GetParam()), task, round % 2 == 0);
+            const bool isDeep = format.bits > 32;
+            ASSERT_EQ(rows.Active(), !isDeep);
+            ASSERT_EQ(deep.Active(), isDeep && width > 1);
             for (int again = 0; again < 3; ++again) {
                 task.fy = weight();
                 task.out = expected.data();
                 format.row(task);
                 task.out = made.data() + 1;
-                ASSERT_TRUE(rows.Make(task));
+                if (isDeep && width == 1)
+                    continue;
+                ASSERT_TRUE(isDeep ? deep.Make(task) : rows.Make(task));
                 ASSERT_EQ(std::memcmp(made.data() + 1, expected.data(), bytes), 0)
                     << format.name << ", " << width << " to " << count << ", round " << round;
                 EXPECT_EQ(made.front(), 0xCD);
@@ -236,11 +342,15 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
 
 TEST_P(BilinearTier, LoweredLimitsAct) {
     Random random(5);
-    int* const limits[] = {&COLOR_MAX_VALUE, &WHITE_POINT_VALUE, &BLACK_POINT_VALUE};
-    const int values[] = {200, 128, 33};
-    const int usual[] = {255, 255, 0};
+    int* const limits[] = {&COLOR_MAX_VALUE,     &WHITE_POINT_VALUE,   &BLACK_POINT_VALUE,
+                           &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,
+                           &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16,
+                           &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16};
+    // Beyond what words hold too, and the black point above the white point.
+    const int values[] = {200, 128, 33, -20000, -40000, 40000, 100000, -100, -40000, 9000, -50000, 20000};
+    const int usual[] = {255, 255, 0, 32767, 32767, 32767, 16383, 16383, 16383, 0, 0, 0};
     for (const Format& format : formats)
-        for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t i = 0; i < std::size(limits); ++i) {
             const Bytes dib = MakeSource(format, 60, 4, random, false);
             *limits[i] = values[i];
             EXPECT_TRUE(SameAsScalar(format, dib, 50, 7)) << format.name << ", limit " << i;
@@ -313,7 +423,7 @@ TEST_P(BilinearTier, WithoutScratchTheScalarRowsAreMade) {
     task.outStep = 3;
     task.source = &source;
     testhost::FailNew(1);
-    EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true).Active());
+    EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true, false).Active());
     testhost::FailNew(0);
     const tagRECT whole = {0, 0, 20, 9};
     ForceTier(Tier::Scalar);
@@ -339,7 +449,7 @@ TEST_P(BilinearTier, ForeignColumnsAreLeftToTheScalarRows) {
     task.source = &source;
     for (const auto& columns : foreign) {
         task.columns = columns.data();
-        EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true).Active());
+        EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true, false).Active());
     }
 }
 

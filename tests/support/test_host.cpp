@@ -1,5 +1,6 @@
 // The memory layer of the tests (see test_host.h). Every block has its own mapping between two
-// unreadable pages and ends at the second; the bytes in front of it are a known pattern.
+// unreadable pages and ends at the second or starts at the first; the bytes that fill up the other
+// side are a known pattern.
 #include "tests/support/test_host.h"
 
 #include "dibprep/host.h"
@@ -20,7 +21,7 @@ constexpr int IndexBits = 14;
 constexpr std::size_t SlotCount = std::size_t{1} << IndexBits;
 constexpr unsigned int ZeroFilledMovable = 66;
 constexpr unsigned int InvalidHandle = 32768;
-constexpr std::uint8_t FrontPattern = 0xA5;
+constexpr std::uint8_t Filling = 0xA5;
 constexpr std::size_t DefaultLargest = std::size_t{1} << 30;
 
 struct Slot {
@@ -32,12 +33,15 @@ struct Slot {
     unsigned int generation;
     int locks;
     bool live;
+    testhost::Side guarded;
 };
 
 // Static storage without constructor or destructor: making a block never allocates, and a library
 // that is unloaded at exit can still free.
 Slot slots[SlotCount];
 std::size_t nextSlot;
+int liveBlocks; // blocks and, all together, their locks: counted as they change, asked for often
+int heldLocks;
 
 int failAllocation, failLock;
 int allocations, locks, badCalls, nullCalls, calls;
@@ -46,6 +50,7 @@ std::size_t liveBytes, peakBytes;
 std::size_t largestBlock = DefaultLargest;
 testhost::SizeAnswer sizeAnswer = testhost::SizeAnswer::Exact;
 bool movingBlocks;
+testhost::Side guardedSide = testhost::Side::End;
 
 std::atomic<int> failNew, news;
 
@@ -57,7 +62,10 @@ std::atomic<int> failNew, news;
 // Counts down a plan; true when this call is the one to fail.
 bool Fails(int& plan) { return plan > 0 && --plan == 0; }
 
-std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
+std::size_t PageSize() {
+    static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return size;
+}
 
 // Pages for `bytes` bytes between two unreadable pages; null when there is no room for them.
 std::uint8_t* MapGuarded(std::size_t bytes, std::size_t& mapSize) {
@@ -109,21 +117,28 @@ Slot& FindOrDie(void* handle) {
     return *slot;
 }
 
+// The bytes that fill the block up to whole pages, and where they stand.
+std::size_t FillingOf(const Slot& slot) { return slot.mapSize - 2 * PageSize() - slot.room; }
+std::uint8_t* FillingAt(const Slot& slot) {
+    return slot.guarded == testhost::Side::End ? slot.map + PageSize() : slot.data + slot.room;
+}
+
 // Gives the slot a mapping for its size and room.
 bool Place(Slot& slot) {
     slot.map = MapGuarded(slot.room, slot.mapSize);
     if (!slot.map)
         return false;
-    const std::size_t page = PageSize();
-    slot.data = slot.map + (slot.mapSize - page) - slot.room;
-    std::memset(slot.map + page, FrontPattern, static_cast<std::size_t>(slot.data - (slot.map + page)));
+    const std::size_t spare = FillingOf(slot);
+    slot.data = slot.map + PageSize() + (slot.guarded == testhost::Side::End ? spare : 0);
+    if (spare != 0)
+        std::memset(FillingAt(slot), Filling, spare);
     return true;
 }
 
 void Unmap(Slot& slot) {
-    for (const std::uint8_t* at = slot.map + PageSize(); at != slot.data; ++at)
-        if (*at != FrontPattern)
-            Die("something wrote in front of a block");
+    const std::uint8_t* const filling = FillingAt(slot);
+    if (!std::all_of(filling, filling + FillingOf(slot), [](std::uint8_t byte) { return byte == Filling; }))
+        Die("something wrote beside a block");
     munmap(slot.map, slot.mapSize);
 }
 
@@ -138,6 +153,7 @@ Slot* NewSlot(std::size_t bytes) {
     nextSlot = (nextSlot + 1) % SlotCount;
     slot.size = bytes;
     slot.room = sizeAnswer == testhost::SizeAnswer::RoundedUp ? (bytes + 15) / 16 * 16 : bytes;
+    slot.guarded = guardedSide;
     if (!Place(slot))
         return nullptr;
     ++slot.generation;
@@ -145,13 +161,16 @@ Slot* NewSlot(std::size_t bytes) {
     slot.live = true;
     liveBytes += bytes;
     peakBytes = std::max(peakBytes, liveBytes);
+    ++liveBlocks;
     return &slot;
 }
 
 void FreeSlot(Slot& slot) {
     Unmap(slot);
+    heldLocks -= slot.locks;
     slot.live = false;
     liveBytes -= slot.size;
+    --liveBlocks;
 }
 
 bool Move(Slot& slot) {
@@ -189,6 +208,7 @@ void* GlobalLock(void* handle) {
     if (movingBlocks && slot->locks == 0 && !Move(*slot))
         return nullptr;
     ++slot->locks;
+    ++heldLocks;
     return slot->data;
 }
 
@@ -200,6 +220,7 @@ int GlobalUnlock(void* handle) {
         ++badCalls;
         return 0;
     }
+    --heldLocks;
     return --slot->locks != 0;
 }
 
@@ -229,15 +250,16 @@ unsigned int GlobalFlags(void* handle) {
 namespace testhost {
 
 void Reset() {
-    for (Slot& slot : slots)
-        if (slot.live)
-            FreeSlot(slot);
+    for (std::size_t i = 0; liveBlocks > 0; ++i)
+        if (slots[i].live)
+            FreeSlot(slots[i]);
     ResetCounters();
     failAllocation = failLock = 0;
     failNew = 0;
     largestBlock = DefaultLargest;
     sizeAnswer = SizeAnswer::Exact;
     movingBlocks = false;
+    guardedSide = Side::End;
     lastSize = 0;
 }
 
@@ -265,17 +287,8 @@ void ResetCounters() {
     peakBytes = liveBytes;
 }
 
-int LiveBlocks() {
-    return static_cast<int>(std::count_if(slots, slots + SlotCount, [](const Slot& slot) { return slot.live; }));
-}
-
-int OutstandingLocks() {
-    int sum = 0;
-    for (const Slot& slot : slots)
-        sum += slot.live ? slot.locks : 0;
-    return sum;
-}
-
+int LiveBlocks() { return liveBlocks; }
+int OutstandingLocks() { return heldLocks; }
 int BadCalls() { return badCalls; }
 int NullCalls() { return nullCalls; }
 int Calls() { return calls; }
@@ -285,6 +298,7 @@ std::size_t PeakBytes() { return peakBytes; }
 void SetLargestBlock(std::size_t bytes) { largestBlock = bytes; }
 void SetSizeAnswer(SizeAnswer answer) { sizeAnswer = answer; }
 void SetMovingBlocks(bool moving) { movingBlocks = moving; }
+void SetGuardedSide(Side side) { guardedSide = side; }
 
 void* MakeBlock(const std::vector<std::uint8_t>& bytes) {
     Slot* const slot = NewSlot(bytes.size());

@@ -1,7 +1,7 @@
 // The memory layer of the tests. It replaces GlobalAlloc and its kin for a whole test program:
-// every block ends at an unreadable page (and may start at an odd address for it), blocks and locks
-// are counted, and the n-th allocation or lock fails on demand. Everything else (files, rectangles,
-// colours, pens) is libdibhost's.
+// every block ends at an unreadable page (and may start at an odd address for it) or starts behind
+// one, blocks and locks are counted, and the n-th allocation or lock fails on demand. Everything else
+// (files, rectangles, colours, pens) is libdibhost's.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ namespace testhost {
 enum class SizeAnswer { Exact, Unknown /* 0 */, RoundedUp /* to the next multiple of 16 */ };
 
 // Frees every live block, forgets counters, settings and planned failures, answers sizes exactly.
-// Here and in GlobalFree a block is looked at: bytes written in front of it end the program.
+// Here and in GlobalFree a block is looked at: bytes written beside it end the program.
 void Reset();
 
 // The n-th call from now on fails (1: the very next one); 0 takes the plan back.
@@ -54,6 +54,11 @@ void SetSizeAnswer(SizeAnswer answer);
 // becomes unreadable.
 void SetMovingBlocks(bool moving);
 
+// Which end of the blocks made from now on touches an unreadable page: Start shows reads in front of a
+// block, which End shows only when they go far.
+enum class Side { End, Start };
+void SetGuardedSide(Side side);
+
 // A new unlocked block holding these bytes. Neither counted as an allocation nor failed by a plan.
 void* MakeBlock(const std::vector<std::uint8_t>& bytes);
 // The bytes of a live block, without touching its lock count.
@@ -68,7 +73,7 @@ bool IsLive(void* handle);
 // the page before it.
 class GuardedBuffer {
 public:
-    enum class Side { End, Start };
+    using Side = testhost::Side;
     explicit GuardedBuffer(std::size_t bytes, Side side = Side::End);
     ~GuardedBuffer();
     GuardedBuffer(const GuardedBuffer&) = delete;

@@ -63,7 +63,21 @@ TEST_F(TestHostDeathTest, ByteInFrontOfABlockIsLookedAtWhenItIsFreed) {
             bytes[-1] = 1;
             GlobalFree(block);
         },
-        "wrote in front of a block");
+        "wrote beside a block");
+}
+
+TEST_F(TestHostDeathTest, TheStartOfABlockIsGuardedInstead) {
+    testhost::SetGuardedSide(testhost::Side::Start);
+    void* const block = GlobalAlloc(66, 13);
+    volatile unsigned char* const bytes = Lock(block);
+    bytes[0] = 1;
+    EXPECT_DEATH(bytes[-1] = 1, "");
+    EXPECT_DEATH(
+        {
+            bytes[13] = 1;
+            GlobalFree(block);
+        },
+        "wrote beside a block");
 }
 
 TEST_F(TestHostDeathTest, FreedBlockIsUnreadable) {

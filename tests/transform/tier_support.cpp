@@ -35,6 +35,10 @@ std::uint8_t Sample(Picture picture, testdib::Random& random, std::size_t at) {
         return 0;
     case Picture::Stripes:
         return at % 5 < 2 ? 255 : 0;
+    case Picture::Levels: // runs of one level, longer than vectors
+        return static_cast<std::uint8_t>(at / 300 % 4 * 60);
+    case Picture::Lines: // whole rows of white and black among others
+        return at / 200 % 3 == 0 ? static_cast<std::uint8_t>(random.Next()) : at / 200 % 3 == 1 ? 255 : 0;
     }
     return 0;
 }

@@ -35,7 +35,8 @@ struct Resolutions {
 
 constexpr Resolutions CommonResolutions[] = {{300, 200}, {600, 300}, {200, 400}, {300, 600}, {400, 300},
                                              {200, 300}, {300, 204}, {600, 200}, {300, 400}, {300, 300},
-                                             {96, 300},  {300, 96},  {240, 256}, {200, 256}};
+                                             {96, 300},  {300, 96},  {240, 256}, {200, 256},
+                                             {300, 137}, {299, 200}};
 
 std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return NameOf(tier.param); }
 
@@ -65,10 +66,39 @@ TEST_P(TransformTier, EveryWidthAroundTheVectorLengthsInOneBit) {
     }
 }
 
+TEST_P(TransformTier, InexactRatiosOfEveryWidth) {
+    for (const Resolutions& at : {Resolutions{300, 137}, {300, 201}, {299, 200}, {200, 299}, {300, 59}}) {
+        for (int width = 6; width <= 60; ++width) {
+            Compare({24, width, 7, at.from, at.from}, at.to);
+            Compare({8, width + 10, 7, at.from, at.from, Picture::FewLevels, width % 3 == 0}, at.to);
+        }
+        for (int width = 6; width <= 530; width += width < 70 ? 1 : 7)
+            Compare({1, width, 7, at.from, at.from, Picture::Random, false, width % 2 == 0}, at.to, 1 + width % 255);
+    }
+}
+
+TEST_P(TransformTier, RowsOfOneSampleAmongOthers) {
+    for (const Resolutions& at : {Resolutions{300, 200}, {300, 137}, {200, 299}, {300, 300}}) {
+        for (int width = 120; width < 140; ++width) {
+            Compare({1, width, 60, at.from, at.from, Picture::Lines, false, width % 3 == 0}, at.to, 100);
+            Compare({8, width, 60, at.from, at.from, Picture::Lines}, at.to);
+        }
+    }
+}
+
+TEST_P(TransformTier, EqualResolutionsCopy) {
+    for (int width = 6; width < 60; ++width) {
+        Compare({24, width, 7, 300, 300}, 300);
+        Compare({8, width + 10, 7, 300, 300, Picture::Random, width % 2 == 0}, 300);
+        Compare({24, width, 7, 300, 400}, 300);
+    }
+}
+
 TEST_P(TransformTier, CommonResolutionsAndPictures) {
     for (const Resolutions& at : CommonResolutions) {
         for (const Picture picture :
-             {Picture::Random, Picture::FewLevels, Picture::Flat, Picture::White, Picture::Black, Picture::Stripes}) {
+             {Picture::Random, Picture::FewLevels, Picture::Flat, Picture::White, Picture::Black, Picture::Stripes,
+              Picture::Lines, Picture::Levels}) {
             Compare({24, 75, 24, at.from, at.from, picture}, at.to);
             Compare({8, 131, 24, at.from, at.from, picture}, at.to);
             Compare({1, 611, 24, at.from, at.from, picture}, at.to);

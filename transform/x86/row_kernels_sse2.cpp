@@ -228,6 +228,32 @@ DIBPREP_SSE2 void PickOutcomes(const std::uint8_t* const samples[4], const std::
     }
 }
 
+DIBPREP_SSE2 bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
+                              std::uint8_t* to, std::uint8_t* open) {
+    __m128i anyOpen = _mm_setzero_si128();
+    for (std::size_t i = 0; i < bytes; i += 16) {
+        const __m128i none = _mm_set1_epi8(-1);
+        __m128i picked = _mm_setzero_si128();
+        __m128i unsure = _mm_setzero_si128();
+        for (unsigned int combination = 0; combination < 16; ++combination) {
+            const BitChoice& choice = choices[combination];
+            __m128i match = none;
+            for (unsigned int which = 0; which < 4; ++which) {
+                const __m128i turned = combination >> which & 1 ? _mm_setzero_si128() : none;
+                match = _mm_and_si128(match, _mm_xor_si128(Load(samples[which] + i), turned));
+            }
+            const __m128i low = Load(choice.low + i);
+            const __m128i outcome = _mm_xor_si128(low, _mm_set1_epi32(static_cast<int>(choice.flip)));
+            picked = _mm_or_si128(picked, _mm_and_si128(match, outcome));
+            unsure = _mm_or_si128(unsure, _mm_and_si128(match, _mm_xor_si128(low, Load(choice.high + i))));
+        }
+        Store(to + i, picked);
+        Store(open + i, unsure);
+        anyOpen = _mm_or_si128(anyOpen, unsure);
+    }
+    return _mm_movemask_epi8(_mm_cmpeq_epi8(anyOpen, _mm_setzero_si128())) != 0xFFFF;
+}
+
 } // namespace
 
 void AddSse2RowKernels(RowKernels& kernels) {
@@ -241,6 +267,7 @@ void AddSse2RowKernels(RowKernels& kernels) {
     kernels.mixDoubles = MixDoubles;
     kernels.gatherBits = GatherBits;
     kernels.pickOutcomes = PickOutcomes;
+    kernels.pickChoices = PickChoices;
 }
 
 } // namespace dibprep

@@ -2,8 +2,7 @@
 // of one load, and the product of byte pairs.
 #include "transform/row_kernels.h"
 
-#include "memory/unaligned.h"
-
+#include <cstring>
 #include <tmmintrin.h>
 
 namespace dibprep {
@@ -68,10 +67,11 @@ DIBPREP_SSSE3 void ToDoubles(const ColumnPlan& columns, const std::uint8_t* byte
 }
 
 // `table`: the bytes in the window, and 32 bytes later the bits.
-DIBPREP_SSSE3 inline std::uint16_t TestBits(__m128i window, const std::uint8_t* table) {
+DIBPREP_SSSE3 inline void TestBits(__m128i window, const std::uint8_t* table, std::uint8_t* to) {
     const __m128i wanted = Load(table + 32);
     const __m128i found = _mm_and_si128(_mm_shuffle_epi8(window, Load(table)), wanted);
-    return static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(found, wanted)));
+    const auto bits = static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(found, wanted)));
+    std::memcpy(to, &bits, sizeof bits);
 }
 
 DIBPREP_SSSE3 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
@@ -80,8 +80,8 @@ DIBPREP_SSSE3 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, 
     for (std::size_t group = 0; group < plan.groups; ++group) {
         const __m128i window = Load(row + plan.offsets[group]);
         const std::uint8_t* const table = plan.windows + group / 2 * 128 + group % 2 * 16;
-        StoreU16(first + group * 2, TestBits(window, table));
-        StoreU16(second + group * 2, TestBits(window, table + 64));
+        TestBits(window, table, first + group * 2);
+        TestBits(window, table + 64, second + group * 2);
     }
 }
 

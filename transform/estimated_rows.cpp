@@ -1,0 +1,217 @@
+// The fast road of rows whose fractions are no short binary ones. The horizontal estimates of a
+// source row are kept while output rows need them, and so are the bytes behind them.
+#include "transform/estimated_rows.h"
+
+#include "transform/columns.h"
+#include "transform/estimate.h"
+#include "transform/kinds.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace dibprep {
+
+namespace {
+
+constexpr std::size_t WindowChannels = 4;
+constexpr std::size_t WindowBytes = 16;
+constexpr std::size_t RowUnit = 32; // channels that a kernel step may touch
+constexpr std::size_t StripChannels = 512;
+constexpr std::size_t MostOpen = 16; // one group in so many
+constexpr unsigned int ShortestPause = 32;
+constexpr unsigned int LongestPause = 512;
+
+bool HasOwnLevels(const tagRGBQUAD* palette) {
+    for (int level = 0; level < 256; ++level) {
+        if (palette[level].rgbBlue != level)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool EstimatedRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kernels) {
+    m_kernels = kernels;
+    m_perPixel = engine.kind == KindTrueColour ? 3 : 1;
+    m_pixels = engine.outWidth;
+    m_stride = engine.srcStride;
+    m_rowBytes = engine.srcWidth * m_perPixel;
+    m_palette = engine.sourcePalette;
+    if (!kernels.estimates || m_rowBytes < WindowBytes)
+        return false;
+    m_mapped = m_perPixel == 1 && HasOwnLevels(m_palette);
+    m_plan.channels = m_pixels * m_perPixel;
+    TakeScratch();
+    if (!m_scratch.Open())
+        return false;
+    TakeScratch();
+    FillTables(engine);
+    return true;
+}
+
+void EstimatedRows::TakeScratch() {
+    const std::size_t channels = (m_plan.channels + RowUnit - 1) / RowUnit * RowUnit;
+    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(channels / WindowChannels);
+    m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(channels * 4);
+    m_plan.weights = m_weights = m_scratch.Take<std::int32_t>(channels);
+    m_plan.fractions = m_fractions = m_scratch.Take<double>(channels);
+    m_firsts = m_scratch.Take<std::uint32_t>(m_pixels);
+    m_seconds = m_scratch.Take<std::uint32_t>(m_pixels);
+    for (KeptRow& kept : m_kept) {
+        kept.estimates = m_scratch.Take<std::int32_t>(channels);
+        kept.doubles = m_scratch.Take<double>(channels);
+        kept.levels = m_scratch.Take<std::uint8_t>(m_mapped ? m_rowBytes : 0);
+        kept.pairs = m_scratch.Take<std::uint8_t>(channels * 2 + WindowBytes);
+    }
+}
+
+void EstimatedRows::FillTables(const CLinearTransformMem& engine) {
+    std::size_t channel = 0;
+    for (std::size_t x = 0; x < m_pixels; ++x) {
+        const CPosition& at = engine.positions[x];
+        m_firsts[x] = static_cast<std::uint32_t>(at.x0 * m_perPixel);
+        // A sample without weight may be any.
+        m_seconds[x] = Weightless(at) ? m_firsts[x] : static_cast<std::uint32_t>(at.x1 * m_perPixel);
+        if (m_seconds[x] + 4 <= m_rowBytes && m_safePixels == x)
+            m_safePixels = x + 1;
+        const std::int32_t weight = EstimateWeight(at.fraction);
+        for (const std::size_t end = channel + m_perPixel; channel < end; ++channel) {
+            m_weights[channel] = weight;
+            m_fractions[channel] = at.fraction;
+        }
+    }
+    // What is behind the last channel has no samples and equals itself.
+    const std::size_t room = (m_plan.channels + RowUnit - 1) / RowUnit * RowUnit;
+    std::memset(m_shuffles, EmptyByte, room * 4);
+    m_far = false;
+    for (std::size_t four = 0; four * WindowChannels < m_plan.channels && !m_far; ++four)
+        m_far = !PutWindow(four);
+    if (m_far)
+        PutPairTables();
+}
+
+// The window of four channels and the places of its samples in it. False if it would be too long.
+bool EstimatedRows::PutWindow(std::size_t four) {
+    const std::size_t begin = four * WindowChannels;
+    const std::size_t end = std::min(begin + WindowChannels, m_plan.channels);
+    // Samples rise from channel to channel but for the steps inside a pixel: the first channel's
+    // pixel has the lowest, the last one's the highest.
+    const std::size_t lowest = m_firsts[begin / m_perPixel];
+    const std::size_t offset = std::min(lowest, m_rowBytes - WindowBytes);
+    m_offsets[four] = static_cast<std::uint32_t>(offset);
+    for (std::size_t i = begin; i < end; ++i) {
+        const std::size_t first = m_firsts[i / m_perPixel] + i % m_perPixel - offset;
+        const std::size_t second = m_seconds[i / m_perPixel] + i % m_perPixel - offset;
+        if (first >= WindowBytes || second >= WindowBytes)
+            return false;
+        m_shuffles[i * 4] = static_cast<std::uint8_t>(first);
+        m_shuffles[i * 4 + 2] = static_cast<std::uint8_t>(second);
+    }
+    return true;
+}
+
+void EstimatedRows::PutPairTables() {
+    for (std::size_t i = 0; i < m_plan.channels; ++i) {
+        m_offsets[i / WindowChannels] = static_cast<std::uint32_t>(i / WindowChannels * WindowChannels * 2);
+        m_shuffles[i * 4] = static_cast<std::uint8_t>(i % WindowChannels * 2);
+        m_shuffles[i * 4 + 2] = static_cast<std::uint8_t>(i % WindowChannels * 2 + 1);
+    }
+}
+
+void EstimatedRows::PutPairs(const std::uint8_t* row, std::uint8_t* pairs) const {
+    if (m_perPixel == 1) {
+        for (std::size_t x = 0; x < m_pixels; ++x) {
+            pairs[2 * x] = row[m_firsts[x]];
+            pairs[2 * x + 1] = row[m_seconds[x]];
+        }
+        return;
+    }
+    m_kernels.pairColours(row, m_firsts, m_seconds, m_safePixels, pairs);
+    for (std::size_t x = m_safePixels; x < m_pixels; ++x) {
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            pairs[6 * x + 2 * channel] = row[m_firsts[x] + channel];
+            pairs[6 * x + 2 * channel + 1] = row[m_seconds[x] + channel];
+        }
+    }
+}
+
+// The bytes of `row` and what was made of them before, if they are kept; those of `needed` stay.
+EstimatedRows::KeptRow& EstimatedRows::Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed) {
+    for (KeptRow& kept : m_kept) {
+        if (kept.row == row)
+            return kept;
+    }
+    KeptRow& made = m_kept[m_kept[0].row == needed ? 1 : 0];
+    made.row = row;
+    made.bytes = source + row * m_stride;
+    // Between the lines of a text page there are many such rows; in others this ends at once.
+    const bool uniform = std::memcmp(made.bytes, made.bytes + 1, m_rowBytes - 1) == 0;
+    made.everywhere = !uniform ? -1 : m_mapped ? m_palette[made.bytes[0]].rgbBlue : made.bytes[0];
+    if (m_mapped) {
+        for (std::size_t i = 0; i < m_rowBytes; ++i)
+            made.levels[i] = m_palette[made.bytes[i]].rgbBlue;
+        made.bytes = made.levels;
+    }
+    if (m_far) {
+        PutPairs(made.bytes, made.pairs);
+        made.bytes = made.pairs;
+    }
+    made.hasEstimates = made.hasDoubles = false;
+    return made;
+}
+
+// In strips, so that their tables and results stay in the first cache.
+void EstimatedRows::BuildByEstimates(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out) {
+    std::size_t open = 0;
+    for (std::size_t begin = 0; begin < m_plan.channels; begin += StripChannels) {
+        const Strip strip{begin, std::min(begin + StripChannels, m_plan.channels)};
+        for (const KeptRow* row : {&top, &bottom}) {
+            if (!row->hasEstimates && (row == &top || &top != &bottom))
+                m_kernels.estimate(m_plan, row->bytes, strip, row->estimates);
+        }
+        open += m_kernels.mixEstimates(m_plan, {top.bytes, top.estimates}, {bottom.bytes, bottom.estimates}, fraction,
+                                       strip, out);
+    }
+    top.hasEstimates = bottom.hasEstimates = true;
+    const std::size_t groups = (m_plan.channels + 7) / 8;
+    m_made.open += open;
+    m_made.estimated += groups - open;
+    // Thirds, for example, give so many whole levels that the doubles are better off alone.
+    m_pause = open * MostOpen <= groups ? 0 : std::min(std::max(m_pause * 2, ShortestPause), LongestPause);
+    m_rowsInDoubles = m_pause;
+}
+
+void EstimatedRows::BuildInDoubles(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out) {
+    for (std::size_t begin = 0; begin < m_plan.channels; begin += StripChannels) {
+        const Strip strip{begin, std::min(begin + StripChannels, m_plan.channels)};
+        for (const KeptRow* row : {&top, &bottom}) {
+            if (!row->hasDoubles && (row == &top || &top != &bottom))
+                m_kernels.across(m_plan, row->bytes, strip, row->doubles);
+        }
+        m_kernels.mixDoubles(top.doubles + begin, bottom.doubles + begin, fraction, out + begin,
+                             strip.end - strip.begin);
+    }
+    top.hasDoubles = bottom.hasDoubles = true;
+    m_made.inDoubles += (m_plan.channels + 7) / 8;
+    --m_rowsInDoubles;
+}
+
+void EstimatedRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out) {
+    // Without a difference or a weight the second row adds nothing.
+    const bool alone = rows.first == rows.second || rows.fraction == 0;
+    const std::uint32_t second = alone ? rows.first : rows.second;
+    KeptRow& top = Keep(source, rows.first, second);
+    KeptRow& bottom = Keep(source, second, rows.first);
+    if (top.everywhere >= 0 && top.everywhere == bottom.everywhere) {
+        std::memset(out, top.everywhere, m_plan.channels);
+        ++m_made.filledRows;
+        return;
+    }
+    if (m_rowsInDoubles > 0)
+        BuildInDoubles(top, bottom, rows.fraction, out);
+    else
+        BuildByEstimates(top, bottom, rows.fraction, out);
+}
+
+} // namespace dibprep
