@@ -9,7 +9,8 @@
 # - tests that end a process on purpose, and all of test_host_tests: they touch unreadable pages;
 # - uninitialised_memory_tests, which fills what malloc gives out and so defines it;
 # - HalfAGigapixel, PageOf...65535 and the like: hundreds of megabytes, too slow here;
-# - tests that look at the process itself: its resident memory, its limits.
+# - tests that look at the process itself: its resident memory, its limits; and all of dibhost_tests,
+#   which hand the system addresses that cannot be read.
 # The random comparisons run a twentieth of their cases. Long doubles have 64 bits under memcheck: no
 # expectation may rest on more.
 set -uo pipefail
@@ -20,7 +21,7 @@ programs=("$@")
 [ $# -gt 0 ] || programs=(memory_tests dib_tests transform_tests quantize_tests static_palette_tests bilinear_tests
                           image_tests pen_enumeration_tests failing_memory_tests callers_tests hostile_tests
                           transform_tier_tests quantize_tier_tests bilinear_tier_tests
-                          oracle_pipeline_tests oracle_utilities_tests dibhost_tests)
+                          oracle_pipeline_tests oracle_utilities_tests)
 left_out='*DeathTest*:*LibraryThatStays*:*65535*:*65536*:*HalfAGigapixel*:*HeightIntMax*:*HeightMinus*'
 left_out+=':*Resident*:*FlatMemory*:*Coarse*:*Limits*'
 
