@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Builds and tests both widths, then both again under the address and undefined-behaviour
-# sanitizers. Ends with the summary of each; fails when anything failed.
+# sanitizers, then the threads under theirs, and looks at the sources where the programs for that are
+# installed. Ends with the summary of each; fails when anything failed.
 #
-#     ./test.sh                 all four
+#     ./test.sh                 everything
 #     ./test.sh x64 x64-asan    only these presets
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 presets=("$@")
-[ $# -gt 0 ] || presets=(x86 x64 x86-asan x64-asan)
+[ $# -gt 0 ] || presets=(x86 x64 x86-asan x64-asan x64-tsan)
 logs=build/test-logs
 mkdir -p "$logs"
 

@@ -3,6 +3,7 @@
 #include "memory/unaligned.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <utility>
@@ -193,6 +194,9 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
         return taken;
     };
     m_fed = take(fed);
+    // The last pixels' right neighbours are taken from behind them, with no weight. They are nothing
+    // that shows, but something that was written.
+    std::memset(m_fed, 0, static_cast<std::size_t>(fed));
     m_mixed[0].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
     m_mixed[1].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
     m_finished = take(finished);

@@ -4,12 +4,31 @@
 Each is a valid or slightly odd DIB or file behind the parameter bytes that the target's head comment
 lists. They are small on purpose: what is far from them, the fuzzer finds.
 """
+import base64
+import os
 import pathlib
 import shutil
 import struct
+import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 DEPTHS = (1, 4, 8, 16, 24, 32, 48, 64)
+
+os.environ.setdefault("DIBPREP_TOOL", "") # the tests' helpers ask for it; no tool is run
+sys.path.insert(0, str(HERE.parent / "tests" / "tools"))
+from pictures import TiffPage, make_png, make_pnm, make_tiff
+
+# A sequential JPEG file of 9 x 7 pixels with 300 dots per inch.
+JPEG = base64.b64decode("""
+/9j/4AAQSkZJRgABAQEBLAEsAAD/2wBDACgcHiMeGSgjISMtKygwPGRBPDc3PHtYXUlkkYCZlo+AjIqgtObDoKrarYqMyP/L2u71////m8H///
+/6/+b9//j/2wBDASstLTw1PHZBQXb4pYyl+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj4+Pj/wAARCAAH
+AAkDAREAAhEBAxEB/8QAHwAAAQUBAQEBAQEAAAAAAAAAAAECAwQFBgcICQoL/8QAtRAAAgEDAwIEAwUFBAQAAAF9AQIDAAQRBRIhMUEGE1FhBy
+JxFDKBkaEII0KxwRVS0fAkM2JyggkKFhcYGRolJicoKSo0NTY3ODk6Q0RFRkdISUpTVFVWV1hZWmNkZWZnaGlqc3R1dnd4eXqDhIWGh4iJipKT
+lJWWl5iZmqKjpKWmp6ipqrKztLW2t7i5usLDxMXGx8jJytLT1NXW19jZ2uHi4+Tl5ufo6erx8vP09fb3+Pn6/8QAHwEAAwEBAQEBAQEBAQAAAA
+AAAAECAwQFBgcICQoL/8QAtREAAgECBAQDBAcFBAQAAQJ3AAECAxEEBSExBhJBUQdhcRMiMoEIFEKRobHBCSMzUvAVYnLRChYkNOEl8RcYGRom
+JygpKjU2Nzg5OkNERUZHSElKU1RVVldYWVpjZGVmZ2hpanN0dXZ3eHl6goOEhYaHiImKkpOUlZaXmJmaoqOkpaanqKmqsrO0tba3uLm6wsPExc
+bHyMnK0tPU1dbX2Nna4uPk5ebn6Onq8vP09fb3+Pn6/9oADAMBAAIRAxEAPwCJbw0qNMt0R/2w12ezJ9if/9k=
+""")
 
 
 def pattern(count, start=1):
@@ -195,6 +214,31 @@ def inputs():
     yield "tool_reader", "bmp-core", b"\x40" + file_of(core_dib(13, 5, 8), 14 + 12 + 768)
     yield "tool_reader", "bmp-rle8", b"\x40" + file_of(rle(8, RLE8), 14 + 40 + 1024)
     yield "tool_reader", "bmp-rle4", b"\x40" + file_of(rle(4, RLE4), 14 + 40 + 64)
+    yield "tool_reader", "dib-24", b"\x40" + dib(13, 5, 24)
+    yield from other_formats()
+
+
+def other_formats():
+    """PNM, PNG, TIFF and JPEG; the 32-bit reader knows only the first of them."""
+    levels = [[(x * 20 + y * 9) % 256 for x in range(11)] for y in range(7)]
+    bits = [[(x + y) % 3 % 2 for x in range(19)] for y in range(6)]
+    colours = [[(level, 255 - level, x) for x, level in enumerate(row)] for row in levels]
+    palette = [(i * 16, 255 - i * 16, 40) for i in range(16)]
+    few = [[level % 16 for level in row] for row in levels]
+    for kind, rows in ((1, bits), (2, levels), (3, colours), (4, bits), (5, levels), (6, colours)):
+        yield "tool_reader", f"pnm-{kind}", b"\x40" + make_pnm(rows, kind)
+    yield "tool_reader", "pnm-pages", b"\x40" + make_pnm(levels, 5) + make_pnm(bits, 4)
+    yield "tool_reader", "png-1", b"\x40" + make_png(bits, 0, 1, ppm=(11811, 11811))
+    yield "tool_reader", "png-gray", b"\x40" + make_png(levels, 0)
+    yield "tool_reader", "png-colours", b"\x40" + make_png(few, 3, 4, palette, b"\x00\x80")
+    yield "tool_reader", "png-24", b"\x40" + make_png(colours, 2, interlaced=True)
+    yield "tool_reader", "png-64", b"\x40" + make_png([[(*c, 300) for c in row] for row in colours], 6, 16)
+    yield "tool_reader", "tiff-1", b"\x40" + make_tiff(TiffPage(bits, 1, 0, fill=2, orientation=6))
+    yield "tool_reader", "tiff-pages", b"\x40" + make_tiff(
+        TiffPage(levels, resolution=((300, 1), (300, 1))), TiffPage(few, 4, 3, 32773, palette))
+    yield "tool_reader", "tiff-planes", b"\x40" + make_tiff(TiffPage(colours, 16, 2, 8, separate=True))
+    yield "tool_reader", "tiff-tiles", b"\x40" + make_tiff(TiffPage(colours, 8, 2, tile=16))
+    yield "tool_reader", "jpeg", b"\x40" + JPEG
 
 
 def main():

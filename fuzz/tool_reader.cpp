@@ -1,5 +1,7 @@
 // Fuzz target: the tool's readers of picture files, whatever formats they know. Input: conditions (1
 // byte; flag 6: what commands do with the page as well), the file.
+//
+// The decoders' own libraries are not instrumented: what is looked for is our use of them.
 #include "fuzz/file_in_memory.h"
 
 #include "tools/bmp_reader.h"
@@ -7,6 +9,8 @@
 #include "tools/page_convert.h"
 #include "tools/tool_error.h"
 
+#include <algorithm>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -16,6 +20,7 @@ using namespace fuzz;
 using namespace dibprep::tool;
 
 constexpr std::uint64_t MostPixels = std::uint64_t{1} << 18;
+constexpr int MostPages = 4; // of a file; the others are read alike
 
 // Every row and entry is read, as a writer would.
 std::uint32_t SumOf(const Page& page) {
@@ -60,11 +65,19 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     testhost::SetGuardedSide((flags & 1) != 0 ? testhost::Side::Start : testhost::Side::End);
     try {
         const InputFile file(stored.Path());
-        Page page = FindFormat(file).read(file, MostPixels);
-        Require(page.Width() > 0 && page.Height() > 0, "a page without pixels");
-        SumOf(page);
-        if (flags & 0x40)
-            UseAsCommandsDo(std::move(page), file);
+        const std::unique_ptr<PageReader> reader = FindFormat(file).open(file, MostPixels);
+        Require(reader->PageCount() >= 1, "a file without pages");
+        for (int i = 0; i < std::min(reader->PageCount(), MostPages); ++i) {
+            const PageInfo info = reader->Describe(i);
+            Page page = reader->Read(i);
+            Require(page.Width() > 0 && page.Height() > 0, "a page without pixels");
+            Require(info.width == static_cast<std::uint64_t>(page.Width()) &&
+                        info.height == static_cast<std::uint64_t>(page.Height()) && info.pageBits == page.Bits(),
+                    "a page is described as another");
+            SumOf(page);
+            if (flags & 0x40)
+                UseAsCommandsDo(std::move(page), file);
+        }
     } catch (const ToolError& error) {
         Require(error.code() == ExitBadInput || error.code() == ExitLimit, "a bad file is told as something else");
         Require(error.what()[0] != '\0', "a failure without a sentence");

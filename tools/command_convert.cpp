@@ -89,7 +89,8 @@ void RunNormalize(const Arguments& arguments) {
 Command ConvertCommand() {
     return {"convert",
             "change the depth to 24 or 16 bits per pixel",
-            "Makes the same picture with 24 bits per pixel (8 per channel) or 16 (5 per channel). Alpha is dropped.",
+            "Makes the same picture with 24 bits per pixel (8 per channel) or 16 (5 per channel). Transparent pixels "
+            "are laid on white.",
             "dibprep convert chart.bmp chart24.bmp --depth 24",
             {InputPositional(), OutputPositional()},
             {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), PageOption(),

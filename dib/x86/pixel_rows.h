@@ -157,7 +157,8 @@ DIBPREP_TIER void FromMasked32To16(unsigned char* out, const unsigned char* in, 
     ScalarDepthRows.fromMasked32To16(out + 2 * x, in + 4 * x, pixels - x, masks);
 }
 
-DIBPREP_TIER void AddPixelRows(DepthRows& rows) {
+// Without the tier: tables are filled on every processor, also with the loops that it cannot run.
+void AddPixelRows(DepthRows& rows) {
     rows.from555To24 = From555To24;
     rows.fromMasked16To24 = FromMasked16To24;
     rows.fromMasked32To24 = FromMasked32To24;

@@ -1,12 +1,15 @@
 // Where the random cases of the comparing tests start and how many there are. Both can be set from
 // outside: DIBPREP_RANDOM_START is the first case's number, DIBPREP_RANDOM_CASES multiplies the
-// counts (a decimal number, 1 by default). A failing case prints its number, so that the same case
-// runs first with DIBPREP_RANDOM_START set to it.
+// counts (a decimal number, 1 by default; 0 leaves one case). A failing case prints the command that
+// runs it alone.
 #pragma once
 
 #include "tests/support/dib_builder.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cerrno> // program_invocation_name
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -24,9 +27,17 @@ inline std::uint64_t RandomCases(int usual) {
     return std::max<std::uint64_t>(1, static_cast<std::uint64_t>(usual * scale));
 }
 
+// The instruction set that the library's kernels choose on this processor.
+inline const char* TierName() {
+    return __builtin_cpu_supports("avx2") ? "AVX2" : __builtin_cpu_supports("ssse3") ? "SSSE3" : "SSE2";
+}
+
+// What a failing case prints: its number, the tier, and the command that runs it alone.
 inline std::string CaseName(std::uint64_t number) {
-    return "case " + std::to_string(number) + " (run it first with DIBPREP_RANDOM_START=" + std::to_string(number) +
-           ")";
+    const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
+    const std::string name = test ? std::string(test->test_suite_name()) + "." + test->name() : "*";
+    return "case " + std::to_string(number) + " on " + TierName() + "; alone: DIBPREP_RANDOM_START=" +
+           std::to_string(number) + " DIBPREP_RANDOM_CASES=0 " + program_invocation_name + " --gtest_filter=" + name;
 }
 
 // The numbers of one case: neighbouring cases start far apart.

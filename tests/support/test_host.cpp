@@ -46,6 +46,7 @@ int heldLocks;
 int failAllocation, failLock;
 int allocations, locks, badCalls, nullCalls, calls;
 std::size_t lastSize;
+std::size_t liveBytes, peakBytes;
 std::size_t largestBlock = DefaultLargest;
 testhost::SizeAnswer sizeAnswer = testhost::SizeAnswer::Exact;
 bool movingBlocks;
@@ -158,6 +159,8 @@ Slot* NewSlot(std::size_t bytes) {
     ++slot.generation;
     slot.locks = 0;
     slot.live = true;
+    liveBytes += bytes;
+    peakBytes = std::max(peakBytes, liveBytes);
     ++liveBlocks;
     return &slot;
 }
@@ -166,6 +169,7 @@ void FreeSlot(Slot& slot) {
     Unmap(slot);
     heldLocks -= slot.locks;
     slot.live = false;
+    liveBytes -= slot.size;
     --liveBlocks;
 }
 
@@ -280,6 +284,7 @@ int News() { return news; }
 void ResetCounters() {
     allocations = locks = badCalls = nullCalls = calls = 0;
     news = 0;
+    peakBytes = liveBytes;
 }
 
 int LiveBlocks() { return liveBlocks; }
@@ -288,6 +293,8 @@ int BadCalls() { return badCalls; }
 int NullCalls() { return nullCalls; }
 int Calls() { return calls; }
 std::size_t LastAllocationSize() { return lastSize; }
+std::size_t LiveBytes() { return liveBytes; }
+std::size_t PeakBytes() { return peakBytes; }
 void SetLargestBlock(std::size_t bytes) { largestBlock = bytes; }
 void SetSizeAnswer(SizeAnswer answer) { sizeAnswer = answer; }
 void SetMovingBlocks(bool moving) { movingBlocks = moving; }

@@ -43,6 +43,9 @@ int NullCalls();
 int Calls();
 // Bytes asked for by the last GlobalAlloc.
 std::size_t LastAllocationSize();
+// Bytes of all live blocks as asked for, and the most there were at once since Reset or ResetCounters.
+std::size_t LiveBytes();
+std::size_t PeakBytes();
 // Refuse blocks of more than this many bytes (default 1 GiB).
 void SetLargestBlock(std::size_t bytes);
 

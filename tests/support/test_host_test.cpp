@@ -120,6 +120,20 @@ TEST_F(TestHost, BlocksAboveTheLimitAreRefused) {
     EXPECT_EQ(GlobalAlloc(66, SIZE_MAX), nullptr);
 }
 
+TEST_F(TestHost, BytesAreCountedAndTheirPeakKept) {
+    void* const first = testhost::MakeBlock({1, 2, 3});
+    void* const second = GlobalAlloc(66, 100);
+    EXPECT_EQ(testhost::LiveBytes(), 103u);
+    GlobalFree(second);
+    EXPECT_EQ(testhost::LiveBytes(), 3u);
+    EXPECT_EQ(testhost::PeakBytes(), 103u);
+    testhost::ResetCounters();
+    EXPECT_EQ(testhost::PeakBytes(), 3u);
+    GlobalFree(first);
+    EXPECT_EQ(testhost::LiveBytes(), 0u);
+    EXPECT_EQ(testhost::PeakBytes(), 3u);
+}
+
 TEST_F(TestHost, BadAndNullCallsAreCountedApart) {
     void* const block = GlobalAlloc(66, 1);
     GlobalFree(block);
