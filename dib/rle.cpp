@@ -226,10 +226,9 @@ DrawPlainRle8 PlainRle8For(Tier tier) {
         return DrawPlainRle8Ssse3;
     case Tier::Sse2:
         return DrawPlainRle8Sse2;
-    case Tier::Scalar:
-        break;
+    default:
+        return nullptr;
     }
-    return nullptr;
 }
 
 } // namespace dibprep

@@ -34,10 +34,9 @@ const QuantizeKernels& KernelsOf(Tier tier) {
         return Ssse3QuantizeKernels;
     case Tier::Sse2:
         return Sse2QuantizeKernels;
-    case Tier::Scalar:
-        break;
+    default:
+        return ScalarQuantizeKernels;
     }
-    return ScalarQuantizeKernels;
 }
 
 } // namespace dibprep

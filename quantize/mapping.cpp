@@ -136,7 +136,7 @@ void* CNiGoRo2::Quantize() {
         case Layout::Plain24:
             QuantizeBM24(m_pBits, width, height, target, nullptr);
             break;
-        case Layout::None:
+        default:
             break;
         }
     }

@@ -113,7 +113,7 @@ void dibprep::ScalarFillTree(CNiGoRo2& quantiser) {
     case Layout::Plain24:
         ForEachRow24(quantiser.m_pBits, height, stride, insertRow);
         break;
-    case Layout::None:
+    default:
         break;
     }
 }

@@ -47,10 +47,8 @@ void BuildRow(CLinearTransformMem& engine, double fy, unsigned char* row0, unsig
     case KindColourTable8:
         engine.Make8bitPaletteColorImageLine(fy, row0, row1, out);
         break;
-    case KindTrueColour:
+    default: // KindTrueColour, the last of the kinds that have rows
         engine.MakeRGBColorImageLine(fy, row0, row1, out);
-        break;
-    default:
         break;
     }
 }

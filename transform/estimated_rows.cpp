@@ -167,8 +167,10 @@ void EstimatedRows::BuildByEstimates(KeptRow& top, KeptRow& bottom, double fract
     for (std::size_t begin = 0; begin < m_plan.channels; begin += StripChannels) {
         const Strip strip{begin, std::min(begin + StripChannels, m_plan.channels)};
         for (const KeptRow* row : {&top, &bottom}) {
-            if (!row->hasEstimates && (row == &top || &top != &bottom))
+            if (!row->hasEstimates)
                 m_kernels.estimate(m_plan, row->bytes, strip, row->estimates);
+            if (&top == &bottom)
+                break;
         }
         open += m_kernels.mixEstimates(m_plan, {top.bytes, top.estimates}, {bottom.bytes, bottom.estimates}, fraction,
                                        strip, out);
@@ -186,8 +188,10 @@ void EstimatedRows::BuildInDoubles(KeptRow& top, KeptRow& bottom, double fractio
     for (std::size_t begin = 0; begin < m_plan.channels; begin += StripChannels) {
         const Strip strip{begin, std::min(begin + StripChannels, m_plan.channels)};
         for (const KeptRow* row : {&top, &bottom}) {
-            if (!row->hasDoubles && (row == &top || &top != &bottom))
+            if (!row->hasDoubles)
                 m_kernels.across(m_plan, row->bytes, strip, row->doubles);
+            if (&top == &bottom)
+                break;
         }
         m_kernels.mixDoubles(top.doubles + begin, bottom.doubles + begin, fraction, out + begin,
                              strip.end - strip.begin);

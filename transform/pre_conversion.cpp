@@ -65,7 +65,8 @@ struct IndexedSource {
     unsigned int CheckRows(std::uint32_t wanted, std::uint32_t masked) const {
         if (height == 0)
             return DIBPREP_OK;
-        if (masked < wanted || stride < UsedRowBytes())
+        // A row never becomes shorter: where the new rows keep all their bytes, so do the source's.
+        if (masked < wanted)
             return DIBPREP_NO_MEMORY;
         const auto before = static_cast<std::uint64_t>(rows - block.data());
         const std::uint64_t end = before + (height - std::uint64_t{1}) * stride + UsedRowBytes();

@@ -33,7 +33,7 @@ TransferType DestinationType(unsigned short mode) {
 }
 
 bool Holds(const CBufTransfer& transfer, std::uint64_t bytes) {
-    if (IsFile(transfer) || !transfer.data)
+    if (!transfer.data)
         return false;
     if (transfer.type != HandleTransfer)
         return true;
@@ -65,8 +65,6 @@ bool Write(CBufTransfer& transfer, const void* buffer, std::uint32_t bytes) {
         TakeFilePosition(transfer);
         return true;
     }
-    if (!transfer.data)
-        return false;
     std::memcpy(transfer.data + transfer.position, buffer, bytes);
     transfer.position += bytes;
     return true;

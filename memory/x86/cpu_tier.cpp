@@ -32,16 +32,15 @@ void ForceTier(Tier tier) { highestAllowed.store(tier, std::memory_order_relaxed
 
 const char* NameOf(Tier tier) {
     switch (tier) {
-    case Tier::Scalar:
-        return "scalar";
-    case Tier::Sse2:
-        return "SSE2";
-    case Tier::Ssse3:
-        return "SSSE3";
     case Tier::Avx2:
         return "AVX2";
+    case Tier::Ssse3:
+        return "SSSE3";
+    case Tier::Sse2:
+        return "SSE2";
+    default:
+        return "scalar";
     }
-    return "";
 }
 
 } // namespace dibprep
