@@ -34,6 +34,12 @@ for preset in "${presets[@]}"; do
     grep -vE "^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+:" "$logs/$preset-test.log" | sed '/^$/d' | tail -60
 done
 
+if [ $# -eq 0 ]; then
+    echo "== sources"
+    scripts/lint.sh > "$logs/lint.log" 2>&1 || failed=1
+    tail -40 "$logs/lint.log"
+fi
+
 echo
 echo "== Summary"
 for preset in "${presets[@]}"; do
