@@ -48,7 +48,10 @@ PageRange WantedPages(const Arguments& arguments, const std::string& inputName, 
 }
 
 const Format& WantedFormat(const Arguments& arguments, const Format& otherwise) {
-    return OutputFormat(arguments.Text("OUT"), arguments.Has("--format") ? arguments.Text("--format") : "", otherwise);
+    const std::string key = arguments.Has("--format") ? arguments.Text("--format") : "";
+    if (arguments.Has("--output-dir"))
+        return OutputFormatByInputName(arguments.Text("OUT"), key, otherwise);
+    return OutputFormat(arguments.Text("OUT"), key, otherwise, ", or name a format with --format");
 }
 
 WriteOptions WantedWriting(const Arguments& arguments) {
