@@ -58,7 +58,9 @@ void NormalizePage(Job& job) {
     const bool forLibrary =
         (header.topDown || header.IsRunLength()) && header.bits != 2 && header.bits != 48 && header.bits != 64;
     if (!forLibrary) {
-        job.Write(page, header.topDown || header.bits == 2 ? "" : "the picture was in its plain form already.");
+        const bool changed =
+            header.topDown || header.bits == 2 || job.ResultFormat().create != job.InputFormat().create;
+        job.Write(page, changed ? "" : "the picture was in its plain form already.");
         return;
     }
     const Block stored = PackAsStored(job.Input(), header);

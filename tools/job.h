@@ -45,6 +45,7 @@ public:
     const InputFile& Input() const { return *m_input; }
     const std::string& InputName() const { return m_input->Name(); }
     const Format& InputFormat() const { return *m_format; }
+    const Format& ResultFormat() const { return *m_outputFormat; }
     std::uint64_t MaxPixels() const { return m_maxPixels; }
 
     // Goes on to the next page. Behind the last one the output file is completed, and 0 comes back.

@@ -206,8 +206,14 @@ class Normalize(ToolTest):
 
     def test_plain_already(self):
         self.file("in.bmp", make_bmp(pattern(9, 3, 16), 8, COLOURS))
-        self.assertIn("plain form already", self.tool("normalize", "in.bmp", "out.bmp"))
+        said = self.tool("normalize", "in.bmp", "out.bmp")
+        self.assertTrue(said.endswith("\nout.bmp: the picture was in its plain form already.\n"), said)
         self.assertEqual(Bmp(self.read("out.bmp")).values(), pattern(9, 3, 16))
+
+    def test_another_format_is_a_change(self):
+        self.file("in.bmp", make_bmp(pattern(9, 3, 16), 8, COLOURS))
+        for source, name in (("in.bmp", "out.dib"), ("out.dib", "out.bmp"), ("in.bmp", "out.ppm")):
+            self.assertNotIn("plain form", self.tool("normalize", source, name))
 
 
 class Colours(ToolTest):
