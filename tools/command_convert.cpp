@@ -27,12 +27,6 @@ void ConvertPage(Job& job, const Arguments& arguments) {
     job.Write(result);
 }
 
-void RunConvert(const Arguments& arguments) {
-    Job job(arguments);
-    while (job.NextPage())
-        ConvertPage(job, arguments);
-}
-
 bool SamePixels(const Page& a, const Page& b) {
     return a.Width() == b.Width() && a.Height() == b.Height() && a.Bits() == b.Bits() &&
            std::memcmp(a.StoredRow(0), b.StoredRow(0), a.RowSize() * static_cast<unsigned>(a.Height())) == 0;
@@ -80,6 +74,16 @@ void NormalizePage(Job& job) {
     job.Write(page, "its run-length data step outside the rows; the picture is what viewers show.");
 }
 
+void RunConvert(const Arguments& arguments) {
+    Job job(arguments);
+    while (job.NextPage()) {
+        if (arguments.Has("--depth"))
+            ConvertPage(job, arguments);
+        else
+            NormalizePage(job);
+    }
+}
+
 void RunNormalize(const Arguments& arguments) {
     Job job(arguments);
     while (job.NextPage())
@@ -90,12 +94,12 @@ void RunNormalize(const Arguments& arguments) {
 
 Command ConvertCommand() {
     return {"convert",
-            "change the depth to 24 or 16 bits per pixel",
-            "Makes the same picture with 24 bits per pixel (8 per channel) or 16 (5 per channel). Transparent pixels "
-            "are laid on white.",
+            "change the file format, or the depth to 24 or 16 bits",
+            "Makes the same picture in the file format of OUT, as `normalize` does. With --depth it gets 24 bits per "
+            "pixel (8 per channel) or 16 (5 per channel), and transparent pixels are laid on white.",
             "dibprep convert chart.bmp chart24.bmp --depth 24",
             {InputPositional(), OutputPositional()},
-            {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), PageOption(),
+            {Choice("--depth", {"24", "16"}, "Bits per pixel of OUT; else those of IN."), InputDpiOption(), PageOption(),
              FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunConvert};
 }
