@@ -1,5 +1,6 @@
 // Help texts, made from the table of commands.
 #include "tools/cli.h"
+#include "tools/formats.h"
 #include "tools/tool_error.h"
 
 #include <algorithm>
@@ -83,15 +84,18 @@ const std::vector<ExitMeaning>& ExitMeanings() {
     return meanings;
 }
 
+std::string FormatsText() { return "Formats: " + FormatNames() + "; OUT's ending or --format chooses."; }
+
 std::string OverviewHelp() {
     std::string text = "dibprep prepares page images: resolution, depth, colours.\n"
-                       "Usage: dibprep COMMAND ...\n\n";
+                       "Usage: dibprep COMMAND ...\n"
+                       "Example: " + CommandTable().front().example + "\n\n";
     for (const Command& command : CommandTable())
         text += Entry(command.name, 13, command.summary);
-    text += "\nExit codes:\n";
+    text += '\n' + Wrap(FormatsText(), 2, 0) + "Exit codes:\n";
     for (const ExitMeaning& exit : ExitMeanings())
         text += Entry(exit.code, 7, exit.meaning);
-    return text + "\n`dibprep help COMMAND` tells more; `dibprep help many` is about many pages.\n";
+    return text;
 }
 
 std::vector<std::string> UsageLines(const Command& command) {

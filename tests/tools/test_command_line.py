@@ -1,9 +1,11 @@
 """The command line: help, version, and what is wrong with it."""
 
+import os
 import unittest
 
 from tool_test import COLOURS, ToolTest, make_bmp, pattern
 
+ALL_FORMATS = os.environ.get("DIBPREP_IMAGE_FORMATS") == "ON"
 COMMANDS = ("resample", "rescale", "convert", "normalize", "quantize", "palette", "compare", "info", "help")
 
 
@@ -18,6 +20,12 @@ class CommandLine(ToolTest):
             self.assertIn(word, said)
         self.assertEqual(self.tool("-h"), said)
         self.assertEqual(self.tool(code=2), said)
+
+    def test_overview_names_the_formats_of_this_build_and_an_example(self):
+        said = self.tool("--help")
+        names = "BMP, PNG, TIFF, JPEG, PNM and DIB" if ALL_FORMATS else "BMP, PNM and DIB"
+        self.assertIn(f"\nFormats: {names}; OUT's ending or --format chooses.\n", said)
+        self.assertIn("\nExample: dibprep resample page.bmp page200.bmp --dpi 200\n", said)
 
     def test_help_of_a_command_fits_a_screen(self):
         for command in COMMANDS:
