@@ -129,6 +129,9 @@ Arguments Collect(const Target& target) {
     for (const Option& option : command.options)
         if (option.required && !arguments.Has(option.name))
             UsageError(command, option.name + " is required: " + UsageLines(command)[0] + ".");
+    if (arguments.Has("--input-dpi") && arguments.Has("--missing-dpi"))
+        UsageError(command, "--input-dpi is for every page and --missing-dpi for those without a resolution: give one "
+                            "of the two.");
     if (arguments.Has("--quiet") && arguments.Has("--verbose"))
         UsageError(command, "--quiet says less and --verbose more: give one of the two.");
     return arguments;

@@ -176,11 +176,8 @@ void Run(const Arguments& arguments) {
     for (int i = range.first; i < range.end; ++i) {
         Described page = {reader->Describe(i), std::nullopt, std::nullopt};
         CheckDeclaredSize(file.Name(), page.info.width, page.info.height, maxPixels);
-        if (arguments.Has("--input-dpi")) {
-            page.info.xPixelsPerMetre = page.info.yPixelsPerMetre =
-                PixelsPerMetre(static_cast<std::uint32_t>(arguments.Number("--input-dpi")));
+        if (CorrectResolution(arguments, page.info.xPixelsPerMetre, page.info.yPixelsPerMetre))
             page.info.storedResolution = "given";
-        }
         page.conversion = AskLibrary(page.info, dpi);
         if (arguments.Has("--count-colors"))
             page.used = ColoursInUse(reader->Read(i));
@@ -209,7 +206,7 @@ Command InfoCommand() {
             {InputPositional()},
             {Number("--dpi", 1, LargestDpi, "Resolution of the conversion asked about.", "200"),
              Flag("--json", "Print one JSON object."),
-             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(), PageOption(),
+             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(), MissingDpiOption(), PageOption(),
              MaxPixelsOption()},
             Run};
 }

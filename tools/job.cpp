@@ -16,6 +16,10 @@ Option InputDpiOption() {
     return Number("--input-dpi", 1, LargestDpi, "Dots per inch of IN, in place of what the file says.");
 }
 
+Option MissingDpiOption() {
+    return Number("--missing-dpi", 1, LargestDpi, "Dots per inch of IN where the file says none.");
+}
+
 Option MaxPixelsOption() {
     // Far enough below 2^64 that no size computed from it can wrap.
     return Number("--max-pixels", 1, 1000000000000, "Refuse more pixels than this.",
@@ -30,7 +34,7 @@ Option FormatOption() {
     std::string keys;
     for (const std::string& key : FormatKeys())
         keys += (keys.empty() ? "" : ", ") + key;
-    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else what the ending of OUT says.");
+    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else as OUT ends.");
     option.value = "NAME";
     return option;
 }
@@ -45,6 +49,15 @@ PageRange WantedPages(const Arguments& arguments, const std::string& inputName, 
         throw ToolError(ExitUsage, inputName + ": has " + std::to_string(count) + (count == 1 ? " page" : " pages") +
                                        "; there is no page " + std::to_string(page) + ".");
     return {static_cast<int>(page) - 1, static_cast<int>(page)};
+}
+
+bool CorrectResolution(const Arguments& arguments, std::int32_t& x, std::int32_t& y) {
+    const bool missing = x <= 0 || y <= 0;
+    const char* option = missing && arguments.Has("--missing-dpi") ? "--missing-dpi" : "--input-dpi";
+    if (!arguments.Has(option))
+        return false;
+    x = y = PixelsPerMetre(static_cast<std::uint32_t>(arguments.Number(option)));
+    return true;
 }
 
 const Format& WantedFormat(const Arguments& arguments, const Format& otherwise) {
@@ -89,16 +102,22 @@ bool Job::NextPage() {
 Page Job::Read() {
     Page page = m_reader->Read(m_pages.first);
     m_before = FactsOf(page);
-    if (m_arguments.Has("--input-dpi")) {
-        const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
-        page.SetResolution(given, given);
-    }
+    std::int32_t x = page.PixelsPerMetreX();
+    std::int32_t y = page.PixelsPerMetreY();
+    if (CorrectResolution(m_arguments, x, y))
+        page.SetResolution(x, y);
     return page;
+}
+
+void Job::NoResolution() const {
+    // Of many pages the others may have one that is to be kept.
+    const std::string option = m_arguments.Has("--output-dir") ? "--missing-dpi" : "--input-dpi";
+    BadInput("the file records no resolution. Give it with " + option + ", for example " + option + " 300.");
 }
 
 void Job::RequireResolution(const Page& page) const {
     if (page.PixelsPerMetreX() <= 0 || page.PixelsPerMetreY() <= 0)
-        BadInput("the file records no resolution. Give it with --input-dpi, for example --input-dpi 300.");
+        NoResolution();
     for (const std::int32_t recorded : {page.PixelsPerMetreX(), page.PixelsPerMetreY()}) {
         const std::uint64_t dpi = DotsPerInch(recorded);
         if (dpi == 0 || dpi > LargestDpi)

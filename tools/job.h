@@ -17,6 +17,7 @@ namespace dibprep::tool {
 Positional InputPositional();
 Positional OutputPositional();
 Option InputDpiOption();
+Option MissingDpiOption();
 Option MaxPixelsOption();
 Option ForceOption();
 Option PageOption();
@@ -29,6 +30,9 @@ struct PageRange {
     int end;
 };
 PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count);
+// Puts what these options say in place of what a file says, or does not say, in pixels per metre; whether
+// they say anything about it.
+bool CorrectResolution(const Arguments& arguments, std::int32_t& x, std::int32_t& y);
 // The format of OUT by these options and its ending, and how to write it.
 const Format& WantedFormat(const Arguments& arguments, const Format& otherwise);
 WriteOptions WantedWriting(const Arguments& arguments);
@@ -50,8 +54,11 @@ public:
 
     // Goes on to the next page. Behind the last one the output file is completed, and 0 comes back.
     bool NextPage();
-    // The page, with --input-dpi in place of its own resolution when that was given.
+    // The page, with --input-dpi in place of its own resolution when that was given, or with --missing-dpi
+    // where it has none.
     Page Read();
+    // Leaves with ExitBadInput and the option that helps.
+    [[noreturn]] void NoResolution() const;
     // Leaves with ExitBadInput unless the page records a resolution on both axes.
     void RequireResolution(const Page& page) const;
     // Leaves with ExitLimit when a result of this size is beyond --max-pixels, or with ExitUsage

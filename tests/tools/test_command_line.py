@@ -70,6 +70,8 @@ class CommandLine(ToolTest):
                 (["resample", "in.bmp", "out.bmp", "--dpi"], "--dpi"),
                 (["palette", "out.bmp", "more.bmp"], '"more.bmp" is one name too many; it takes OUT.'),
                 (["normalize", "in.bmp", "out.bmp", "-q", "-v"], "give one of the two"),
+                (["normalize", "in.bmp", "out.bmp", "--input-dpi", "9", "--missing-dpi", "9"], "give one of the two"),
+                (["normalize", "in.bmp", "out.bmp", "--missing-dpi", "0"], "from 1 to 65535"),
                 (["normalize", "in.bmp", "out.bmp", "--jobs", "2"], "--jobs is for many pages"),
                 (["normalize", "in.bmp", "out.bmp", "--report", "r"], "--report is for many pages"),
                 (["frobnicate"], 'no command "frobnicate"; there are resample,'),
