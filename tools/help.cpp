@@ -74,7 +74,7 @@ std::string OptionHelp(const Option& option) {
 const std::vector<ExitMeaning>& ExitMeanings() {
     static const std::vector<ExitMeaning> meanings = {
         {"0", "done; compare: the pictures are equal"},
-        {"1", "some of many pages failed; compare: the pictures differ"},
+        {"1", "some of many pages or files failed; compare: the pictures differ"},
         {"2", "the command line is wrong"},
         {"3", "the input is damaged or of a kind that is not taken"},
         {"4", "a limit was met, or memory ran out"},
@@ -106,7 +106,8 @@ std::vector<std::string> UsageLines(const Command& command) {
     const std::string begin = "dibprep " + command.name;
     std::string single = begin;
     for (const Positional& positional : command.positionals)
-        single += ' ' + (positional.optional ? '[' + positional.name + ']' : positional.name);
+        single += ' ' + (positional.optional ? '[' + positional.name + ']' : positional.name) +
+                  (positional.several ? "..." : "");
     const std::string options = command.options.empty() ? "" : " [OPTIONS]";
     if (!command.TakesManyPages())
         return {single + required + options};
