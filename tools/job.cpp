@@ -5,6 +5,7 @@
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace dibprep::tool {
@@ -26,9 +27,13 @@ Option MaxPixelsOption() {
                   std::to_string(DefaultMaxPixels));
 }
 
-Option ForceOption() { return Flag("--force", "Replace OUT when it exists already."); }
+Option ForceOption(const std::string& file) {
+    return Flag("--force", "Replace " + file + " when it exists already.");
+}
 
-Option PageOption() { return Number("--page", 1, 1000000, "Take only this page of IN."); }
+Option PageOption(const std::string& of) {
+    return Number("--page", 1, 1000000, "Take only this page of " + of + ".");
+}
 
 Option FormatOption() {
     std::string keys;
@@ -39,7 +44,13 @@ Option FormatOption() {
     return option;
 }
 
-Option QualityOption() { return Number("--quality", 1, 100, "Quality of JPEG files.", "90"); }
+Option QualityOption() {
+    // Both builds take it, so that one command line serves them.
+    const std::vector<std::string> keys = FormatKeys();
+    const bool here = std::find(keys.begin(), keys.end(), "jpeg") != keys.end();
+    return Number("--quality", 1, 100,
+                  here ? "Quality of JPEG files." : "Quality of JPEG files (64-bit build only).", "90");
+}
 
 PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count) {
     if (!arguments.Has("--page"))

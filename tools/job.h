@@ -19,8 +19,9 @@ Positional OutputPositional();
 Option InputDpiOption();
 Option MissingDpiOption();
 Option MaxPixelsOption();
-Option ForceOption();
-Option PageOption();
+// What --force replaces, and of what --page takes a page, where that is not IN and OUT.
+Option ForceOption(const std::string& file = "OUT");
+Option PageOption(const std::string& of = "IN");
 Option FormatOption();
 Option QualityOption();
 // The pages that --page leaves, or all: counted from 0, `end` behind the last. Leaves with ExitUsage where

@@ -48,6 +48,19 @@ class CommandLine(ToolTest):
             self.assertIn(f"dibprep {command} -o DIR PAGES...", said)
             self.assertIn("`dibprep help many`", said)
 
+    def test_help_names_the_files_that_a_command_has(self):
+        said = self.tool("compare", "--help")
+        for words in ("Take only this page of A and of B.", "Replace the file of --picture when it exists already."):
+            self.assertIn(words, said)
+        for word in (r"\bIN\b", r"\bOUT\b"):
+            self.assertNotRegex(said, word)
+
+    def test_help_says_where_there_is_no_jpeg(self):
+        for command in ("resample", "palette"):
+            said = " ".join(self.tool(command, "--help").split())
+            self.assertEqual("Quality of JPEG files (64-bit build only)." in said, not ALL_FORMATS)
+            self.assertEqual("Quality of JPEG files. Default: 90." in said, ALL_FORMATS)
+
     def test_a_file_may_be_called_like_a_command(self):
         self.file("help", make_bmp(pattern(30, 20, 16), 8, COLOURS))
         self.tool("normalize", "help", "palette")
