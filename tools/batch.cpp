@@ -36,9 +36,12 @@ std::size_t Processors() {
     return static_cast<std::size_t>(std::max(count, 1));
 }
 
-bool HasNote(const Conversion& conversion) {
-    return std::any_of(conversion.pages.begin(), conversion.pages.end(),
-                       [](const ConvertedPage& page) { return !page.notes.empty(); });
+// The first note of a conversion with the name of the result, or nothing.
+std::string FirstNote(const Conversion& conversion) {
+    for (const ConvertedPage& page : conversion.pages)
+        if (!page.notes.empty())
+            return conversion.output + ": " + page.notes.front();
+    return "";
 }
 
 class Batch {
@@ -61,6 +64,7 @@ private:
     void Stop();
     void Record(const PageTask& task, PageResult result);
     void Say(const std::string& text);
+    void AddNote(const std::string& note);
     std::string SummaryText() const;
 
     const Command& m_command;
@@ -72,6 +76,8 @@ private:
     OverallLine m_line;
     Clock::time_point m_begin;
     BatchSummary m_summary;
+    std::size_t m_notes = 0; // results with something more to say
+    std::string m_firstNote;
     std::list<Worker> m_workers;
     int m_signalsSeen = 0;
     Clock::time_point m_stopBegin;
@@ -99,7 +105,7 @@ void Batch::Record(const PageTask& task, PageResult result) {
             text.pop_back();
             Say(text);
         }
-        m_summary.notes += HasNote(*result.conversion) ? 1 : 0;
+        AddNote(FirstNote(*result.conversion));
         break;
     case Status::Skipped:
         ++m_summary.skipped;
@@ -117,6 +123,13 @@ void Batch::Record(const PageTask& task, PageResult result) {
     }
     m_report.Add(task, result);
     m_line.Count(m_summary.done, m_summary.skipped, m_summary.failed);
+}
+
+void Batch::AddNote(const std::string& note) {
+    if (note.empty())
+        return;
+    if (m_notes++ == 0)
+        m_firstNote = note;
 }
 
 // False when no process was to be had but some are at work: try again once one of them has ended.
@@ -202,9 +215,6 @@ std::string Batch::SummaryText() const {
                       static_cast<double>(s.done) / std::max(s.seconds, 0.001),
                       static_cast<double>(s.peakMemory) / 1e6);
     text += figures + std::string(".");
-    if (s.notes > 0 && !m_arguments.Has("--verbose"))
-        text += " On " + std::to_string(s.notes) + (s.notes == 1 ? " page" : " pages") +
-                " there is more to say: see --verbose or --report.";
     if (s.stopSignal != 0)
         text = "Stopped. " + text + " The same command with --skip-existing goes on.";
     return text;
@@ -228,6 +238,9 @@ int Batch::Run() {
     m_line.Clear();
     if (!m_report.Error().empty())
         Say(m_report.Error());
+    if (m_notes > 0 && !m_arguments.Has("--quiet") && !m_arguments.Has("--verbose"))
+        Say(m_firstNote + (m_notes == 1 ? "" : " (A note on one of " + std::to_string(m_notes) +
+                                                   " pages; --verbose and --report have them all.)"));
     if (!m_arguments.Has("--quiet") || m_summary.stopSignal != 0)
         Say(SummaryText());
     if (m_summary.stopSignal != 0)

@@ -39,8 +39,12 @@ void Describe(Target& target) {
     if (command.TakesManyPages())
         target.app->add_option("PAGES", target.words);
     else
-        for (const Positional& positional : command.positionals)
-            target.app->add_option(positional.name, target.texts[positional.name])->required(!positional.optional);
+        for (const Positional& positional : command.positionals) {
+            CLI::Option* option = positional.several
+                                      ? target.app->add_option(positional.name, target.words)
+                                      : target.app->add_option(positional.name, target.texts[positional.name]);
+            option->required(!positional.optional);
+        }
     for (const Option& option : command.options) {
         const std::string names = option.AllNames(",");
         if (option.kind == Option::Kind::Flag)
@@ -124,11 +128,17 @@ Arguments Collect(const Target& target) {
         CollectWords(target, arguments);
     else
         for (const Positional& positional : command.positionals)
-            if (target.app->count(positional.name) != 0)
+            if (positional.several)
+                for (const std::string& word : target.words)
+                    arguments.AddPage(word);
+            else if (target.app->count(positional.name) != 0)
                 arguments.Set(positional.name, target.texts.at(positional.name));
     for (const Option& option : command.options)
         if (option.required && !arguments.Has(option.name))
             UsageError(command, option.name + " is required: " + UsageLines(command)[0] + ".");
+    if (arguments.Has("--input-dpi") && arguments.Has("--missing-dpi"))
+        UsageError(command, "--input-dpi is for every page and --missing-dpi for those without a resolution: give one "
+                            "of the two.");
     if (arguments.Has("--quiet") && arguments.Has("--verbose"))
         UsageError(command, "--quiet says less and --verbose more: give one of the two.");
     return arguments;

@@ -15,6 +15,8 @@ int RunCommandLine(int argc, char** argv);
 std::string OverviewHelp();
 std::string CommandHelp(const Command& command);
 std::string ManyPagesHelp();
+// A sentence on the formats of this build.
+std::string FormatsText();
 // The two or one lines that say how a command is called.
 std::vector<std::string> UsageLines(const Command& command);
 // What an option does, with its standard value.

@@ -17,7 +17,7 @@ public:
     const std::string& Text(const std::string& name) const { return m_values.at(name); }
     std::int64_t Number(const std::string& name) const { return std::stoll(Text(name)); }
     void Set(const std::string& name, const std::string& value) { m_values[name] = value; }
-    // The names that stand for pages when a folder was given for the results.
+    // The names that stand for pages when a folder was given for the results, or for several files.
     const std::vector<std::string>& Pages() const { return m_pages; }
     void AddPage(const std::string& name) { m_pages.push_back(name); }
 
@@ -53,6 +53,7 @@ struct Positional {
     std::string name; // "IN"
     std::string help;
     bool optional = false;
+    bool several = false; // one name or more: they come as Arguments::Pages()
 };
 
 struct Command {

@@ -246,7 +246,8 @@ Command CompareCommand() {
             {{"A", "a picture"}, {"B", "another"}},
             {Naming(Option::Names::File,
                     Text("--picture", "FILE", "Draw the differences: white where there is none, black the largest.")),
-             Flag("--json", "Print one JSON object."), PageOption(), MaxPixelsOption(), ForceOption()},
+             Flag("--json", "Print one JSON object."), PageOption("A and of B"), MaxPixelsOption(),
+             ForceOption("the file of --picture")},
             Run};
 }
 

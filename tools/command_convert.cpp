@@ -27,12 +27,6 @@ void ConvertPage(Job& job, const Arguments& arguments) {
     job.Write(result);
 }
 
-void RunConvert(const Arguments& arguments) {
-    Job job(arguments);
-    while (job.NextPage())
-        ConvertPage(job, arguments);
-}
-
 bool SamePixels(const Page& a, const Page& b) {
     return a.Width() == b.Width() && a.Height() == b.Height() && a.Bits() == b.Bits() &&
            std::memcmp(a.StoredRow(0), b.StoredRow(0), a.RowSize() * static_cast<unsigned>(a.Height())) == 0;
@@ -58,7 +52,9 @@ void NormalizePage(Job& job) {
     const bool forLibrary =
         (header.topDown || header.IsRunLength()) && header.bits != 2 && header.bits != 48 && header.bits != 64;
     if (!forLibrary) {
-        job.Write(page, header.topDown || header.bits == 2 ? "" : "the picture was in its plain form already.");
+        const bool changed =
+            header.topDown || header.bits == 2 || job.ResultFormat().create != job.InputFormat().create;
+        job.Write(page, changed ? "" : "the picture was in its plain form already.");
         return;
     }
     const Block stored = PackAsStored(job.Input(), header);
@@ -78,6 +74,16 @@ void NormalizePage(Job& job) {
     job.Write(page, "its run-length data step outside the rows; the picture is what viewers show.");
 }
 
+void RunConvert(const Arguments& arguments) {
+    Job job(arguments);
+    while (job.NextPage()) {
+        if (arguments.Has("--depth"))
+            ConvertPage(job, arguments);
+        else
+            NormalizePage(job);
+    }
+}
+
 void RunNormalize(const Arguments& arguments) {
     Job job(arguments);
     while (job.NextPage())
@@ -88,12 +94,12 @@ void RunNormalize(const Arguments& arguments) {
 
 Command ConvertCommand() {
     return {"convert",
-            "change the depth to 24 or 16 bits per pixel",
-            "Makes the same picture with 24 bits per pixel (8 per channel) or 16 (5 per channel). Transparent pixels "
-            "are laid on white.",
+            "change the file format, or the depth to 24 or 16 bits",
+            "Makes the same picture in the file format of OUT, as `normalize` does. With --depth it gets 24 bits per "
+            "pixel (8 per channel) or 16 (5 per channel), and transparent pixels are laid on white.",
             "dibprep convert chart.bmp chart24.bmp --depth 24",
             {InputPositional(), OutputPositional()},
-            {Required(Choice("--depth", {"24", "16"}, "Bits per pixel of OUT.")), InputDpiOption(), PageOption(),
+            {Choice("--depth", {"24", "16"}, "Bits per pixel of OUT; else those of IN."), InputDpiOption(), MissingDpiOption(), PageOption(),
              FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunConvert};
 }
@@ -105,7 +111,7 @@ Command NormalizeCommand() {
             "channel masks and resolution are kept.",
             "dibprep normalize rle.bmp plain.bmp",
             {InputPositional(), OutputPositional()},
-            {InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+            {InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunNormalize};
 }
 

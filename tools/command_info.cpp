@@ -165,8 +165,10 @@ void PrintFile(const InputFile& file, const Format& format, const PageReader& re
         std::printf("  %-12s%s\n", "warning", warning.c_str());
 }
 
-void Run(const Arguments& arguments) {
-    const InputFile file(arguments.Text("IN"));
+enum class Place { Alone, First, Behind }; // among the files that are described
+
+void DescribeFile(const Arguments& arguments, const std::string& name, Place place) {
+    const InputFile file(name);
     const Format& format = FindFormat(file);
     const auto maxPixels = static_cast<std::uint64_t>(arguments.Number("--max-pixels"));
     const std::unique_ptr<PageReader> reader = format.open(file, maxPixels);
@@ -176,11 +178,8 @@ void Run(const Arguments& arguments) {
     for (int i = range.first; i < range.end; ++i) {
         Described page = {reader->Describe(i), std::nullopt, std::nullopt};
         CheckDeclaredSize(file.Name(), page.info.width, page.info.height, maxPixels);
-        if (arguments.Has("--input-dpi")) {
-            page.info.xPixelsPerMetre = page.info.yPixelsPerMetre =
-                PixelsPerMetre(static_cast<std::uint32_t>(arguments.Number("--input-dpi")));
+        if (CorrectResolution(arguments, page.info.xPixelsPerMetre, page.info.yPixelsPerMetre))
             page.info.storedResolution = "given";
-        }
         page.conversion = AskLibrary(page.info, dpi);
         if (arguments.Has("--count-colors"))
             page.used = ColoursInUse(reader->Read(i));
@@ -189,27 +188,54 @@ void Run(const Arguments& arguments) {
     if (arguments.Has("--json")) {
         // File names are bytes; those that are no UTF-8 come out with replacement characters.
         const std::string text =
-            FileJson(file, format, *reader, pages, dpi).dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+            FileJson(file, format, *reader, pages, dpi)
+                .dump(place == Place::Alone ? 2 : -1, ' ', false, nlohmann::json::error_handler_t::replace);
         std::printf("%s\n", text.c_str());
     } else {
+        if (place == Place::Behind)
+            std::printf("\n");
         PrintFile(file, format, *reader, pages, range.first, dpi);
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout))
         throw ToolError(ExitInputOutput, "Standard output cannot be written.");
 }
 
+void Run(const Arguments& arguments) {
+    const std::vector<std::string>& names = arguments.Pages();
+    if (names.size() == 1)
+        return DescribeFile(arguments, names[0], Place::Alone);
+    // One that cannot be read is told, and the others come nevertheless.
+    std::size_t described = 0;
+    for (const std::string& name : names) {
+        try {
+            DescribeFile(arguments, name, described == 0 ? Place::First : Place::Behind);
+            ++described;
+        } catch (const ToolError& error) {
+            if (std::ferror(stdout))
+                throw;
+            std::fprintf(stderr, "%s\n", error.what());
+        }
+    }
+    const std::size_t failed = names.size() - described;
+    if (failed > 0)
+        throw ToolError(ExitSome, std::to_string(failed) + " of " + std::to_string(names.size()) +
+                                      " files could not be described.");
+}
+
 } // namespace
 
 Command InfoCommand() {
+    Positional several = InputPositional();
+    several.several = true;
     return {"info",
             "say what a file is",
-            "Says what the file is, its resolution, and what a conversion would need. Reads headers only, unless "
+            "Says what each file is, its resolution, and what a conversion would need. Reads headers only, unless "
             "colours are counted.",
             "dibprep info page.bmp --dpi 200",
-            {InputPositional()},
+            {several},
             {Number("--dpi", 1, LargestDpi, "Resolution of the conversion asked about.", "200"),
-             Flag("--json", "Print one JSON object."),
-             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(), PageOption(),
+             Flag("--json", "Print one JSON object; of several files one a line."),
+             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(), MissingDpiOption(), PageOption(),
              MaxPixelsOption()},
             Run};
 }

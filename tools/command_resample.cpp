@@ -25,7 +25,7 @@ constexpr int WidestFourBitGray = 65532;
     case DIBPREP_NO_MEMORY:
         job.BeyondLimit("memory ran out. Use the 64-bit build, or a lower resolution.");
     case DIBPREP_NO_RESOLUTION:
-        job.BadInput("the file records no resolution. Give it with --input-dpi.");
+        job.NoResolution();
     default:
         job.BadInput("the library declined the picture with status " + std::to_string(status) + ".");
     }
@@ -109,7 +109,7 @@ Command ResampleCommand() {
             {InputPositional(), OutputPositional()},
             {Required(Number("--dpi", 1, LargestDpi, "Wanted resolution in dots per inch.")),
              Number("--threshold", 0, 256, "1-bit pages: pixels less black than this (0 to 255) become white.", "128"),
-             InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             Run};
 }
 

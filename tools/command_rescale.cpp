@@ -91,7 +91,7 @@ void RescalePage(Job& job, const Arguments& arguments, Wanted wanted) {
     const std::int32_t x = page.PixelsPerMetreX();
     const std::int32_t y = page.PixelsPerMetreY();
     if (x <= 0 || y <= 0)
-        job.BadInput("the file records no resolution. Give it with --input-dpi, for example --input-dpi 300.");
+        job.NoResolution();
     if (page.Width() > LargestSide || page.Height() > LargestSide)
         job.BeyondLimit("`rescale` takes pictures of up to 65535 pixels a side. Cut it into parts.");
     if (wanted.x == 0)
@@ -156,7 +156,7 @@ Command RescaleCommand() {
             {Text("--dpi", "N|XxY", "Wanted resolution in dots per inch."),
              Flag("--square", "Square pixels at the finer of the page's two resolutions."),
              Text("--crop", "X,Y,W,H", "Make only this part of the scaled page, in its pixels from the top left."),
-             InputDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             Run};
 }
 

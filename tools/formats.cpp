@@ -61,6 +61,23 @@ std::string EndingOf(const std::string& path) {
     return ending + ' ';
 }
 
+// The format that the key or the name stands for, or null.
+const Format* NamedFormat(const std::string& path, const std::string& key) {
+    const std::string ending = EndingOf(path);
+    for (const Format& format : FormatTable())
+        if (key == format.key)
+            return &format;
+    for (const Format& format : FormatTable())
+        if (!ending.empty() && std::string(format.endings).find(ending) != std::string::npos)
+            return &format;
+#ifndef DIBPREP_IMAGE_FORMATS
+    if (!ending.empty() && std::string(OtherEndings).find(ending) != std::string::npos)
+        throw ToolError(ExitUsage, path + ": its ending asks for a format that is missing here; " + Readable +
+                                       ". Use that build, or another ending.");
+#endif
+    return nullptr;
+}
+
 } // namespace
 
 const std::vector<Format>& FormatTable() {
@@ -104,20 +121,32 @@ const Format& FindFormat(const InputFile& file) {
     throw ToolError(ExitBadInput, file.Name() + ": this is " + what + "; " + Readable + ". " + Advice);
 }
 
-const Format& OutputFormat(const std::string& path, const std::string& key, const Format& otherwise) {
-    const std::string ending = EndingOf(path);
-    for (const Format& format : FormatTable())
-        if (key == format.key)
-            return format;
-    for (const Format& format : FormatTable())
-        if (!ending.empty() && std::string(format.endings).find(ending) != std::string::npos)
-            return format;
-#ifndef DIBPREP_IMAGE_FORMATS
-    if (!ending.empty() && std::string(OtherEndings).find(ending) != std::string::npos)
-        throw ToolError(ExitUsage, path + ": its ending asks for a format that is missing here; " + Readable +
-                                       ". Use that build, or another ending.");
-#endif
+std::string FormatNames() {
+    const std::vector<Format>& table = FormatTable();
+    std::string names;
+    for (std::size_t i = 0; i < table.size(); ++i)
+        names += (i == 0 ? "" : i + 1 == table.size() ? " and " : ", ") + std::string(table[i].name);
+    return names;
+}
+
+const Format& OutputFormat(const std::string& path, const std::string& key, const Format& otherwise,
+                           const std::string& advice) {
+    const Format* named = NamedFormat(path, key);
+    if (named)
+        return *named;
+    // A dot at the begin or the end of a name makes no ending.
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const std::size_t dot = name.rfind('.');
+    if (dot != std::string::npos && dot != 0 && dot + 1 != name.size())
+        throw ToolError(ExitUsage, path + ": the ending " + name.substr(dot) + " stands for none of the formats that "
+                                       "this build writes (" + FormatNames() + "): choose one of their endings" +
+                                       advice + ".");
     return otherwise;
+}
+
+const Format& OutputFormatByInputName(const std::string& path, const std::string& key, const Format& otherwise) {
+    const Format* named = NamedFormat(path, key);
+    return named ? *named : otherwise;
 }
 
 void CheckPageCount(const std::string& inputName, int pages, const Format& output) {

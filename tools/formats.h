@@ -94,12 +94,20 @@ std::vector<std::string> FormatKeys();
 // The format of a file. Leaves with ExitBadInput, naming what was found, when none of ours fits.
 const Format& FindFormat(const InputFile& file);
 
+// "BMP, PNG and PNM": the formats of this build.
+std::string FormatNames();
+
 /*
  * The format for a file that is written: the one with this key, or else the one that the name's ending
- * stands for, or else `otherwise` (the input's own). Leaves with ExitUsage where the ending stands for a
- * format that only the other build writes.
+ * stands for, or else, where the name has none, `otherwise` (the input's own). Leaves with ExitUsage
+ * where the ending stands for no format, or for one that only the other build writes; `advice` goes on
+ * in that sentence behind "choose one of their endings".
  */
-const Format& OutputFormat(const std::string& path, const std::string& key, const Format& otherwise);
+const Format& OutputFormat(const std::string& path, const std::string& key, const Format& otherwise,
+                           const std::string& advice = "");
+// The same for a result that keeps the name of its input, which nobody chose as a result's: an ending
+// that stands for no format counts as none.
+const Format& OutputFormatByInputName(const std::string& path, const std::string& key, const Format& otherwise);
 
 // Leaves with ExitUsage where several pages are to go into a file of a format that holds one.
 void CheckPageCount(const std::string& inputName, int pages, const Format& output);

@@ -1,5 +1,6 @@
 // Help texts, made from the table of commands.
 #include "tools/cli.h"
+#include "tools/formats.h"
 #include "tools/tool_error.h"
 
 #include <algorithm>
@@ -73,7 +74,7 @@ std::string OptionHelp(const Option& option) {
 const std::vector<ExitMeaning>& ExitMeanings() {
     static const std::vector<ExitMeaning> meanings = {
         {"0", "done; compare: the pictures are equal"},
-        {"1", "some of many pages failed; compare: the pictures differ"},
+        {"1", "some of many pages or files failed; compare: the pictures differ"},
         {"2", "the command line is wrong"},
         {"3", "the input is damaged or of a kind that is not taken"},
         {"4", "a limit was met, or memory ran out"},
@@ -83,15 +84,18 @@ const std::vector<ExitMeaning>& ExitMeanings() {
     return meanings;
 }
 
+std::string FormatsText() { return "Formats: " + FormatNames() + "; OUT's ending or --format chooses."; }
+
 std::string OverviewHelp() {
     std::string text = "dibprep prepares page images: resolution, depth, colours.\n"
-                       "Usage: dibprep COMMAND ...\n\n";
+                       "Usage: dibprep COMMAND ...\n"
+                       "Example: " + CommandTable().front().example + "\n\n";
     for (const Command& command : CommandTable())
         text += Entry(command.name, 13, command.summary);
-    text += "\nExit codes:\n";
+    text += '\n' + Wrap(FormatsText(), 2, 0) + "Exit codes:\n";
     for (const ExitMeaning& exit : ExitMeanings())
         text += Entry(exit.code, 7, exit.meaning);
-    return text + "\n`dibprep help COMMAND` tells more; `dibprep help many` is about many pages.\n";
+    return text;
 }
 
 std::vector<std::string> UsageLines(const Command& command) {
@@ -102,7 +106,8 @@ std::vector<std::string> UsageLines(const Command& command) {
     const std::string begin = "dibprep " + command.name;
     std::string single = begin;
     for (const Positional& positional : command.positionals)
-        single += ' ' + (positional.optional ? '[' + positional.name + ']' : positional.name);
+        single += ' ' + (positional.optional ? '[' + positional.name + ']' : positional.name) +
+                  (positional.several ? "..." : "");
     const std::string options = command.options.empty() ? "" : " [OPTIONS]";
     if (!command.TakesManyPages())
         return {single + required + options};

@@ -5,6 +5,7 @@
 #include "tools/resolution.h"
 #include "tools/tool_error.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace dibprep::tool {
@@ -16,26 +17,40 @@ Option InputDpiOption() {
     return Number("--input-dpi", 1, LargestDpi, "Dots per inch of IN, in place of what the file says.");
 }
 
+Option MissingDpiOption() {
+    return Number("--missing-dpi", 1, LargestDpi, "Dots per inch of IN where the file says none.");
+}
+
 Option MaxPixelsOption() {
     // Far enough below 2^64 that no size computed from it can wrap.
     return Number("--max-pixels", 1, 1000000000000, "Refuse more pixels than this.",
                   std::to_string(DefaultMaxPixels));
 }
 
-Option ForceOption() { return Flag("--force", "Replace OUT when it exists already."); }
+Option ForceOption(const std::string& file) {
+    return Flag("--force", "Replace " + file + " when it exists already.");
+}
 
-Option PageOption() { return Number("--page", 1, 1000000, "Take only this page of IN."); }
+Option PageOption(const std::string& of) {
+    return Number("--page", 1, 1000000, "Take only this page of " + of + ".");
+}
 
 Option FormatOption() {
     std::string keys;
     for (const std::string& key : FormatKeys())
         keys += (keys.empty() ? "" : ", ") + key;
-    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else what the ending of OUT says.");
+    Option option = Choice("--format", FormatKeys(), "Write " + keys + "; else as OUT ends.");
     option.value = "NAME";
     return option;
 }
 
-Option QualityOption() { return Number("--quality", 1, 100, "Quality of JPEG files.", "90"); }
+Option QualityOption() {
+    // Both builds take it, so that one command line serves them.
+    const std::vector<std::string> keys = FormatKeys();
+    const bool here = std::find(keys.begin(), keys.end(), "jpeg") != keys.end();
+    return Number("--quality", 1, 100,
+                  here ? "Quality of JPEG files." : "Quality of JPEG files (64-bit build only).", "90");
+}
 
 PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count) {
     if (!arguments.Has("--page"))
@@ -47,8 +62,20 @@ PageRange WantedPages(const Arguments& arguments, const std::string& inputName, 
     return {static_cast<int>(page) - 1, static_cast<int>(page)};
 }
 
+bool CorrectResolution(const Arguments& arguments, std::int32_t& x, std::int32_t& y) {
+    const bool missing = x <= 0 || y <= 0;
+    const char* option = missing && arguments.Has("--missing-dpi") ? "--missing-dpi" : "--input-dpi";
+    if (!arguments.Has(option))
+        return false;
+    x = y = PixelsPerMetre(static_cast<std::uint32_t>(arguments.Number(option)));
+    return true;
+}
+
 const Format& WantedFormat(const Arguments& arguments, const Format& otherwise) {
-    return OutputFormat(arguments.Text("OUT"), arguments.Has("--format") ? arguments.Text("--format") : "", otherwise);
+    const std::string key = arguments.Has("--format") ? arguments.Text("--format") : "";
+    if (arguments.Has("--output-dir"))
+        return OutputFormatByInputName(arguments.Text("OUT"), key, otherwise);
+    return OutputFormat(arguments.Text("OUT"), key, otherwise, ", or name a format with --format");
 }
 
 WriteOptions WantedWriting(const Arguments& arguments) {
@@ -86,16 +113,22 @@ bool Job::NextPage() {
 Page Job::Read() {
     Page page = m_reader->Read(m_pages.first);
     m_before = FactsOf(page);
-    if (m_arguments.Has("--input-dpi")) {
-        const std::int32_t given = PixelsPerMetre(static_cast<std::uint32_t>(m_arguments.Number("--input-dpi")));
-        page.SetResolution(given, given);
-    }
+    std::int32_t x = page.PixelsPerMetreX();
+    std::int32_t y = page.PixelsPerMetreY();
+    if (CorrectResolution(m_arguments, x, y))
+        page.SetResolution(x, y);
     return page;
+}
+
+void Job::NoResolution() const {
+    // Of many pages the others may have one that is to be kept.
+    const std::string option = m_arguments.Has("--output-dir") ? "--missing-dpi" : "--input-dpi";
+    BadInput("the file records no resolution. Give it with " + option + ", for example " + option + " 300.");
 }
 
 void Job::RequireResolution(const Page& page) const {
     if (page.PixelsPerMetreX() <= 0 || page.PixelsPerMetreY() <= 0)
-        BadInput("the file records no resolution. Give it with --input-dpi, for example --input-dpi 300.");
+        NoResolution();
     for (const std::int32_t recorded : {page.PixelsPerMetreX(), page.PixelsPerMetreY()}) {
         const std::uint64_t dpi = DotsPerInch(recorded);
         if (dpi == 0 || dpi > LargestDpi)

@@ -17,9 +17,11 @@ namespace dibprep::tool {
 Positional InputPositional();
 Positional OutputPositional();
 Option InputDpiOption();
+Option MissingDpiOption();
 Option MaxPixelsOption();
-Option ForceOption();
-Option PageOption();
+// What --force replaces, and of what --page takes a page, where that is not IN and OUT.
+Option ForceOption(const std::string& file = "OUT");
+Option PageOption(const std::string& of = "IN");
 Option FormatOption();
 Option QualityOption();
 // The pages that --page leaves, or all: counted from 0, `end` behind the last. Leaves with ExitUsage where
@@ -29,6 +31,9 @@ struct PageRange {
     int end;
 };
 PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count);
+// Puts what these options say in place of what a file says, or does not say, in pixels per metre; whether
+// they say anything about it.
+bool CorrectResolution(const Arguments& arguments, std::int32_t& x, std::int32_t& y);
 // The format of OUT by these options and its ending, and how to write it.
 const Format& WantedFormat(const Arguments& arguments, const Format& otherwise);
 WriteOptions WantedWriting(const Arguments& arguments);
@@ -45,12 +50,16 @@ public:
     const InputFile& Input() const { return *m_input; }
     const std::string& InputName() const { return m_input->Name(); }
     const Format& InputFormat() const { return *m_format; }
+    const Format& ResultFormat() const { return *m_outputFormat; }
     std::uint64_t MaxPixels() const { return m_maxPixels; }
 
     // Goes on to the next page. Behind the last one the output file is completed, and 0 comes back.
     bool NextPage();
-    // The page, with --input-dpi in place of its own resolution when that was given.
+    // The page, with --input-dpi in place of its own resolution when that was given, or with --missing-dpi
+    // where it has none.
     Page Read();
+    // Leaves with ExitBadInput and the option that helps.
+    [[noreturn]] void NoResolution() const;
     // Leaves with ExitBadInput unless the page records a resolution on both axes.
     void RequireResolution(const Page& page) const;
     // Leaves with ExitLimit when a result of this size is beyond --max-pixels, or with ExitUsage

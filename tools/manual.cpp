@@ -64,7 +64,7 @@ std::string Overview() {
                        Section("COMMANDS");
     for (const Command& command : CommandTable())
         text += Item("dibprep-" + command.name + "(1)", command.summary + '.');
-    text += Section("MANY PAGES") +
+    text += Section("FILES") + Roff(FormatsText()) + '\n' + Section("MANY PAGES") +
             "Every page is converted in a process of its own: one that fails or dies takes nothing else with it.\n";
     for (const Option& option : ManyPagesOptions())
         text += OptionItem(option);

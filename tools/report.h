@@ -17,7 +17,6 @@ struct BatchSummary {
     std::size_t failed = 0; // died ones among them
     double seconds = 0;
     std::uint64_t peakMemory = 0; // bytes, of the largest worker
-    std::size_t notes = 0; // pages with something more to say
     int stopSignal = 0;
 
     std::size_t Left() const { return pages - done - skipped - failed; }

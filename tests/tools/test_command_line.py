@@ -1,9 +1,11 @@
 """The command line: help, version, and what is wrong with it."""
 
+import os
 import unittest
 
 from tool_test import COLOURS, ToolTest, make_bmp, pattern
 
+ALL_FORMATS = os.environ.get("DIBPREP_IMAGE_FORMATS") == "ON"
 COMMANDS = ("resample", "rescale", "convert", "normalize", "quantize", "palette", "compare", "info", "help")
 
 
@@ -18,6 +20,12 @@ class CommandLine(ToolTest):
             self.assertIn(word, said)
         self.assertEqual(self.tool("-h"), said)
         self.assertEqual(self.tool(code=2), said)
+
+    def test_overview_names_the_formats_of_this_build_and_an_example(self):
+        said = self.tool("--help")
+        names = "BMP, PNG, TIFF, JPEG, PNM and DIB" if ALL_FORMATS else "BMP, PNM and DIB"
+        self.assertIn(f"\nFormats: {names}; OUT's ending or --format chooses.\n", said)
+        self.assertIn("\nExample: dibprep resample page.bmp page200.bmp --dpi 200\n", said)
 
     def test_help_of_a_command_fits_a_screen(self):
         for command in COMMANDS:
@@ -39,6 +47,19 @@ class CommandLine(ToolTest):
             said = self.tool(command, "--help")
             self.assertIn(f"dibprep {command} -o DIR PAGES...", said)
             self.assertIn("`dibprep help many`", said)
+
+    def test_help_names_the_files_that_a_command_has(self):
+        said = self.tool("compare", "--help")
+        for words in ("Take only this page of A and of B.", "Replace the file of --picture when it exists already."):
+            self.assertIn(words, said)
+        for word in (r"\bIN\b", r"\bOUT\b"):
+            self.assertNotRegex(said, word)
+
+    def test_help_says_where_there_is_no_jpeg(self):
+        for command in ("resample", "palette"):
+            said = " ".join(self.tool(command, "--help").split())
+            self.assertEqual("Quality of JPEG files (64-bit build only)." in said, not ALL_FORMATS)
+            self.assertEqual("Quality of JPEG files. Default: 90." in said, ALL_FORMATS)
 
     def test_a_file_may_be_called_like_a_command(self):
         self.file("help", make_bmp(pattern(30, 20, 16), 8, COLOURS))
@@ -62,6 +83,8 @@ class CommandLine(ToolTest):
                 (["resample", "in.bmp", "out.bmp", "--dpi"], "--dpi"),
                 (["palette", "out.bmp", "more.bmp"], '"more.bmp" is one name too many; it takes OUT.'),
                 (["normalize", "in.bmp", "out.bmp", "-q", "-v"], "give one of the two"),
+                (["normalize", "in.bmp", "out.bmp", "--input-dpi", "9", "--missing-dpi", "9"], "give one of the two"),
+                (["normalize", "in.bmp", "out.bmp", "--missing-dpi", "0"], "from 1 to 65535"),
                 (["normalize", "in.bmp", "out.bmp", "--jobs", "2"], "--jobs is for many pages"),
                 (["normalize", "in.bmp", "out.bmp", "--report", "r"], "--report is for many pages"),
                 (["frobnicate"], 'no command "frobnicate"; there are resample,'),

@@ -206,8 +206,33 @@ class Normalize(ToolTest):
 
     def test_plain_already(self):
         self.file("in.bmp", make_bmp(pattern(9, 3, 16), 8, COLOURS))
-        self.assertIn("plain form already", self.tool("normalize", "in.bmp", "out.bmp"))
+        said = self.tool("normalize", "in.bmp", "out.bmp")
+        self.assertTrue(said.endswith("\nout.bmp: the picture was in its plain form already.\n"), said)
         self.assertEqual(Bmp(self.read("out.bmp")).values(), pattern(9, 3, 16))
+
+    def test_convert_without_depth_changes_the_format_alone(self):
+        rows = pattern(9, 3, 16)
+        for name, content in (("table", make_bmp(rows, 8, COLOURS)), ("down", make_bmp(rows, 4, COLOURS, top_down=True)),
+                              ("rle", make_bmp(rows, 8, COLOURS, compression=1, data=b"".join(
+                                  bytes(part for value in row for part in (1, value)) + b"\0\0" for row in rows[::-1]))),
+                              ("deep", make_bmp([[1 << 40, 77]], 48)), ("alpha", make_bmp(
+                                  [[0x80FF0000, 7]], 32, header=108, compression=3,
+                                  masks=(0xFF0000, 0xFF00, 0xFF, 0xFF000000)))):
+            for ending in ("bmp", "dib", "pnm"):
+                with self.subTest(name, ending=ending):
+                    self.file("in.bmp", content)
+                    self.tool("convert", "in.bmp", "converted." + ending, "--force")
+                    self.tool("normalize", "in.bmp", "normal." + ending, "--force")
+                    self.assertEqual(self.read("converted." + ending), self.read("normal." + ending))
+            out = Bmp(self.read("converted.bmp"))
+            self.assertEqual(out.bits, {"table": 8, "down": 4, "rle": 8, "deep": 48, "alpha": 32}[name])
+            if out.bits <= 8:
+                self.assertEqual(out.values(), rows)
+
+    def test_another_format_is_a_change(self):
+        self.file("in.bmp", make_bmp(pattern(9, 3, 16), 8, COLOURS))
+        for source, name in (("in.bmp", "out.dib"), ("out.dib", "out.bmp"), ("in.bmp", "out.ppm")):
+            self.assertNotIn("plain form", self.tool("normalize", source, name))
 
 
 class Colours(ToolTest):

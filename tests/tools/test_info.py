@@ -58,6 +58,23 @@ class Info(ToolTest):
         self.file("in.bmp", make_bmp(pattern(40, 40, 16), 8, COLOURS))
         self.assertIn("colour table of 16 entries; in use: 16", self.tool("info", "in.bmp", "--count-colors"))
 
+    def test_several_files(self):
+        self.file("a.bmp", make_bmp([[0] * 4] * 4, 24))
+        self.file("b.bmp", make_bmp(pattern(9, 3, 16), 8, COLOURS))
+        self.file("bad.bmp", b"BM")
+        alone = [self.tool("info", name) for name in ("a.bmp", "b.bmp")]
+        self.assertEqual(self.tool("info", "a.bmp", "b.bmp"), "\n".join(alone))
+        alone = [json.loads(self.tool("info", name, "--json")) for name in ("a.bmp", "b.bmp")]
+        lines = self.tool("info", "--json", "a.bmp", "b.bmp").splitlines()
+        self.assertEqual([json.loads(line) for line in lines], alone)
+        for names in (("bad.bmp", "a.bmp", "b.bmp"), ("a.bmp", "bad.bmp", "b.bmp"), ("a.bmp", "b.bmp", "bad.bmp")):
+            done = self.run_tool("info", "--json", *names)
+            self.assertEqual((done.returncode, done.stdout.decode().splitlines()), (1, lines))
+            self.assertRegex(done.stderr.decode(), r"^bad\.bmp: .*\n1 of 3 files could not be described\.\n$")
+            done = self.run_tool("info", *names)
+            self.assertEqual(done.stdout.decode(), self.tool("info", "a.bmp", "b.bmp"))
+        self.assertIn("IN is required", self.tool("info", code=2))
+
     def test_reads_headers_only(self):
         content = make_bmp([[0] * 4] * 4, 24)
         self.file("in.bmp", content[:54] + bytes(48))

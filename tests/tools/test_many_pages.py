@@ -31,8 +31,8 @@ class ManyPages(ToolTest):
             with self.subTest(command):
                 self.tool(command, names[0], "one.bmp", "--force", *options)
                 said = self.tool(command, "-o", f"by/{command}", *names, *options)
-                self.assertRegex(said, r"^3 of 3 pages done; \d+\.\d\d s, \d+\.\d pages a second, up to \d+ MB for a "
-                                       r"page\.( On 3 pages there is more to say: see --verbose or --report\.)?\n$")
+                self.assertRegex(said, r"^(by/.*: .*\. \(A note on one of 3 pages; .*\)\n)?3 of 3 pages done; "
+                                       r"\d+\.\d\d s, \d+\.\d pages a second, up to \d+ MB for a page\.\n$")
                 self.assertEqual(self.made(f"by/{command}"), ["page000.bmp", "page001.bmp", "page002.bmp"])
                 for name in self.made(f"by/{command}"):
                     self.assertEqual(self.read(f"by/{command}/{name}"), self.read("one.bmp"))
@@ -163,6 +163,39 @@ class ManyPages(ToolTest):
         said = self.tool("convert", "--depth", 24, "-o", "out", "a.pgm", "--force", "-v")
         self.assertIn("out/a.pgm: page 3: 4 x 2 pixels, 24 bits", said)
         self.assertIn("holds one", self.tool("convert", "--depth", 24, "-o", "out", "a.pgm", "--format", "bmp", code=1))
+
+    def test_missing_dpi_leaves_recorded_resolutions_alone(self):
+        recorded, bare, half = self.pages(3)
+        self.file(bare, make_bmp(pattern(30, 20, 16), 8, COLOURS, ppm=(0, 0)))
+        self.file(half, make_bmp(pattern(30, 20, 16), 8, COLOURS, ppm=(11811, 0)))
+        for command in ("resample", "rescale"):
+            said = self.tool(command, "--dpi", 150, "-o", "failed", bare, "--force", code=1)
+            self.assertIn(f"{bare}: the file records no resolution. Give it with --missing-dpi, for example", said)
+            self.tool(command, "--dpi", 150, "--missing-dpi", 100, "-o", command, recorded, bare, half)
+            sizes = [(page.width, page.height) for page in (Bmp(self.read(f"{command}/{name}"))
+                                                            for name in self.made(command))]
+            self.assertEqual(sizes, [(15, 10), (45, 30), (45, 30)])
+        for name, option, ppm in ((recorded, "--missing-dpi", 11811), (bare, "--missing-dpi", 3937),
+                                  (recorded, "--input-dpi", 3937), (bare, "--input-dpi", 3937)):
+            self.tool("normalize", name, "one.bmp", option, 100, "--force")
+            self.assertEqual((Bmp(self.read("one.bmp")).x_ppm, Bmp(self.read("one.bmp")).y_ppm), (ppm, ppm))
+            found = json.loads(self.tool("info", name, option, 100, "--json"))
+            self.assertEqual(found["pixels_per_metre"], [ppm, ppm])
+            self.assertEqual(found["stored_resolution"] == "given", ppm == 3937)
+
+    def test_the_first_note_is_told(self):
+        names = self.pages(3)
+        self.file(names[0], make_bmp(pattern(30, 20, 16), 8, COLOURS, ppm=(0, 0)))
+        lost = "PNM files record no resolution: it is lost."
+        command = ["normalize", "-o", "out", "--format", "pnm", "--force"]
+        self.assertNotIn("lost", self.tool(*command, names[0]))
+        said = self.tool(*command, *names[:2]).splitlines()
+        self.assertEqual((len(said), said[0]), (2, f"out/page001.pnm: {lost}"))
+        said = self.tool(*command, *names).splitlines()
+        self.assertEqual((len(said), said[0]), (2, f"out/page001.pnm: {lost} (A note on one of 2 pages; --verbose and "
+                                                   "--report have them all.)"))
+        self.assertEqual(self.tool(*command, *names, "--quiet"), "")
+        self.assertNotIn("A note on", self.tool(*command, *names, "--verbose"))
 
     def test_two_pages_of_one_name(self):
         names = self.pages(3) + self.pages(2, "other")

@@ -35,12 +35,35 @@ class OutputFormats(ToolTest):
             self.assertEqual(self.written("out", "--format", key), [key])
         self.assertIn("--format wants bmp or", self.tool("normalize", "in.bmp", "o", "--format", "gif", code=2))
 
-    def test_other_endings_mean_the_format_of_the_input(self):
+    def test_no_ending_means_the_format_of_the_input(self):
         self.file("in.ppm", make_pnm([COLOURS[:3]], 6))
         os.mkdir(self.path("folder.bmp"))
-        for name in ("out", "out.scan", "out.", ".out", "folder.bmp/out"):
+        for name in ("out", "out.", ".out", "folder.bmp/out", "folder.bmp/.out"):
             self.assertEqual(self.written(name), ["bmp"])
             self.assertEqual(self.written(name, source="in.ppm"), ["pnm"])
+
+    def test_unknown_endings_are_refused_without_format(self):
+        os.mkdir(self.path("folder"))
+        known = "BMP, PNG, TIFF, JPEG, PNM and DIB" if ALL_FORMATS else "BMP, PNM and DIB"
+        self.file("kept.gif", b"kept")
+        for name, ending in (("q.gif", ".gif"), ("folder/page.old.GIF", ".GIF"), ("kept.gif", ".gif"), ("q.2", ".2")):
+            begin = (f"{name}: the ending {ending} stands for none of the formats that this build writes ({known}): "
+                     "choose one of their endings")
+            for command in (["normalize", "in.bmp", name], ["palette", name]):
+                self.assertEqual(self.tool(*command, "--force", code=2),
+                                 begin + ", or name a format with --format.\n")
+            self.assertEqual(self.tool("compare", "in.bmp", "in.bmp", "--picture", name, "--force", code=2),
+                             begin + ".\n")
+        self.only_files("in.bmp", "folder", "kept.gif")
+        self.assertEqual((os.listdir(self.path("folder")), self.read("kept.gif")), ([], b"kept"))
+        self.assertEqual(self.written("q.gif", "--format", "pnm"), ["pnm"])
+        self.tool("palette", "p.gif", "--format", "dib")
+        self.assertEqual(self.read("p.gif")[:4], STARTS["dib"])
+
+    def test_pages_in_a_folder_keep_their_names_whatever_they_end_with(self):
+        self.file("page.scan", IN)
+        self.tool("normalize", "-o", "out", "page.scan")
+        self.assertEqual(self.read("out/page.scan")[:2], b"BM")
 
     def test_the_palette_is_a_bmp_file_unless_said(self):
         for name, start in (("out", b"BM"), ("out.ppm", b"P6")):
