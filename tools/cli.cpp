@@ -153,7 +153,7 @@ const Target* Chosen(const std::list<Target>& targets) {
 
 [[noreturn]] void WrongUsage(const Target* target, std::string what) {
     // The parser's sentences begin in several ways and may carry a line about --help already.
-    what = what.substr(0, what.find('\n'));
+    what.resize(std::min(what.size(), what.find('\n')));
     while (!what.empty() && (what.back() == '.' || what.back() == ' '))
         what.pop_back();
     const std::string name = target ? "dibprep " + target->command->name : "dibprep";

@@ -68,7 +68,7 @@ Report::~Report() {
         close(m_file);
 }
 
-void Report::WriteLine(std::string line) {
+void Report::WriteLine(const std::string& line) {
     // Whole lines at a time: several calls may append to one report.
     std::size_t at = 0;
     while (m_file >= 0 && at < line.size()) {

@@ -83,6 +83,7 @@ DIBPREP_AVX2 void Down(const std::uint32_t* upper, const std::uint32_t* lower, i
             _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 12), _mm256_extracti128_si256(words, 1));
         }
         if (!whole)
+            // cppcheck-suppress uninitvar ; written above, through `to`
             std::memcpy(out, rest, static_cast<std::size_t>((count < 4 ? count : 4) * Channels * 2));
     }
 }

@@ -1,3 +1,5 @@
+// The calls of failing.h, and how their answers are put into words.
+
 #include "tests/reliability/failing.h"
 
 #include "dibprep.h"

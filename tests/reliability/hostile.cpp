@@ -1,3 +1,5 @@
+// The entries that damaged pages go through, and the ceilings that are held around each call.
+
 #include "tests/reliability/hostile.h"
 
 #include "dibprep.h"
