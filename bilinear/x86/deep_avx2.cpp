@@ -43,8 +43,7 @@ struct Weights {
 };
 
 // Eight channels as signed doublewords.
-DIBPREP_AVX2 inline __m256i EightSlots(const std::uint32_t* upper, const std::uint32_t* lower,
-                                       const Weights& weights) {
+DIBPREP_AVX2 inline __m256i EightSlots(const std::uint32_t* upper, const std::uint32_t* lower, const Weights& weights) {
     const __m256i above = Load(upper);
     const __m256i below = Load(lower);
     const __m256i even =
