@@ -47,9 +47,9 @@ tagSIZE CConvertResolution::GetCoordUnit(const _tagDIBPARAM& source, const tagSI
 }
 
 _tagCOORDENTRY* CConvertResolution::GetCoordTable(const _tagDIBPARAM& source, int start, int step, int count) {
-    _tagCOORDENTRY* const table =
-        count >= 0 && count <= LargestTable ? new (std::nothrow) _tagCOORDENTRY[static_cast<std::size_t>(count)]
-                                            : nullptr;
+    _tagCOORDENTRY* const table = count >= 0 && count <= LargestTable
+                                      ? new (std::nothrow) _tagCOORDENTRY[static_cast<std::size_t>(count)]
+                                      : nullptr;
     if (!table) {
         m_nLastError = ErrorMemory;
         return nullptr;

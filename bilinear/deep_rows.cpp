@@ -40,8 +40,8 @@ bool ReadLimits(DeepLimits& limits, bool fourth) {
 } // namespace
 
 const DeepTable& DeepRowsFor(Tier tier) {
-    static const std::array<DeepTable, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2),
-                                                    TableFor(Tier::Ssse3), TableFor(Tier::Avx2)};
+    static const std::array<DeepTable, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2), TableFor(Tier::Ssse3),
+                                                    TableFor(Tier::Avx2)};
     static_assert(static_cast<std::size_t>(BestKnownTier) + 1 == std::tuple_size<decltype(tables)>::value);
     return tables[static_cast<std::size_t>(tier)];
 }
@@ -52,8 +52,7 @@ DeepRows::DeepRows(const DeepTable& table, const RowTask& task, bool keep)
     const int unit = m_source.nBitCount / 8;
     // Both samples are read at once: there have to be two columns.
     if ((m_source.nBitCount != 48 && m_source.nBitCount != 64) || !table.across[m_kind] || m_count < 1 ||
-        task.outStep != unit || m_source.nWidth < 2 ||
-        m_source.nLineBytes < std::int64_t{m_source.nWidth} * unit)
+        task.outStep != unit || m_source.nWidth < 2 || m_source.nLineBytes < std::int64_t{m_source.nWidth} * unit)
         return;
     const std::size_t pixels = (static_cast<std::size_t>(m_count) + 3) / 4 * 4;
     constexpr std::size_t perPixel = sizeof(DeepColumn) + 2 * 4 * sizeof(std::uint32_t);
@@ -78,8 +77,9 @@ DeepRows::DeepRows(const DeepTable& table, const RowTask& task, bool keep)
         if (column.nOffset0 < 0 || column.nOffset0 > last || column.nOffset0 % unit != 0)
             return;
         if (column.nOffset1 == column.nOffset0 + unit && column.nOffset1 <= last)
-            m_columns[k] = {column.nOffset0, {static_cast<std::int16_t>(1024 - column.nFraction),
-                                              static_cast<std::int16_t>(column.nFraction)}};
+            m_columns[k] = {
+                column.nOffset0,
+                {static_cast<std::int16_t>(1024 - column.nFraction), static_cast<std::int16_t>(column.nFraction)}};
         else if (column.nOffset1 != column.nOffset0)
             return;
         else if (column.nOffset0 == 0)

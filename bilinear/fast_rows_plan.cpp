@@ -104,8 +104,8 @@ bool FastRows::Prepare(const RowTask& task) {
 bool FastRows::PrepareTable(const RowTask& task) {
     // A table that does not stand behind the header has an end that nobody knows: only the colours
     // that pixels name are looked at.
-    if (!m_source.pHeader || task.table.entries != reinterpret_cast<const unsigned char*>(m_source.pHeader) +
-                                                       sizeof(tagBITMAPINFOHEADER))
+    if (!m_source.pHeader ||
+        task.table.entries != reinterpret_cast<const unsigned char*>(m_source.pHeader) + sizeof(tagBITMAPINFOHEADER))
         return false;
     ReadTable(task);
     // What stands behind a short table is no colour of the picture, mostly: rows that name it are found
@@ -169,15 +169,13 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     if (!windows && layout.slotsPerPixel == 3)
         withGaps();
     // Room for any layout.
-    const std::int64_t slots =
-        RoundedUp(std::int64_t{m_count} * (layout.storing == StoreThrice ? 1 : 4), SlotsPerStep);
+    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * (layout.storing == StoreThrice ? 1 : 4), SlotsPerStep);
     const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * (layout.storing == StoreThrice ? 1 : 4) + FeedPadding;
     const std::int64_t fed = RoundedUp(std::max(layout.rowBytes, sampledBytes), ScratchAlignment);
     const std::int64_t mixed = RoundedUp(slots * 4, ScratchAlignment);
-    const std::int64_t plan =
-        RoundedUp(windows ? slots / SlotsPerWindow / 2 * std::int64_t{sizeof(WindowPair)}
-                          : RoundedUp(m_count, SlotsPerStep) * std::int64_t{sizeof(PixelColumn)},
-                  ScratchAlignment);
+    const std::int64_t plan = RoundedUp(windows ? slots / SlotsPerWindow / 2 * std::int64_t{sizeof(WindowPair)}
+                                                : RoundedUp(m_count, SlotsPerStep) * std::int64_t{sizeof(PixelColumn)},
+                                        ScratchAlignment);
     const std::int64_t finished =
         m_stream ? RoundedUp(std::int64_t{m_count} * task.outStep, ScratchAlignment) + ScratchAlignment : 0;
     const std::int64_t bytes = ScratchAlignment + fed + 2 * mixed + finished + plan;

@@ -51,9 +51,7 @@ inline std::uint32_t TableBytes(const unsigned char* header) {
 }
 
 // From the header to the pixels.
-inline std::uint32_t BitsOffset(const unsigned char* header) {
-    return LoadU32(header + AtSize) + TableBytes(header);
-}
+inline std::uint32_t BitsOffset(const unsigned char* header) { return LoadU32(header + AtSize) + TableBytes(header); }
 
 // All rows together, exact, negative where exactly one of width and height is negative. A row of
 // 2^31 bits or more is beyond memory: the record's row size could not name it.

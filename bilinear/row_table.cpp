@@ -26,8 +26,7 @@ void Widen(const unsigned char* row, int count, std::uint32_t* out) {
     }
 }
 
-void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
-            unsigned char* out) {
+void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step, unsigned char* out) {
     for (int i = 0; i < bytes; ++i) {
         const int halves = group == 16 ? 2 : 1;
         for (int half = 0; half < halves; ++half, out += step) {
@@ -37,9 +36,7 @@ void Packed(const unsigned char* row, int bytes, const unsigned char* groups, in
     }
 }
 
-int Highest(const unsigned char* row, int count) {
-    return count > 0 ? *std::max_element(row, row + count) : 0;
-}
+int Highest(const unsigned char* row, int count) { return count > 0 ? *std::max_element(row, row + count) : 0; }
 
 void Fill(unsigned char* out, std::int64_t bytes, std::uint32_t colour) {
     for (std::int64_t i = 0; i < bytes; ++i)

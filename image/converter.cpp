@@ -43,9 +43,7 @@ unsigned int ImageSize(const tagBITMAPINFOHEADER* header, int bitsPerPixel, std:
 
 // A new block of a size from ImageSize, 0 without one. A size that is none is not asked for, so
 // that both widths answer alike.
-void* NewBlock(unsigned int size) {
-    return size == SizeTooLarge ? nullptr : GlobalAlloc(dibprep::NewBlockFlags, size);
-}
+void* NewBlock(unsigned int size) { return size == SizeTooLarge ? nullptr : GlobalAlloc(dibprep::NewBlockFlags, size); }
 
 // Stands an image of the class over the source's pixels, where a conversion would read them. Its
 // parameter fields stay 0.

@@ -24,9 +24,7 @@ constexpr CellAxis AxisOf(int cell) {
 }
 
 // Squared distance from the far side of the cell's box to the value.
-inline int Farthest(const CellAxis& axis, int value) {
-    return Square(std::abs(axis.centre - value) + axis.halfWidth);
-}
+inline int Farthest(const CellAxis& axis, int value) { return Square(std::abs(axis.centre - value) + axis.halfWidth); }
 
 // Squared gap between the cell's box and the value.
 inline int Gap(const CellAxis& axis, int value) {

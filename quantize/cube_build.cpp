@@ -1,11 +1,11 @@
 // BuildSearchCube with its distances worked out once per cell, beside the records instead of inside
 // each comparison. The sort makes the same comparisons and the same swaps as Qsort with CompareColor,
 // on words that hold a distance and a record's number, so that the order after every cell is the same.
+#include "memory/x86/cpu_tier.h"
 #include "quantize/axis.h"
 #include "quantize/cell_list.h"
 #include "quantize/forms.h"
 #include "quantize/limits.h"
-#include "memory/x86/cpu_tier.h"
 
 #include <cstdint>
 #include <utility>

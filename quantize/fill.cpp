@@ -171,8 +171,7 @@ bool FastFillTree(CNiGoRo2& quantiser) {
     const Tier tier = CurrentTier();
     if (tier == Tier::Scalar || (layout != Layout::Plain24 && layout != Layout::Plain16) ||
         quantiser.m_bih.biSize < sizeof quantiser.m_bih || quantiser.m_wDepth > MostDepth || width <= 0 ||
-        height <= 0 ||
-        static_cast<std::uint64_t>(width) * static_cast<std::uint32_t>(height) < LeastPixels)
+        height <= 0 || static_cast<std::uint64_t>(width) * static_cast<std::uint32_t>(height) < LeastPixels)
         return false;
     Histogram histogram(quantiser);
     if (!histogram)

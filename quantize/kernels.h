@@ -29,9 +29,7 @@ constexpr unsigned char RedOf(std::uint32_t key) {
 constexpr unsigned char GreenOf(std::uint32_t key) {
     return static_cast<unsigned char>((key >> 11 & 0xF8) | (key >> 3 & 7));
 }
-constexpr unsigned char BlueOf(std::uint32_t key) {
-    return static_cast<unsigned char>((key >> 6 & 0xF8) | (key & 7));
-}
+constexpr unsigned char BlueOf(std::uint32_t key) { return static_cast<unsigned char>((key >> 6 & 0xF8) | (key & 7)); }
 
 // Pixels whose keys are made at a time: they stay in the first cache.
 constexpr int ChunkPixels = 1024;

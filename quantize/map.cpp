@@ -24,8 +24,7 @@ bool FastMap24(CNiGoRo2& quantiser, const unsigned char* source, int width, int 
     if (!Worthwhile(width, height))
         return false;
     const QuantizeKernels& kernels = KernelsOf(CurrentTier());
-    NearestTables tables(quantiser, kernels,
-                         static_cast<std::uint64_t>(width) * static_cast<std::uint32_t>(height));
+    NearestTables tables(quantiser, kernels, static_cast<std::uint64_t>(width) * static_cast<std::uint32_t>(height));
     if (!tables)
         return false;
     const std::size_t sourceStride = SourceRowBytes(24, width);

@@ -1,10 +1,10 @@
 // The face of the quantiser: the object, QuantizeBitmap, and the mapping of every source pixel to the
 // index of its nearest palette colour. No dithering.
+#include "dib/layout.h"
 #include "dibprep/dib.h"
 #include "dibprep/host.h"
 #include "dibprep/memory.h"
 #include "dibprep/quantize.h"
-#include "dib/layout.h"
 #include "quantize/forms.h"
 #include "quantize/limits.h"
 #include "quantize/source_pixels.h"

@@ -102,8 +102,7 @@ void NearestTables::Map(const std::uint32_t* keys, int count, unsigned char* tar
 
 // The answer for a colour whose cell has no table yet.
 unsigned char NearestTables::Answer(std::uint32_t key) {
-    if (m_made < m_room && m_made * ColoursPerTable < m_mapped + FreeTables * ColoursPerTable &&
-        Build(key >> LowBits))
+    if (m_made < m_room && m_made * ColoursPerTable < m_mapped + FreeTables * ColoursPerTable && Build(key >> LowBits))
         return m_tables[m_offsets[key >> LowBits] + key - Origin];
     return m_quantiser.m_wLinear ? m_quantiser.GetNearestColorIndexL(RedOf(key), GreenOf(key), BlueOf(key))
                                  : m_quantiser.GetNearestColorIndexC(RedOf(key), GreenOf(key), BlueOf(key));
@@ -169,14 +168,15 @@ bool NearestTables::Build(std::uint32_t cell) {
     Candidate candidates[CellScores::Most];
     int count = 0;
     if (m_quantiser.m_wLinear) {
-        count = PickCandidates(cell, UsedRecords(m_quantiser),
-                               [this](int i) -> const CColorTrans2& { return m_quantiser.m_Palette[i]; }, candidates);
+        count = PickCandidates(
+            cell, UsedRecords(m_quantiser), [this](int i) -> const CColorTrans2& { return m_quantiser.m_Palette[i]; },
+            candidates);
     } else {
         const CCubeCell& listed = m_quantiser.m_SearchCube[cell >> 12][cell >> 7 & 7][cell >> 2 & 7];
         if (listed.m_nCount > MostListed)
             return false;
-        count = PickCandidates(cell, listed.m_nCount,
-                               [&listed](int i) -> const CColorTrans2& { return listed.m_pList[i]; }, candidates);
+        count = PickCandidates(
+            cell, listed.m_nCount, [&listed](int i) -> const CColorTrans2& { return listed.m_pList[i]; }, candidates);
     }
     if (count > CellScores::Most)
         return false;

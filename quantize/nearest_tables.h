@@ -60,7 +60,7 @@ private:
     std::uint32_t m_room = 0; // tables that there is memory for
     std::uint32_t m_made = 0;
     std::uint32_t m_uniform[256] = {}; // the table that answers an index throughout, plus 1
-    std::uint64_t m_mapped = 0; // colours so far
+    std::uint64_t m_mapped = 0;        // colours so far
     bool m_usable = false;
     unsigned char m_start[256]; // where the list search starts for a blue
 };

@@ -8,10 +8,10 @@
 // left (the lighter ones went before), and they go with it. So a node is merged by itself exactly when
 // its parent weighs more. Merges of one weight go into sums that none of them reads, so their order
 // does not matter.
+#include "memory/x86/cpu_tier.h"
 #include "quantize/forms.h"
 #include "quantize/limits.h"
 #include "quantize/scratch.h"
-#include "memory/x86/cpu_tier.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -43,8 +43,8 @@ void dibprep::ScalarBuildSearchCube(CNiGoRo2& quantiser, tagRGBQUAD* table) {
                 Qsort(palette, centre, count, CompareColor);
                 quantiser.AddList(i, j, k, palette[0]);
                 const tagRGBQUAD& nearest = palette[0].m_rgb;
-                const int threshold = Farthest(red, nearest.rgbRed) + Farthest(green, nearest.rgbGreen) +
-                                      Farthest(blue, nearest.rgbBlue);
+                const int threshold =
+                    Farthest(red, nearest.rgbRed) + Farthest(green, nearest.rgbGreen) + Farthest(blue, nearest.rgbBlue);
                 for (int e = 1; e < count; ++e) {
                     const tagRGBQUAD& entry = palette[e].m_rgb;
                     if (Gap(red, entry.rgbRed) + Gap(green, entry.rgbGreen) + Gap(blue, entry.rgbBlue) > threshold)

@@ -35,7 +35,8 @@ constexpr unsigned char FurtherColors[][BytesPerColor] = {
 };
 
 static_assert(std::size(RedGreenLevels) * std::size(RedGreenLevels) * std::size(BlueLevels) +
-                      std::size(FurtherColors) == StaticColors,
+                      std::size(FurtherColors) ==
+                  StaticColors,
               "the levels and the further colours make the palette");
 
 // One axis of a cell: the values from the lower to the upper edge, both included.
@@ -59,9 +60,7 @@ struct Range {
 };
 
 // The top cell ends at 255, the last value of a channel.
-Range CellRange(int cell) {
-    return Range{16 * cell, cell == CellsPerAxis - 1 ? 255 : 16 * (cell + 1)};
-}
+Range CellRange(int cell) { return Range{16 * cell, cell == CellsPerAxis - 1 ? 255 : 16 * (cell + 1)}; }
 
 struct CellBox {
     Range red;

@@ -48,8 +48,7 @@ class Batch {
 public:
     Batch(const Command& command, const Arguments& arguments, std::vector<PageTask> tasks)
         : m_command(command), m_arguments(arguments), m_tasks(std::move(tasks)),
-          m_jobs(arguments.Number("--jobs") == 0 ? Processors()
-                                                 : static_cast<std::size_t>(arguments.Number("--jobs"))),
+          m_jobs(arguments.Number("--jobs") == 0 ? Processors() : static_cast<std::size_t>(arguments.Number("--jobs"))),
           m_report(arguments.Has("--report") ? arguments.Text("--report") : ""),
           m_line(m_tasks.size(), !arguments.Has("--quiet")), m_begin(Clock::now()) {
         m_summary.pages = m_tasks.size();
@@ -201,8 +200,8 @@ void Batch::Stop() {
 
 std::string Batch::SummaryText() const {
     const BatchSummary& s = m_summary;
-    std::string text = std::to_string(s.done) + " of " + std::to_string(s.pages) +
-                       (s.pages == 1 ? " page" : " pages") + " done";
+    std::string text =
+        std::to_string(s.done) + " of " + std::to_string(s.pages) + (s.pages == 1 ? " page" : " pages") + " done";
     if (s.skipped > 0)
         text += ", " + std::to_string(s.skipped) + " skipped";
     if (s.failed > 0)
@@ -239,8 +238,9 @@ int Batch::Run() {
     if (!m_report.Error().empty())
         Say(m_report.Error());
     if (m_notes > 0 && !m_arguments.Has("--quiet") && !m_arguments.Has("--verbose"))
-        Say(m_firstNote + (m_notes == 1 ? "" : " (A note on one of " + std::to_string(m_notes) +
-                                                   " pages; --verbose and --report have them all.)"));
+        Say(m_firstNote + (m_notes == 1 ? ""
+                                        : " (A note on one of " + std::to_string(m_notes) +
+                                              " pages; --verbose and --report have them all.)"));
     if (!m_arguments.Has("--quiet") || m_summary.stopSignal != 0)
         Say(SummaryText());
     if (m_summary.stopSignal != 0)

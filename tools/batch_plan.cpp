@@ -29,15 +29,16 @@ struct Shard {
 Shard ParseShard(const Command& command, const std::string& text) {
     const std::size_t slash = text.find('/');
     const auto number = [](const std::string& digits) {
-        const bool good = !digits.empty() && digits.size() <= 9 &&
-                          digits.find_first_not_of("0123456789") == std::string::npos;
+        const bool good =
+            !digits.empty() && digits.size() <= 9 && digits.find_first_not_of("0123456789") == std::string::npos;
         return good ? std::stoul(digits) : 0;
     };
     const std::size_t index = slash == std::string::npos ? 0 : number(text.substr(0, slash));
     const std::size_t count = slash == std::string::npos ? 0 : number(text.substr(slash + 1));
     if (index == 0 || index > count)
         UsageError(command, "--shard wants the number of a part and how many there are, from 1/N to N/N such as "
-                            "2/8, not \"" + text + "\".");
+                            "2/8, not \"" +
+                                text + "\".");
     return {index - 1, count};
 }
 

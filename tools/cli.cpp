@@ -103,9 +103,8 @@ void CollectWords(const Target& target, Arguments& arguments) {
     }
     struct stat status;
     if (stat(words[1].c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-        throw ToolError(ExitInputOutput,
-                        words[1] + ": is a folder. Write -o " + words[1] +
-                            " to keep the page's name, or name a file in it.");
+        throw ToolError(ExitInputOutput, words[1] + ": is a folder. Write -o " + words[1] +
+                                             " to keep the page's name, or name a file in it.");
 }
 
 Arguments Collect(const Target& target) {
@@ -153,7 +152,7 @@ const Target* Chosen(const std::list<Target>& targets) {
 
 [[noreturn]] void WrongUsage(const Target* target, std::string what) {
     // The parser's sentences begin in several ways and may carry a line about --help already.
-    what = what.substr(0, what.find('\n'));
+    what.resize(std::min(what.size(), what.find('\n')));
     while (!what.empty() && (what.back() == '.' || what.back() == ' '))
         what.pop_back();
     const std::string name = target ? "dibprep " + target->command->name : "dibprep";
@@ -177,8 +176,7 @@ const Target* Chosen(const std::list<Target>& targets) {
     for (const Option& option : command.options)
         known.push_back(option.name);
     const std::string nearest = NearestWord(name, known);
-    UsageError(command,
-               "there is no option " + name + "." + (nearest.empty() ? "" : " Did you mean " + nearest + "?"));
+    UsageError(command, "there is no option " + name + "." + (nearest.empty() ? "" : " Did you mean " + nearest + "?"));
 }
 
 // The parser's own words about a missing command do not say what was found instead.

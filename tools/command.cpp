@@ -108,8 +108,8 @@ std::vector<Option> ManyPagesOptions() {
         Text("--shard", "I/N",
              "Take only every N-th page, beginning with the I-th: N runs from 1/N to N/N share the pages."),
         Flag("--skip-existing", "Leave out pages whose result is there already."),
-        WithLetter('j',
-                   Number("--jobs", 0, 1024, "Pages at a time, each in its own process; 0: one for each processor.", "1")),
+        WithLetter('j', Number("--jobs", 0, 1024,
+                               "Pages at a time, each in its own process; 0: one for each processor.", "1")),
         Naming(Option::Names::File,
                Text("--report", "FILE", "Append one JSON object for each page to FILE, and a summary at the end.")),
     };

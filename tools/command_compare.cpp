@@ -173,13 +173,10 @@ void Print(const Arguments& arguments, const Difference& found) {
     const bool equal = found.different == 0;
     const double share = 100 * static_cast<double>(found.different) / static_cast<double>(found.pixels);
     if (arguments.Has("--json")) {
-        nlohmann::ordered_json json = {{"equal", equal},
-                                       {"pixels", found.pixels},
-                                       {"different", found.different},
-                                       {"largest", found.largest},
-                                       {"range", found.range},
-                                       {"mean", found.Mean()},
-                                       {"psnr", nullptr}};
+        nlohmann::ordered_json json = {
+            {"equal", equal},           {"pixels", found.pixels}, {"different", found.different},
+            {"largest", found.largest}, {"range", found.range},   {"mean", found.Mean()},
+            {"psnr", nullptr}};
         if (!equal)
             json["psnr"] = found.Psnr();
         std::printf("%s\n", json.dump(2).c_str());

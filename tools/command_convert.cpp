@@ -99,8 +99,8 @@ Command ConvertCommand() {
             "pixel (8 per channel) or 16 (5 per channel), and transparent pixels are laid on white.",
             "dibprep convert chart.bmp chart24.bmp --depth 24",
             {InputPositional(), OutputPositional()},
-            {Choice("--depth", {"24", "16"}, "Bits per pixel of OUT; else those of IN."), InputDpiOption(), MissingDpiOption(), PageOption(),
-             FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+            {Choice("--depth", {"24", "16"}, "Bits per pixel of OUT; else those of IN."), InputDpiOption(),
+             MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
             RunConvert};
 }
 
@@ -111,7 +111,8 @@ Command NormalizeCommand() {
             "channel masks and resolution are kept.",
             "dibprep normalize rle.bmp plain.bmp",
             {InputPositional(), OutputPositional()},
-            {InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+            {InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(),
+             ForceOption()},
             RunNormalize};
 }
 

@@ -235,8 +235,8 @@ Command InfoCommand() {
             {several},
             {Number("--dpi", 1, LargestDpi, "Resolution of the conversion asked about.", "200"),
              Flag("--json", "Print one JSON object; of several files one a line."),
-             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(), MissingDpiOption(), PageOption(),
-             MaxPixelsOption()},
+             Flag("--count-colors", "Count the colours in use: reads the pixels too."), InputDpiOption(),
+             MissingDpiOption(), PageOption(), MaxPixelsOption()},
             Run};
 }
 

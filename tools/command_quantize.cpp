@@ -96,7 +96,8 @@ Command QuantizeCommand() {
             {InputPositional(), OutputPositional()},
             {Required(Number("--colors", 1, 256, "Colours at most.")),
              Number("--octree-depth", 1, 8, "Bits per channel that tell colours apart; more take more memory.", "5"),
-             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(),
+             ForceOption()},
             RunQuantize};
 }
 

@@ -109,7 +109,8 @@ Command ResampleCommand() {
             {InputPositional(), OutputPositional()},
             {Required(Number("--dpi", 1, LargestDpi, "Wanted resolution in dots per inch.")),
              Number("--threshold", 0, 256, "1-bit pages: pixels less black than this (0 to 255) become white.", "128"),
-             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(),
+             ForceOption()},
             Run};
 }
 

@@ -156,7 +156,8 @@ Command RescaleCommand() {
             {Text("--dpi", "N|XxY", "Wanted resolution in dots per inch."),
              Flag("--square", "Square pixels at the finer of the page's two resolutions."),
              Text("--crop", "X,Y,W,H", "Make only this part of the scaled page, in its pixels from the top left."),
-             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(), ForceOption()},
+             InputDpiOption(), MissingDpiOption(), PageOption(), FormatOption(), QualityOption(), MaxPixelsOption(),
+             ForceOption()},
             Run};
 }
 

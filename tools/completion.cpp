@@ -27,7 +27,6 @@ std::string Joined(const std::vector<std::string>& words) {
     return text;
 }
 
-
 bool NamesFiles(const Command& command) { return !command.positionals.empty() && command.name != "help"; }
 
 std::string BashOptions(const Command& command) {
@@ -173,8 +172,8 @@ std::string FishCompletion() {
                        "complete -c dibprep -n __fish_use_subcommand -l version -d 'print the version'\n"
                        "complete -c dibprep -l help -s h -d 'say what there is'\n";
     for (const Command& command : CommandTable())
-        text += "complete -c dibprep -n __fish_use_subcommand -a " + command.name + " -d " +
-                FishText(command.summary) + '\n';
+        text += "complete -c dibprep -n __fish_use_subcommand -a " + command.name + " -d " + FishText(command.summary) +
+                '\n';
     for (const Command& command : CommandTable()) {
         const std::string begin = "complete -c dibprep -n '__fish_seen_subcommand_from " + command.name + "'";
         for (const Option& option : command.options)

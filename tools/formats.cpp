@@ -138,9 +138,10 @@ const Format& OutputFormat(const std::string& path, const std::string& key, cons
     const std::string name = path.substr(path.rfind('/') + 1);
     const std::size_t dot = name.rfind('.');
     if (dot != std::string::npos && dot != 0 && dot + 1 != name.size())
-        throw ToolError(ExitUsage, path + ": the ending " + name.substr(dot) + " stands for none of the formats that "
-                                       "this build writes (" + FormatNames() + "): choose one of their endings" +
-                                       advice + ".");
+        throw ToolError(ExitUsage, path + ": the ending " + name.substr(dot) +
+                                       " stands for none of the formats that "
+                                       "this build writes (" +
+                                       FormatNames() + "): choose one of their endings" + advice + ".");
     return otherwise;
 }
 

@@ -89,7 +89,8 @@ std::string FormatsText() { return "Formats: " + FormatNames() + "; OUT's ending
 std::string OverviewHelp() {
     std::string text = "dibprep prepares page images: resolution, depth, colours.\n"
                        "Usage: dibprep COMMAND ...\n"
-                       "Example: " + CommandTable().front().example + "\n\n";
+                       "Example: " +
+                       CommandTable().front().example + "\n\n";
     for (const Command& command : CommandTable())
         text += Entry(command.name, 13, command.summary);
     text += '\n' + Wrap(FormatsText(), 2, 0) + "Exit codes:\n";
@@ -132,11 +133,12 @@ std::string CommandHelp(const Command& command) {
 }
 
 std::string ManyPagesHelp() {
-    std::string text = "Usage: dibprep COMMAND -o DIR PAGES... [OPTIONS]\n\n" +
-                       Wrap("Every page is converted in a process of its own: one that fails or dies takes nothing else "
-                            "with it. It is told, the rest goes on, and the exit code is 1.",
-                            0, 0) +
-                       '\n';
+    std::string text =
+        "Usage: dibprep COMMAND -o DIR PAGES... [OPTIONS]\n\n" +
+        Wrap("Every page is converted in a process of its own: one that fails or dies takes nothing else "
+             "with it. It is told, the rest goes on, and the exit code is 1.",
+             0, 0) +
+        '\n';
     for (const Option& option : ManyPagesOptions())
         text += Entry(OptionName(option), 22, OptionHelp(option));
     return text + "\nExample: dibprep resample -o fax --dpi 200 --jobs 4 --skip-existing scans/*.bmp\n";

@@ -35,7 +35,8 @@ InputFile::InputFile(const std::string& path) : m_path(path) {
     if (m_file < 0 && standard)
         throw ReadFailure(m_path);
     if (m_file < 0)
-        throw ToolError(ExitInputOutput, path + ": cannot be opened: " + std::strerror(errno) + ". Check the name and the permissions.");
+        throw ToolError(ExitInputOutput,
+                        path + ": cannot be opened: " + std::strerror(errno) + ". Check the name and the permissions.");
     struct stat status;
     if (fstat(m_file, &status) != 0 || S_ISDIR(status.st_mode)) {
         close(m_file);

@@ -23,17 +23,12 @@ Option MissingDpiOption() {
 
 Option MaxPixelsOption() {
     // Far enough below 2^64 that no size computed from it can wrap.
-    return Number("--max-pixels", 1, 1000000000000, "Refuse more pixels than this.",
-                  std::to_string(DefaultMaxPixels));
+    return Number("--max-pixels", 1, 1000000000000, "Refuse more pixels than this.", std::to_string(DefaultMaxPixels));
 }
 
-Option ForceOption(const std::string& file) {
-    return Flag("--force", "Replace " + file + " when it exists already.");
-}
+Option ForceOption(const std::string& file) { return Flag("--force", "Replace " + file + " when it exists already."); }
 
-Option PageOption(const std::string& of) {
-    return Number("--page", 1, 1000000, "Take only this page of " + of + ".");
-}
+Option PageOption(const std::string& of) { return Number("--page", 1, 1000000, "Take only this page of " + of + "."); }
 
 Option FormatOption() {
     std::string keys;
@@ -48,8 +43,8 @@ Option QualityOption() {
     // Both builds take it, so that one command line serves them.
     const std::vector<std::string> keys = FormatKeys();
     const bool here = std::find(keys.begin(), keys.end(), "jpeg") != keys.end();
-    return Number("--quality", 1, 100,
-                  here ? "Quality of JPEG files." : "Quality of JPEG files (64-bit build only).", "90");
+    return Number("--quality", 1, 100, here ? "Quality of JPEG files." : "Quality of JPEG files (64-bit build only).",
+                  "90");
 }
 
 PageRange WantedPages(const Arguments& arguments, const std::string& inputName, int count) {
@@ -89,8 +84,7 @@ Job::Job(const Arguments& arguments)
       m_maxPixels(static_cast<std::uint64_t>(arguments.Number("--max-pixels"))),
       m_output(std::make_unique<OutputFile>(arguments.Text("OUT"), arguments.Has("--force"))),
       m_input(std::make_unique<InputFile>(arguments.Text("IN"))), m_format(&FindFormat(*m_input)),
-      m_outputFormat(&WantedFormat(arguments, *m_format)),
-      m_reader(m_format->open(*m_input, m_maxPixels)),
+      m_outputFormat(&WantedFormat(arguments, *m_format)), m_reader(m_format->open(*m_input, m_maxPixels)),
       m_pages(WantedPages(arguments, m_input->Name(), m_reader->PageCount())) {
     CheckPageCount(InputName(), m_pages.end - m_pages.first, *m_outputFormat);
     m_writer = m_outputFormat->create(*m_output, WantedWriting(arguments));

@@ -81,7 +81,7 @@ private:
     const Format* m_outputFormat;
     std::unique_ptr<PageReader> m_reader;
     std::unique_ptr<PageWriter> m_writer;
-    PageRange m_pages; // the first is the one in work, once NextPage was called
+    PageRange m_pages;  // the first is the one in work, once NextPage was called
     PageFacts m_before; // the page that was read last, as the file has it
     Conversion m_done;
 };

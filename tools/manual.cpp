@@ -29,8 +29,8 @@ std::string Roff(const std::string& text) {
 std::string Title(std::string name) {
     for (char& letter : name)
         letter = static_cast<char>(letter >= 'a' && letter <= 'z' ? letter - 'a' + 'A' : letter);
-    return ".\\\" Made from the tool's table of commands.\n.TH " + Roff(name) + " 1 \"\" \"dibprep " DIBPREP_VERSION
-           "\" \"dibprep\"\n";
+    return ".\\\" Made from the tool's table of commands.\n.TH " + Roff(name) +
+           " 1 \"\" \"dibprep " DIBPREP_VERSION "\" \"dibprep\"\n";
 }
 
 std::string Section(const std::string& name) { return ".SH " + name + '\n'; }

@@ -147,9 +147,8 @@ bool Page::IsGray() const {
 }
 
 bool IsGray(const std::vector<tagRGBQUAD>& colours) {
-    return std::all_of(colours.begin(), colours.end(), [](const tagRGBQUAD& c) {
-        return c.rgbBlue == c.rgbGreen && c.rgbGreen == c.rgbRed;
-    });
+    return std::all_of(colours.begin(), colours.end(),
+                       [](const tagRGBQUAD& c) { return c.rgbBlue == c.rgbGreen && c.rgbGreen == c.rgbRed; });
 }
 
 std::int32_t Page::PixelsPerMetreX() const { return LoadI32(dib() + AtXPelsPerMeter); }

@@ -68,7 +68,7 @@ Report::~Report() {
         close(m_file);
 }
 
-void Report::WriteLine(std::string line) {
+void Report::WriteLine(const std::string& line) {
     // Whole lines at a time: several calls may append to one report.
     std::size_t at = 0;
     while (m_file >= 0 && at < line.size()) {
@@ -115,8 +115,11 @@ void Report::Add(const PageTask& task, const PageResult& result) {
 void Report::Add(const BatchSummary& summary) {
     if (m_file < 0)
         return;
-    Json json = {{"pages", summary.pages},   {"done", summary.done}, {"skipped", summary.skipped},
-                 {"failed", summary.failed}, {"left", summary.Left()}};
+    Json json = {{"pages", summary.pages},
+                 {"done", summary.done},
+                 {"skipped", summary.skipped},
+                 {"failed", summary.failed},
+                 {"left", summary.Left()}};
     json["seconds"] = Rounded(summary.seconds, 1000);
     json["pages_per_second"] =
         summary.seconds > 0 ? Rounded(static_cast<double>(summary.done) / summary.seconds, 100) : 0.0;

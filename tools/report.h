@@ -36,7 +36,7 @@ public:
     const std::string& Error() const { return m_error; }
 
 private:
-    void WriteLine(std::string line);
+    void WriteLine(const std::string& line);
 
     std::string m_path;
     int m_file = -1;

@@ -197,8 +197,8 @@ PageResult Worker::Finish() {
         m_result.status = PageResult::Status::Failed;
         if (!m_toldFailure) {
             m_result.code = exited;
-            m_result.message = m_task.input + ": its process ended with code " + std::to_string(exited) +
-                               " and without a word.";
+            m_result.message =
+                m_task.input + ": its process ended with code " + std::to_string(exited) + " and without a word.";
         }
     }
     return m_result;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t FewestBuckets = 16;
 constexpr std::size_t MostBuckets = 256;
-constexpr double Tolerance = 1e-6;  // levels
+constexpr double Tolerance = 1e-6; // levels
 constexpr double NoSlope = 1e-9;
 
 } // namespace

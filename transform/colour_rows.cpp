@@ -17,7 +17,7 @@ namespace dibprep {
 
 namespace {
 
-constexpr unsigned int RowBits = 14;   // and as signed words
+constexpr unsigned int RowBits = 14; // and as signed words
 constexpr unsigned int MostDirectBits = 8;
 constexpr std::size_t GroupChannels = 8;
 constexpr std::size_t WindowBytes = 16;
@@ -204,8 +204,8 @@ const ColourRows::KeptRow& ColourRows::Keep(const std::uint8_t* source, std::uin
 }
 
 // Rows that no other output row needs go straight to the output, where they can.
-bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, std::uint32_t second,
-                               double fraction, std::uint8_t* out) {
+bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, double fraction,
+                               std::uint8_t* out) {
     if (!m_short || !m_windows || m_mapped || !m_kernels.weighAndMix || IsKept(first) || IsKept(second))
         return false;
     RowWeights weights{1, 0, 0};
@@ -220,8 +220,7 @@ bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, 
     return true;
 }
 
-void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint32_t nextFirst,
-                       std::uint8_t* out) {
+void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::uint32_t nextFirst, std::uint8_t* out) {
     // Without a difference or a weight the second row adds nothing.
     const bool alone = rows.first == rows.second || rows.fraction == 0;
     const std::uint32_t second = alone ? rows.first : rows.second;
@@ -243,8 +242,7 @@ void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::
     }
     const unsigned int bits = ShortFractionBits(rows.fraction, RowBits);
     if (bits == NotShort) {
-        m_kernels.mixWordsInDoubles(top.words, bottom.words, rows.fraction, m_plan.fractionBits, out,
-                                    m_plan.channels);
+        m_kernels.mixWordsInDoubles(top.words, bottom.words, rows.fraction, m_plan.fractionBits, out, m_plan.channels);
         return;
     }
     const auto weight = static_cast<unsigned int>(rows.fraction * static_cast<double>(1u << bits));

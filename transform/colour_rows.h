@@ -53,12 +53,12 @@ private:
     std::size_t m_stride = 0;
     std::size_t m_rowBytes = 0; // of pixels
     std::size_t m_pixels = 0;
-    std::size_t m_perPixel = 0; // channels
+    std::size_t m_perPixel = 0;   // channels
     std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
-    bool m_copies = false;      // a row without a second one is its source row
-    bool m_short = false;       // all column fractions are short
-    bool m_windows = false;     // groups come from the row itself, not from pairs
-    bool m_mapped = false;      // gray levels differ from the indices
+    bool m_copies = false;        // a row without a second one is its source row
+    bool m_short = false;         // all column fractions are short
+    bool m_windows = false;       // groups come from the row itself, not from pairs
+    bool m_mapped = false;        // gray levels differ from the indices
 
     std::uint32_t* m_offsets = nullptr;
     std::uint8_t* m_shuffles = nullptr;
@@ -67,7 +67,7 @@ private:
     std::uint32_t* m_firsts = nullptr;  // a pixel: its left sample's byte
     std::uint32_t* m_seconds = nullptr; // its right sample's
     std::uint8_t* m_pairs = nullptr;
-    std::uint8_t* m_levels = nullptr;   // the row after the gray table
+    std::uint8_t* m_levels = nullptr; // the row after the gray table
 };
 
 } // namespace dibprep

@@ -7,9 +7,9 @@
 namespace dibprep {
 
 struct ColumnFacts {
-    bool usable = false;                // all samples lie in the row, fractions are at least 0 and below 1
-    bool copies = false;                // column x is source column x
-    unsigned int fractionBits = 0;      // of the longest fraction that counts; NotShort beyond 6
+    bool usable = false;           // all samples lie in the row, fractions are at least 0 and below 1
+    bool copies = false;           // column x is source column x
+    unsigned int fractionBits = 0; // of the longest fraction that counts; NotShort beyond 6
 };
 
 constexpr unsigned int ColumnBits = 6; // weights stay positive as signed bytes

@@ -45,8 +45,7 @@ unsigned int ReduceColours(void** result) {
 
 } // namespace
 
-int ConvertResolution(void* source, void** result, int (*progress)(unsigned short), unsigned short dpi,
-                      int threshold) {
+int ConvertResolution(void* source, void** result, int (*progress)(unsigned short), unsigned short dpi, int threshold) {
     if (!result)
         return DIBPREP_NO_MEMORY;
     *result = nullptr;

@@ -26,8 +26,6 @@ constexpr std::int32_t EstimateUnit = 1 << EstimateBits;
 constexpr std::int32_t EstimateMargin = 1024;
 
 // The odd weight next to a fraction that is at least 0 and below 1.
-inline std::int32_t EstimateWeight(double fraction) {
-    return static_cast<std::int32_t>(fraction * EstimateUnit) | 1;
-}
+inline std::int32_t EstimateWeight(double fraction) { return static_cast<std::int32_t>(fraction * EstimateUnit) | 1; }
 
 } // namespace dibprep

@@ -65,7 +65,7 @@ private:
     unsigned int m_pause = 0;         // how many there were the last time
     const tagRGBQUAD* m_palette = nullptr;
     std::size_t m_stride = 0;
-    std::size_t m_rowBytes = 0;   // of pixels
+    std::size_t m_rowBytes = 0; // of pixels
     std::size_t m_pixels = 0;
     std::size_t m_perPixel = 0;   // channels
     std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples

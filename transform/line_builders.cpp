@@ -75,9 +75,8 @@ void CLinearTransformMem::Make8bitPaletteColorImageLine(double fy, unsigned char
     for (unsigned int x = 0; x < outWidth; ++x) {
         const SamplePair at = PairAt(x, ratioX, srcWidth);
         const auto channel = [&](unsigned char tagRGBQUAD::*which) {
-            return MixAt(at, fy, row0, row1, [&](const unsigned char* row, unsigned int column) {
-                return entry(row, column).*which;
-            });
+            return MixAt(at, fy, row0, row1,
+                         [&](const unsigned char* row, unsigned int column) { return entry(row, column).*which; });
         };
         const int blue = (channel(&tagRGBQUAD::rgbBlue) + 25) / 51;
         const int green = (channel(&tagRGBQUAD::rgbGreen) + 25) / 51;

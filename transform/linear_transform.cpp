@@ -46,9 +46,9 @@ bool SkipEntries(CBufTransfer& source, std::uint32_t entries) {
 CLinearTransformMem::CLinearTransformMem()
     : mode(0), threshold(0), sourcePalette(), grayHistogram(), ratioX(0), ratioY(0), progress(nullptr),
       lineBlock(nullptr), outLineBlock(nullptr), line0(nullptr), line1(nullptr), outLine(nullptr), source(nullptr),
-      srcBitsOffset(0), srcDpiX(0), srcDpiY(0), srcStride(0), srcWidth(0), srcHeight(0), srcBitCount(0),
-      kind(KindNone), destination(nullptr), outBitsOffset(0), outDpiX(0), outDpiY(0), outStride(0), outWidth(0),
-      outHeight(0), outBitCount(0), outKind(KindNone) {}
+      srcBitsOffset(0), srcDpiX(0), srcDpiY(0), srcStride(0), srcWidth(0), srcHeight(0), srcBitCount(0), kind(KindNone),
+      destination(nullptr), outBitsOffset(0), outDpiX(0), outDpiY(0), outStride(0), outWidth(0), outHeight(0),
+      outBitCount(0), outKind(KindNone) {}
 
 // A callback that throws passes CreateImage by: the scratch rows go here.
 CLinearTransformMem::~CLinearTransformMem() { CloseImage(mode); }
@@ -147,6 +147,4 @@ int CLinearTransformMem::GetSourceImageInfo() {
     return DIBPREP_OK;
 }
 
-int CLinearTransformMem::IsGrayImage() {
-    return OnlyGrays(sourcePalette, StoredEntries) ? 1 : 0;
-}
+int CLinearTransformMem::IsGrayImage() { return OnlyGrays(sourcePalette, StoredEntries) ? 1 : 0; }

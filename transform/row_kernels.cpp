@@ -27,8 +27,8 @@ void ToDoubles(const ColumnPlan& plan, const std::uint8_t* pairs, double* to) {
     }
 }
 
-void PairColours(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds,
-                 std::size_t pixels, std::uint8_t* pairs) {
+void PairColours(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds, std::size_t pixels,
+                 std::uint8_t* pairs) {
     for (std::size_t x = 0; x < pixels; ++x) {
         for (int channel = 0; channel < 3; ++channel) {
             *pairs++ = row[firsts[x] + channel];
@@ -49,8 +49,8 @@ void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWei
                                            (fractionBits + weights.bits));
 }
 
-void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
-                       unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
+void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction, unsigned int fractionBits,
+                       std::uint8_t* out, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         const double top = row0[i];
         const double bottom = row1[i];
@@ -77,8 +77,8 @@ void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, 
 }
 
 // The definition: leaves nothing to the estimates.
-std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedRow& row0, const EstimatedRow& row1,
-                         double fraction, Strip strip, std::uint8_t* out) {
+std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedRow& row0, const EstimatedRow& row1, double fraction,
+                         Strip strip, std::uint8_t* out) {
     for (std::size_t i = strip.begin; i < strip.end; ++i)
         out[i] = Mix(SampleOf(plan, row0.bytes, i, 0), SampleOf(plan, row0.bytes, i, 1),
                      SampleOf(plan, row1.bytes, i, 0), SampleOf(plan, row1.bytes, i, 1), plan.fractions[i], fraction);
@@ -120,8 +120,8 @@ void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outc
     }
 }
 
-bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
-                 std::uint8_t* to, std::uint8_t* open) {
+bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes, std::uint8_t* to,
+                 std::uint8_t* open) {
     unsigned int anyOpen = 0;
     for (std::size_t i = 0; i < bytes; ++i) {
         unsigned int picked = 0;

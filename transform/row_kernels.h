@@ -14,8 +14,8 @@ namespace dibprep {
 // window of 16 bytes: the shuffle brings the window's bytes into pairs (left sample, right sample).
 struct ColumnPlan {
     std::size_t channels = 0;
-    std::size_t groups = 0;            // channels / 8, rounded up
-    unsigned int fractionBits = 0;     // weights are in units of 1 / 2^fractionBits
+    std::size_t groups = 0;                 // channels / 8, rounded up
+    unsigned int fractionBits = 0;          // weights are in units of 1 / 2^fractionBits
     const std::uint32_t* offsets = nullptr; // a group: where its window begins
     const std::uint8_t* shuffles = nullptr; // a group: 16 indices into the window
     const std::uint8_t* weights = nullptr;  // a group: 8 pairs (2^fractionBits - k, k)
@@ -53,11 +53,11 @@ struct Strip {
 // How the bits of an output row come from a 1-bit source row, sixteen pixels to a group. Within
 // eight pixels the tables run backwards, so that gathered results have the first pixel on top.
 struct BitPlan {
-    std::size_t groups = 0;                    // pixels / 16, rounded up
-    const std::uint16_t* bytes = nullptr;      // a pixel: the byte of its left sample
-    const std::uint16_t* firstMasks = nullptr; // a pixel: its left sample in that byte and the next (low, high)
+    std::size_t groups = 0;                     // pixels / 16, rounded up
+    const std::uint16_t* bytes = nullptr;       // a pixel: the byte of its left sample
+    const std::uint16_t* firstMasks = nullptr;  // a pixel: its left sample in that byte and the next (low, high)
     const std::uint16_t* secondMasks = nullptr; // likewise its right sample
-    const std::uint32_t* offsets = nullptr;    // a group: where its window of 16 bytes begins
+    const std::uint32_t* offsets = nullptr;     // a group: where its window of 16 bytes begins
     // Two groups: four times 32 bytes, for their left samples the byte in the window and the bit in
     // that byte, then the same for the right ones.
     const std::uint8_t* windows = nullptr;

@@ -15,8 +15,8 @@ enum class RowRoad { LineBuilders, Fast };
 // The transform and its row loop, on either road. The fast road is for an object that nobody else
 // sees: it leaves the line builders' traces (gray histogram) out and takes the object's fields to
 // stay as they are while the progress callback runs.
-int RunTransform(CLinearTransformMem& engine, unsigned short mode, int (*progress)(unsigned short),
-                 unsigned short dpi, int threshold, RowRoad road);
+int RunTransform(CLinearTransformMem& engine, unsigned short mode, int (*progress)(unsigned short), unsigned short dpi,
+                 int threshold, RowRoad road);
 int BuildImage(CLinearTransformMem& engine, unsigned short mode, int threshold, RowRoad road);
 
 // The fast road of one image from memory to memory.

@@ -43,8 +43,7 @@ struct Weights {
 };
 
 // Eight channels as signed doublewords.
-DIBPREP_AVX2 inline __m256i EightSlots(const std::uint32_t* upper, const std::uint32_t* lower,
-                                       const Weights& weights) {
+DIBPREP_AVX2 inline __m256i EightSlots(const std::uint32_t* upper, const std::uint32_t* lower, const Weights& weights) {
     const __m256i above = Load(upper);
     const __m256i below = Load(lower);
     const __m256i even =
@@ -83,6 +82,7 @@ DIBPREP_AVX2 void Down(const std::uint32_t* upper, const std::uint32_t* lower, i
             _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 12), _mm256_extracti128_si256(words, 1));
         }
         if (!whole)
+            // cppcheck-suppress uninitvar ; written above, through `to`
             std::memcpy(out, rest, static_cast<std::size_t>((count < 4 ? count : 4) * Channels * 2));
     }
 }

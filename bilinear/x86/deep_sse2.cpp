@@ -43,8 +43,7 @@ DIBPREP_TIER inline __m128i FourSlots(const std::uint32_t* upper, const std::uin
                                       _mm_mul_epu32(_mm_srli_epi64(below, 32), weights.lower));
     // A shift to the left by 12 is one to the right by 20 that ends in the upper doubleword.
     const __m128i upperOnly = _mm_set_epi32(-1, 0, -1, 0);
-    const __m128i values =
-        _mm_or_si128(_mm_srli_epi64(even, 20), _mm_and_si128(_mm_slli_epi64(odd, 12), upperOnly));
+    const __m128i values = _mm_or_si128(_mm_srli_epi64(even, 20), _mm_and_si128(_mm_slli_epi64(odd, 12), upperOnly));
     return _mm_sub_epi32(values, _mm_set1_epi32(1 << 15));
 }
 

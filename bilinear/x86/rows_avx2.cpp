@@ -66,10 +66,10 @@ DIBPREP_AVX2 inline __m256i EightSlots(const std::int32_t* upper, const std::int
 
 // Four windows as bytes: windows 0 and 2, then 1 and 3.
 DIBPREP_AVX2 inline __m256i FourWindows(const std::int32_t* upper, const std::int32_t* lower, const Weights& weights) {
-    const __m256i first = _mm256_packs_epi32(EightSlots(upper, lower, weights),
-                                             EightSlots(upper + 8, lower + 8, weights));
-    const __m256i second = _mm256_packs_epi32(EightSlots(upper + 16, lower + 16, weights),
-                                              EightSlots(upper + 24, lower + 24, weights));
+    const __m256i first =
+        _mm256_packs_epi32(EightSlots(upper, lower, weights), EightSlots(upper + 8, lower + 8, weights));
+    const __m256i second =
+        _mm256_packs_epi32(EightSlots(upper + 16, lower + 16, weights), EightSlots(upper + 24, lower + 24, weights));
     return _mm256_packus_epi16(first, second);
 }
 
@@ -184,8 +184,8 @@ DIBPREP_AVX2 void LevelsBySums(const unsigned char* row, int count, const unsign
 // Which of 32 neighbouring pairs of bytes are equal.
 DIBPREP_AVX2 inline std::uint32_t EqualPairs(const unsigned char* at, __m256i& count) {
     const __m256i equal = _mm256_cmpeq_epi8(Load(at), Load(at + 1));
-    count = _mm256_add_epi32(count, _mm256_sad_epu8(_mm256_sub_epi8(_mm256_setzero_si256(), equal),
-                                                    _mm256_setzero_si256()));
+    count = _mm256_add_epi32(count,
+                             _mm256_sad_epu8(_mm256_sub_epi8(_mm256_setzero_si256(), equal), _mm256_setzero_si256()));
     return static_cast<std::uint32_t>(_mm256_movemask_epi8(equal));
 }
 

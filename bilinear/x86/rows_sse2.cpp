@@ -85,10 +85,10 @@ DIBPREP_TIER void DownAll(const std::int32_t* upper, const std::int32_t* lower, 
 // moves down by one byte, then the second pair by two.
 DIBPREP_TIER inline __m128i WithoutFourth(__m128i pixels) {
     const __m128i evenPixels = _mm_set_epi32(0, 0x00FFFFFF, 0, 0x00FFFFFF);
-    const __m128i oddPixels = _mm_set_epi32(0x0000FFFF, static_cast<int>(0xFF000000), 0x0000FFFF,
-                                            static_cast<int>(0xFF000000));
-    const __m128i pairs = _mm_or_si128(_mm_and_si128(pixels, evenPixels),
-                                       _mm_and_si128(_mm_srli_epi64(pixels, 8), oddPixels));
+    const __m128i oddPixels =
+        _mm_set_epi32(0x0000FFFF, static_cast<int>(0xFF000000), 0x0000FFFF, static_cast<int>(0xFF000000));
+    const __m128i pairs =
+        _mm_or_si128(_mm_and_si128(pixels, evenPixels), _mm_and_si128(_mm_srli_epi64(pixels, 8), oddPixels));
     const __m128i first = _mm_move_epi64(pairs);
     return _mm_or_si128(first, _mm_slli_si128(_mm_srli_si128(pairs, 8), 6));
 }
@@ -206,8 +206,7 @@ DIBPREP_TIER int Changes(const unsigned char* row, int bytes, std::uint32_t* cha
         const int seen = i - (bytes - LeastCompared);
         __m128i uncounted = _mm_setzero_si128();
         const unsigned char* const last = row + bytes - LeastCompared;
-        const std::uint32_t pairs =
-            (EqualPairs(last, uncounted) | EqualPairs(last + 16, uncounted) << 16) >> seen;
+        const std::uint32_t pairs = (EqualPairs(last, uncounted) | EqualPairs(last + 16, uncounted) << 16) >> seen;
         *changes = ~pairs;
         for (std::uint32_t rest = pairs; rest != 0; rest &= rest - 1)
             ++equal;

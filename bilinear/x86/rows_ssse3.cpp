@@ -18,7 +18,7 @@ DIBPREP_TIER inline void AcrossWindow(const WindowPair& pair, int k, __m128i byt
 }
 
 DIBPREP_TIER void AcrossWindows(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                                 std::uintptr_t ahead) {
+                                std::uintptr_t ahead) {
     const WindowPair* const end = plan.windows + plan.pairs;
     for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
         _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
@@ -43,7 +43,7 @@ DIBPREP_TIER void AcrossHalves(const AcrossPlan& plan, const unsigned char* row,
 }
 
 DIBPREP_TIER void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                                   std::int64_t bytes) {
+                                  std::int64_t bytes) {
     const Weights weights = WeightsOf(fy);
     const __m128i three = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
     // The next pixels are stored over the four empty bytes.
@@ -65,7 +65,7 @@ DIBPREP_TIER inline void StoreGray(unsigned char* out, __m128i gray) {
 }
 
 DIBPREP_TIER void DownThrice(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                              std::int64_t bytes) {
+                             std::int64_t bytes) {
     const Weights weights = WeightsOf(fy);
     for (; bytes >= 48; bytes -= 48, out += 48, upper += 16, lower += 16)
         StoreGray(out, SixteenSlots(upper, lower, weights));

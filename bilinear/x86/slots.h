@@ -30,10 +30,8 @@ DIBPREP_TIER inline __m128i FourSlots(const std::int32_t* upper, const std::int3
     return _mm_srli_epi32(sum, 20);
 }
 
-DIBPREP_TIER inline __m128i SixteenSlots(const std::int32_t* upper, const std::int32_t* lower,
-                                         const Weights& weights) {
-    const __m128i first =
-        _mm_packs_epi32(FourSlots(upper, lower, weights), FourSlots(upper + 4, lower + 4, weights));
+DIBPREP_TIER inline __m128i SixteenSlots(const std::int32_t* upper, const std::int32_t* lower, const Weights& weights) {
+    const __m128i first = _mm_packs_epi32(FourSlots(upper, lower, weights), FourSlots(upper + 4, lower + 4, weights));
     const __m128i second =
         _mm_packs_epi32(FourSlots(upper + 8, lower + 8, weights), FourSlots(upper + 12, lower + 12, weights));
     return _mm_packus_epi16(first, second);

@@ -9,21 +9,21 @@
 
 /* A view of one packed DIB, as the kernels need it. Owns nothing. */
 struct _tagDIBPARAM {
-    int nWidth;                        /* pixels */
-    int nHeight;                       /* rows, as stored */
-    int nBitCount;                     /* bits per pixel */
-    int nLineBytes;                    /* bytes per row */
-    int nBytesPerPixel;                /* nBitCount / 8 */
-    int nChannels;                     /* 4 for 32 and 64 bits, else 3 */
-    int nColors;                       /* biClrUsed, or 1 << nBitCount up to 8 bits, else 0 */
-    unsigned int dwCompression;        /* biCompression */
-    int nBitsOffset;                   /* header to pixels, bytes */
-    int nImageSize;                    /* row bytes times nHeight */
-    unsigned char byMask;              /* one pixel within a byte */
-    int nPixelsPerByte;                /* 8, 2, 1; 0 above 8 bits */
+    int nWidth;                 /* pixels */
+    int nHeight;                /* rows, as stored */
+    int nBitCount;              /* bits per pixel */
+    int nLineBytes;             /* bytes per row */
+    int nBytesPerPixel;         /* nBitCount / 8 */
+    int nChannels;              /* 4 for 32 and 64 bits, else 3 */
+    int nColors;                /* biClrUsed, or 1 << nBitCount up to 8 bits, else 0 */
+    unsigned int dwCompression; /* biCompression */
+    int nBitsOffset;            /* header to pixels, bytes */
+    int nImageSize;             /* row bytes times nHeight */
+    unsigned char byMask;       /* one pixel within a byte */
+    int nPixelsPerByte;         /* 8, 2, 1; 0 above 8 bits */
     const tagBITMAPINFOHEADER* pHeader;
-    const tagRGBQUAD* pColorTable;     /* always header + 40 */
-    unsigned char* pBits;              /* first stored row */
+    const tagRGBQUAD* pColorTable; /* always header + 40 */
+    unsigned char* pBits;          /* first stored row */
 };
 
 /* Where one output column lies in the source row. */
@@ -74,8 +74,7 @@ public:
      *
      * A new unlocked block owned by the caller, or null with the reason in m_nLastError.
      */
-    void* BiLinear(const unsigned char* dib, const tagRECT* frame, const tagRECT* output,
-                   int (*progress)(int, int));
+    void* BiLinear(const unsigned char* dib, const tagRECT* frame, const tagRECT* output, int (*progress)(int, int));
 
     /* Bytes of the colour table; 0 with -4 when 44 bytes of header cannot be read. */
     unsigned int GetPaletteSize(const void* header);

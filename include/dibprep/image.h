@@ -131,10 +131,10 @@ public:
     int MakeGray256Image(void*& result);
     int MakeFullColorImage(void*& result);
 
-    void* source = nullptr;                  /* memory handle of the source image */
-    tagBITMAPINFOHEADER* header = nullptr;   /* its header */
-    tagRGBQUAD* colorTable = nullptr;        /* its colour table */
-    unsigned char* bits = nullptr;           /* its pixel rows */
+    void* source = nullptr;                /* memory handle of the source image */
+    tagBITMAPINFOHEADER* header = nullptr; /* its header */
+    tagRGBQUAD* colorTable = nullptr;      /* its colour table */
+    unsigned char* bits = nullptr;         /* its pixel rows */
 };
 
 static_assert(sizeof(void*) != 4 || (sizeof(CGray256Image) == 32 && sizeof(CFullColorImage) == 32),

@@ -22,7 +22,7 @@ struct CColorTrans2 {
 
 /* A node of the octree. */
 struct CCube2 {
-    unsigned int m_dwRed;    /* sums of the samples held here; m_dwRed becomes the palette index */
+    unsigned int m_dwRed; /* sums of the samples held here; m_dwRed becomes the palette index */
     unsigned int m_dwGreen;
     unsigned int m_dwBlue;
     unsigned int m_dwPixels; /* samples summed; nonzero: a palette colour */
@@ -117,26 +117,26 @@ public:
     static void CreateStaticSearchCube();
     static int m_iStcColorNum; /* static colours: 256 once set */
 
-    CCube2* m_pCube;                  /* octree nodes, null until built */
-    unsigned short m_wDepth;          /* octree depth */
-    unsigned char* m_pBits;           /* source pixels, not owned */
-    tagBITMAPINFOHEADER m_bih;        /* copy of the source header */
+    CCube2* m_pCube;           /* octree nodes, null until built */
+    unsigned short m_wDepth;   /* octree depth */
+    unsigned char* m_pBits;    /* source pixels, not owned */
+    tagBITMAPINFOHEADER m_bih; /* copy of the source header */
     unsigned int m_dwMaxColors;
     CColorTrans2 m_Palette[256];
-    CCubeCell m_SearchCube[8][8][8];  /* [red >> 5][green >> 5][blue >> 5] */
-    tagRGBQUAD* m_pDefaultColors;     /* owned, made with new[]; colours that must survive exactly */
-    int m_nColors;                    /* palette records in use */
+    CCubeCell m_SearchCube[8][8][8]; /* [red >> 5][green >> 5][blue >> 5] */
+    tagRGBQUAD* m_pDefaultColors;    /* owned, made with new[]; colours that must survive exactly */
+    int m_nColors;                   /* palette records in use */
     unsigned int m_dwDefaultColors;
-    unsigned int m_dwMode;            /* 666, 884, 775: no palette, no search preparation */
-    unsigned short m_wLinear;         /* 1 list search, 0 cube search */
+    unsigned int m_dwMode;    /* 666, 884, 775: no palette, no search preparation */
+    unsigned short m_wLinear; /* 1 list search, 0 cube search */
 };
 
-static_assert(sizeof(void*) != 4 || (offsetof(CNiGoRo2, m_wDepth) == 4 && offsetof(CNiGoRo2, m_pBits) == 8 &&
-                                     offsetof(CNiGoRo2, m_bih) == 12 && offsetof(CNiGoRo2, m_dwMaxColors) == 52 &&
-                                     offsetof(CNiGoRo2, m_Palette) == 56 && offsetof(CNiGoRo2, m_SearchCube) == 3128 &&
-                                     offsetof(CNiGoRo2, m_pDefaultColors) == 7224 &&
-                                     offsetof(CNiGoRo2, m_nColors) == 7228 && offsetof(CNiGoRo2, m_wLinear) == 7240 &&
-                                     sizeof(CNiGoRo2) == 7244),
+static_assert(sizeof(void*) != 4 ||
+                  (offsetof(CNiGoRo2, m_wDepth) == 4 && offsetof(CNiGoRo2, m_pBits) == 8 &&
+                   offsetof(CNiGoRo2, m_bih) == 12 && offsetof(CNiGoRo2, m_dwMaxColors) == 52 &&
+                   offsetof(CNiGoRo2, m_Palette) == 56 && offsetof(CNiGoRo2, m_SearchCube) == 3128 &&
+                   offsetof(CNiGoRo2, m_pDefaultColors) == 7224 && offsetof(CNiGoRo2, m_nColors) == 7228 &&
+                   offsetof(CNiGoRo2, m_wLinear) == 7240 && sizeof(CNiGoRo2) == 7244),
               "the layout that 32-bit hosts know");
 
 #endif /* DIBPREP_QUANTIZE_H */

@@ -174,16 +174,14 @@ public:
     unsigned short outKind;
 };
 
-static_assert(sizeof(void*) != 4 || (offsetof(CLinearTransformMem, sourcePalette) == 8 &&
-                                     offsetof(CLinearTransformMem, grayHistogram) == 1032 &&
-                                     offsetof(CLinearTransformMem, ratioX) == 2056 &&
-                                     offsetof(CLinearTransformMem, progress) == 2072 &&
-                                     offsetof(CLinearTransformMem, positions) == 2096 &&
-                                     offsetof(CLinearTransformMem, source) == 2108 &&
-                                     offsetof(CLinearTransformMem, srcStride) == 2120 &&
-                                     offsetof(CLinearTransformMem, destination) == 2132 &&
-                                     offsetof(CLinearTransformMem, outStride) == 2144 &&
-                                     sizeof(CLinearTransformMem) == 2156),
+static_assert(sizeof(void*) != 4 ||
+                  (offsetof(CLinearTransformMem, sourcePalette) == 8 &&
+                   offsetof(CLinearTransformMem, grayHistogram) == 1032 &&
+                   offsetof(CLinearTransformMem, ratioX) == 2056 && offsetof(CLinearTransformMem, progress) == 2072 &&
+                   offsetof(CLinearTransformMem, positions) == 2096 && offsetof(CLinearTransformMem, source) == 2108 &&
+                   offsetof(CLinearTransformMem, srcStride) == 2120 &&
+                   offsetof(CLinearTransformMem, destination) == 2132 &&
+                   offsetof(CLinearTransformMem, outStride) == 2144 && sizeof(CLinearTransformMem) == 2156),
               "the layout that 32-bit hosts know");
 
 #endif /* DIBPREP_TRANSFORM_H */

@@ -29,8 +29,8 @@ DIBPREP_AVX2 inline __m256i KeysOf8(__m256i bgr) {
 constexpr std::uintptr_t FetchAhead = 2 * 3 * ChunkPixels;
 
 DIBPREP_AVX2 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
-    const __m256i spread = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11,
-                                                                     -1));
+    const __m256i spread =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
     int i = 0;
     // The upper 16-byte load for eight pixels reaches four bytes beyond them.
     for (; i + 10 <= count; i += 8, pixels += 24) {

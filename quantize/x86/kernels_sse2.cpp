@@ -7,9 +7,7 @@ namespace dibprep {
 
 namespace {
 
-DIBPREP_SSE2 inline __m128i Pixel(const unsigned char* at) {
-    return _mm_cvtsi32_si128(static_cast<int>(LoadU32(at)));
-}
+DIBPREP_SSE2 inline __m128i Pixel(const unsigned char* at) { return _mm_cvtsi32_si128(static_cast<int>(LoadU32(at))); }
 
 DIBPREP_SSE2 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
     int i = 0;

@@ -45,8 +45,7 @@ protected:
         return bytes;
     }
 
-    Bytes Resample(const Bytes& dib, const tagRECT& frame, const tagRECT& output,
-                   int (*progress)(int, int) = nullptr) {
+    Bytes Resample(const Bytes& dib, const tagRECT& frame, const tagRECT& output, int (*progress)(int, int) = nullptr) {
         return Take(object.BiLinear(dib.data(), &frame, &output, progress));
     }
     Bytes Resample(const Bytes& dib, int width, int height) {

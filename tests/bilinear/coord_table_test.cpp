@@ -98,8 +98,7 @@ TEST_F(CoordTable, OffsetsCountTheSampleUnit) {
 }
 
 TEST_F(CoordTable, LowFiveFractionBitsOnlyAccumulate) {
-    EXPECT_EQ(Table(Source(9, 1, 8), 0, 31, 4),
-              (std::vector<Ints>{{0, 1, 0}, {0, 1, 0}, {0, 1, 1}, {0, 1, 2}}));
+    EXPECT_EQ(Table(Source(9, 1, 8), 0, 31, 4), (std::vector<Ints>{{0, 1, 0}, {0, 1, 0}, {0, 1, 1}, {0, 1, 2}}));
     EXPECT_EQ(Table(Source(9, 1, 8), 1, 32767, 1), (std::vector<Ints>{{0, 1, 1023}}));
 }
 
@@ -110,8 +109,7 @@ TEST_F(CoordTable, OnlyTheRightNeighbourIsClamped) {
 
 TEST_F(CoordTable, PositionsWrapIn32Bits) {
     // 3 * 2147450880 keeps its low 32 bits: 2147385344; one step further is -131072.
-    EXPECT_EQ(Table(Source(65536, 1, 8), 3, 2147450880, 2),
-              (std::vector<Ints>{{65533, 65534, 0}, {-4, -3, 0}}));
+    EXPECT_EQ(Table(Source(65536, 1, 8), 3, 2147450880, 2), (std::vector<Ints>{{65533, 65534, 0}, {-4, -3, 0}}));
 }
 
 TEST_F(CoordTable, CountOfZeroIsAnEmptyTable) {

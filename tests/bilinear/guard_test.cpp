@@ -22,8 +22,8 @@ TEST_F(Guarded, EveryDepthAndSizeStaysInsideTheSource) {
         for (const auto& [width, height] : {std::pair{1, 1}, {2, 1}, {1, 3}, {4, 4}, {33, 5}}) {
             const Bytes dib = MakeDib(width, height, bits);
             for (const auto& [cx, cy] : {std::pair{1, 1}, {1, 7}, {7, 1}, {2, 2}, {3, 9}, {90, 40}}) {
-                SCOPED_TRACE(testing::Message() << bits << " bits, " << width << " x " << height << " to " << cx
-                                                << " x " << cy);
+                SCOPED_TRACE(testing::Message()
+                             << bits << " bits, " << width << " x " << height << " to " << cx << " x " << cy);
                 const tagRECT frame = {0, 0, cx, cy};
                 const tagRECT corner = {cx - 1, cy - 1, cx, cy};
                 for (Side side : {Side::End, Side::Start}) {

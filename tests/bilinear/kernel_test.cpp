@@ -165,8 +165,8 @@ TEST_F(KernelBytes, FortyEightBitsAreSignedAndRoundDown) {
     const Bytes made = Resample(dib, 4, 1);
     ASSERT_EQ(BitsOf(made), 48);
     // The means -3.5, -0.5 and 1000.5 become -4, -1 and 1000.
-    EXPECT_EQ(Row16(made, 0, 12), (Ints{0xFFFD, 0x8000, 1000, 0xFFFC, 0xFFFF, 1000, 0xFFFC, 0x7FFF, 1001, 0xFFFC,
-                                        0x7FFF, 1001}));
+    EXPECT_EQ(Row16(made, 0, 12),
+              (Ints{0xFFFD, 0x8000, 1000, 0xFFFC, 0xFFFF, 1000, 0xFFFC, 0x7FFF, 1001, 0xFFFC, 0x7FFF, 1001}));
 }
 
 TEST_F(KernelBytes, FortyEightBitsMixRows) {

@@ -130,9 +130,9 @@ TEST_F(LimitedChannels, CallbackChangesThemForTheRowsThatFollow) {
         const Bytes made = Resample(Column(bits), whole, whole, LowerEverythingAfterTheFirstRow);
         const std::vector<Ints> expected = bits == 24   ? std::vector<Ints>{{200, 200, 200}, {50, 50, 50}}
                                            : bits == 32 ? std::vector<Ints>{{200, 200, 200, 200}, {50, 50, 50, 60}}
-                                           : bits == 48 ? std::vector<Ints>{{8000, 8000, 8000}, {500, 500, 500}}
-                                                        : std::vector<Ints>{{8000, 8000, 8000, 8000},
-                                                                            {500, 500, 500, 600}};
+                                           : bits == 48
+                                               ? std::vector<Ints>{{8000, 8000, 8000}, {500, 500, 500}}
+                                               : std::vector<Ints>{{8000, 8000, 8000, 8000}, {500, 500, 500, 600}};
         const int count = static_cast<int>(expected[0].size());
         for (int y = 0; y < 3; ++y)
             EXPECT_EQ(bits > 32 ? Row16(made, y, count) : Row(made, y, count), expected[y == 0 ? 0 : 1]) << "row " << y;

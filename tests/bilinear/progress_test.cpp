@@ -9,9 +9,9 @@ using namespace bilinear_test;
 using namespace testdib;
 
 std::vector<std::pair<int, int>> calls;
-int cancelAt;            // the call that answers 0; 0: none
-int answer;              // of every other call
-const Bytes* watched;    // a destination whose rows are counted at every call
+int cancelAt;         // the call that answers 0; 0: none
+int answer;           // of every other call
+const Bytes* watched; // a destination whose rows are counted at every call
 std::vector<int> written;
 
 int RowsWritten(const Bytes& dib) {

@@ -342,10 +342,9 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
 
 TEST_P(BilinearTier, LoweredLimitsAct) {
     Random random(5);
-    int* const limits[] = {&COLOR_MAX_VALUE,     &WHITE_POINT_VALUE,   &BLACK_POINT_VALUE,
-                           &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,
-                           &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16,
-                           &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16};
+    int* const limits[] = {&COLOR_MAX_VALUE,     &WHITE_POINT_VALUE,   &BLACK_POINT_VALUE,   &COLOR_MAX_VALUE16,
+                           &COLOR_MAX_VALUE16,   &COLOR_MAX_VALUE16,   &WHITE_POINT_VALUE16, &WHITE_POINT_VALUE16,
+                           &WHITE_POINT_VALUE16, &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16, &BLACK_POINT_VALUE16};
     // Beyond what words hold too, and the black point above the white point.
     const int values[] = {200, 128, 33, -20000, -40000, 40000, 100000, -100, -40000, 9000, -50000, 20000};
     const int usual[] = {255, 255, 0, 32767, 32767, 32767, 16383, 16383, 16383, 0, 0, 0};
@@ -399,8 +398,7 @@ TEST_P(BilinearTier, CancelledAfterThreeRowsHasWrittenThree) {
         std::memcpy(source.data(), dib.data(), dib.size());
         const tagRECT whole = {0, 0, 32, 8};
         const Bytes all = Rows(Tier::Scalar, format, source, 32, 8, GuardedBuffer::Side::End, whole);
-        const Bytes made =
-            Rows(GetParam(), format, source, 32, 8, GuardedBuffer::Side::End, whole, CancelAtThree, 0);
+        const Bytes made = Rows(GetParam(), format, source, 32, 8, GuardedBuffer::Side::End, whole, CancelAtThree, 0);
         const std::size_t unwritten = all.size() / 8 * 5; // the first five in memory are the last five of the picture
         EXPECT_EQ(Bytes(made.begin(), made.begin() + static_cast<long>(unwritten)), Bytes(unwritten, 0xCD));
         EXPECT_TRUE(std::equal(all.begin() + static_cast<long>(unwritten), all.end(),

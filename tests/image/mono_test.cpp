@@ -25,9 +25,9 @@ TEST(ColorToMono16Easy, WorkedValues) {
 
 TEST(ColorToMono16MinMax, WorkedValues) {
     EXPECT_EQ(ColorToMono16MinMax(RGB(255, 255, 255)), Gray(255));
-    EXPECT_EQ(ColorToMono16MinMax(RGB(255, 0, 0)), Gray(119)); // 127
+    EXPECT_EQ(ColorToMono16MinMax(RGB(255, 0, 0)), Gray(119));   // 127
     EXPECT_EQ(ColorToMono16MinMax(RGB(10, 200, 61)), Gray(102)); // 105
-    EXPECT_EQ(ColorToMono16MinMax(RGB(0, 33, 33)), 0u); // 16
+    EXPECT_EQ(ColorToMono16MinMax(RGB(0, 33, 33)), 0u);          // 16
     EXPECT_EQ(ColorToMono16MinMax(RGB(34, 12, 0)), Gray(17));
 }
 

@@ -21,8 +21,7 @@ int NearestStaticColour(unsigned char red, unsigned char green, unsigned char bl
         const int redDistance = record.m_rgb.rgbRed - red;
         const int greenDistance = record.m_rgb.rgbGreen - green;
         const int blueDistance = record.m_rgb.rgbBlue - blue;
-        const int distance =
-            redDistance * redDistance + greenDistance * greenDistance + blueDistance * blueDistance;
+        const int distance = redDistance * redDistance + greenDistance * greenDistance + blueDistance * blueDistance;
         if (nearest < 0 || distance < best) {
             nearest = record.m_byIndex;
             best = distance;
@@ -48,7 +47,7 @@ TEST_F(StaticColourExample, FindsColoursOfThePalette) {
 }
 
 TEST_F(StaticColourExample, FindsTheNearestForColoursThatAreNotInThePalette) {
-    EXPECT_EQ(NearestStaticColour(250, 3, 7), 210);       // (255, 0, 0)
+    EXPECT_EQ(NearestStaticColour(250, 3, 7), 210);        // (255, 0, 0)
     EXPECT_EQ(NearestStaticColour(0x7E, 0x7F, 0x80), 252); // the gray, not (0x82, 0x82, 0x90)
     EXPECT_EQ(NearestStaticColour(0x82, 0x82, 0x8A), 122); // (0x82, 0x82, 0x90)
 }

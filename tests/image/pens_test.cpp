@@ -86,9 +86,7 @@ TEST_F(BaseColors, HandleThatIsNoContextGivesMinusOne) {
 
 // The callback alone.
 
-int Call(tagLOGPEN pen, CBaseColorsState& state) {
-    return GetColorsCallback(&pen, reinterpret_cast<intptr_t>(&state));
-}
+int Call(tagLOGPEN pen, CBaseColorsState& state) { return GetColorsCallback(&pen, reinterpret_cast<intptr_t>(&state)); }
 
 TEST(GetColorsCallback, CountsSolidPensWithoutAnArray) {
     CBaseColorsState state{4, nullptr};

@@ -281,7 +281,8 @@ TEST_F(Handle, TwoOwnersFreeTwice) {
     testhost::ResetCounters();
 }
 
-template <class T> void ExpectConversion(void* handle) {
+template <class T>
+void ExpectConversion(void* handle) {
     CHandle object(handle);
     T* const address = object;
     EXPECT_EQ(static_cast<void*>(address), testhost::Address(handle));

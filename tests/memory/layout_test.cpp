@@ -12,7 +12,8 @@ namespace {
 constexpr std::size_t Word = sizeof(void*);
 
 // The fields of an object in memory, counted from its first byte.
-template <class T> std::size_t OffsetIn(const CHandle& object, const T& field) {
+template <class T>
+std::size_t OffsetIn(const CHandle& object, const T& field) {
     return static_cast<std::size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object));
 }
 

@@ -219,8 +219,8 @@ void CompareCase(const Case& c) {
                 limits = *change;
             return c.plan.Answer(row);
         };
-    const oracle::Resampled expected = oracle::Resample(c.dib, c.nullFrame ? nullptr : &c.frame,
-                                                        c.nullOutput ? nullptr : &c.output, limits, progress);
+    const oracle::Resampled expected =
+        oracle::Resample(c.dib, c.nullFrame ? nullptr : &c.frame, c.nullOutput ? nullptr : &c.output, limits, progress);
 
     void* source = testhost::MakeBlock(c.dib);
     testhost::ResetCounters();
@@ -234,8 +234,8 @@ void CompareCase(const Case& c) {
     void* result = resampler.BiLinear(testhost::Address(source), c.nullFrame ? nullptr : &frame,
                                       c.nullOutput ? nullptr : &output, c.plan.callback ? LibraryCallback : nullptr);
 
-    ASSERT_EQ(result != nullptr, expected.made) << "last error " << resampler.m_nLastError << ", expected "
-                                                << expected.error;
+    ASSERT_EQ(result != nullptr, expected.made)
+        << "last error " << resampler.m_nLastError << ", expected " << expected.error;
     EXPECT_EQ(resampler.m_nLastError, expected.error);
     EXPECT_EQ(calls, expectedCalls);
     if (expected.allocations >= 0) {

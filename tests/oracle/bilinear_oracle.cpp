@@ -17,9 +17,7 @@ std::int32_t Wrapped(std::int64_t value) {
 }
 
 // Division that rounds down, as an arithmetic shift does.
-std::int64_t Down(std::int64_t value, std::int64_t by) {
-    return value >= 0 ? value / by : -((-value + by - 1) / by);
-}
+std::int64_t Down(std::int64_t value, std::int64_t by) { return value >= 0 ? value / by : -((-value + by - 1) / by); }
 
 std::int32_t Signed(const Bytes& bytes, std::size_t at) { return Wrapped(testdib::U32(bytes, at)); }
 
@@ -193,8 +191,8 @@ Steps StepsFor(std::int32_t width, std::int32_t height, std::int32_t targetWidth
     return {shifted(width) / targetWidth, shifted(height) / targetHeight};
 }
 
-std::vector<Coordinate> CoordinatesFor(std::int32_t width, std::int32_t bitCount, std::int32_t start,
-                                       std::int32_t step, int count) {
+std::vector<Coordinate> CoordinatesFor(std::int32_t width, std::int32_t bitCount, std::int32_t start, std::int32_t step,
+                                       int count) {
     const std::int64_t unit = std::max(1, bitCount / 8);
     std::vector<Coordinate> table;
     for (int k = 0; k < count; ++k) {
@@ -300,9 +298,8 @@ Converted ConvertedTo(const Bytes& block, std::uint32_t xRes, std::uint32_t yRes
         return result;
     const std::int64_t bits = testdib::U16(block, 14);
     if (width > 0 && height > 0) {
-        const std::int64_t needed =
-            static_cast<std::int64_t>(testdib::U32(block, 0)) + ResamplerPaletteSize(block) +
-            (width * bits + 31) / 32 * 4 * height;
+        const std::int64_t needed = static_cast<std::int64_t>(testdib::U32(block, 0)) + ResamplerPaletteSize(block) +
+                                    (width * bits + 31) / 32 * 4 * height;
         if (needed > static_cast<std::int64_t>(block.size()))
             return result;
     }

@@ -45,8 +45,8 @@ using Progress = std::function<int(int, int)>;
 
 struct Resampled {
     bool made = false;
-    int error = 0;      // last error of a fresh object
-    Bytes dib;          // the whole block, when made
+    int error = 0;       // last error of a fresh object
+    Bytes dib;           // the whole block, when made
     int allocations = 0; // blocks asked for
 };
 
@@ -63,8 +63,8 @@ constexpr std::uint64_t LargestBlock = std::uint64_t{192} << 10;
 std::uint32_t ResamplerPaletteSize(const Bytes& header);
 DibParameters ParametersOf(const Bytes& header);
 Steps StepsFor(std::int32_t width, std::int32_t height, std::int32_t targetWidth, std::int32_t targetHeight);
-std::vector<Coordinate> CoordinatesFor(std::int32_t width, std::int32_t bitCount, std::int32_t start,
-                                       std::int32_t step, int count);
+std::vector<Coordinate> CoordinatesFor(std::int32_t width, std::int32_t bitCount, std::int32_t start, std::int32_t step,
+                                       int count);
 
 // `dib` has the readable bytes and no more.
 Resampled Resample(const Bytes& dib, const Rectangle* frame, const Rectangle* output, const Limits& limits,

@@ -122,9 +122,9 @@ NewBlock ExpectedBlock(const Bytes& info, const Bytes* bits) {
     const bool shortHeader = info.size() < 44;
     const std::uint64_t table = shortHeader ? 0 : oracle::ResamplerPaletteSize(info);
     const std::uint64_t header = testdib::U32(info, 0) + table;
-    const std::uint64_t pixels = testdib::Stride(static_cast<int>(testdib::U32(info, 4)),
-                                                 static_cast<int>(testdib::U16(info, 14))) *
-                                 std::uint64_t{testdib::U32(info, 8)};
+    const std::uint64_t pixels =
+        testdib::Stride(static_cast<int>(testdib::U32(info, 4)), static_cast<int>(testdib::U16(info, 14))) *
+        std::uint64_t{testdib::U32(info, 8)};
     if (header > info.size() || (bits && pixels > bits->size()))
         return result;
     result.error = -1;

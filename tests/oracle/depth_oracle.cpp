@@ -31,8 +31,8 @@ Colour LocalEntry(const Bytes& dib, int index) {
 // An 8-bit pixel's entry, wherever the index leads: black only beyond the end of the DIB.
 Colour EntryInPlace(const Bytes& dib, int index) {
     const std::uint64_t bytes = HasInfoHeader(dib) ? 4 : 3;
-    const std::uint64_t at = HasInfoHeader(dib) ? 40 + 4 * static_cast<std::uint64_t>(index)
-                                                : 12 + 3 * static_cast<std::uint64_t>(index);
+    const std::uint64_t at =
+        HasInfoHeader(dib) ? 40 + 4 * static_cast<std::uint64_t>(index) : 12 + 3 * static_cast<std::uint64_t>(index);
     if (at + bytes > WholeSize(dib))
         return {};
     return {dib.at(at + 2), dib.at(at + 1), dib.at(at)};
@@ -119,8 +119,8 @@ MaybeDib Converted(const Bytes& dib, int target) {
     const std::int32_t width = Width(dib), height = Height(dib);
     if (height < 0)
         return {};
-    MaybeDib result = NewDib(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
-                             static_cast<unsigned>(target));
+    MaybeDib result =
+        NewDib(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), static_cast<unsigned>(target));
     if (!result)
         return {};
     if (BitCount(dib) == static_cast<unsigned>(target)) {
@@ -138,8 +138,7 @@ MaybeDib Converted(const Bytes& dib, int target) {
             const std::size_t at = 40 + stride * static_cast<std::size_t>(y) +
                                    static_cast<std::size_t>(x) * static_cast<std::size_t>(target / 8);
             if (target == 16) {
-                testdib::PutU16(*result, at,
-                                static_cast<unsigned>(c.red / 8 * 1024 + c.green / 8 * 32 + c.blue / 8));
+                testdib::PutU16(*result, at, static_cast<unsigned>(c.red / 8 * 1024 + c.green / 8 * 32 + c.blue / 8));
                 continue;
             }
             result->at(at) = static_cast<std::uint8_t>(c.blue);

@@ -37,15 +37,14 @@ struct Buffer {
             model.push_back(static_cast<std::uint8_t>(random.Next()));
         std::copy(model.begin(), model.end(), room.data());
     }
-    template <class Image> void Give(Image& image) {
+    template <class Image>
+    void Give(Image& image) {
         image.data = room.data();
         image.size = static_cast<unsigned int>(room.size());
         image.stride = static_cast<unsigned short>(stride);
     }
     Bytes Now() { return Bytes(room.data(), room.data() + room.size()); }
-    unsigned short Column(Random& random) const {
-        return static_cast<unsigned short>(random.Next() % columns);
-    }
+    unsigned short Column(Random& random) const { return static_cast<unsigned short>(random.Next() % columns); }
     unsigned short Row(Random& random) const { return static_cast<unsigned short>(random.Next() % rows); }
     CImgRect Rect(Random& random) const {
         CImgRect rect;
@@ -93,7 +92,8 @@ TEST_F(Images, GrayBuffersEqualTheSecondVersion) {
     }
 }
 
-template <class Image> void CompareColourImage(Random& random) {
+template <class Image>
+void CompareColourImage(Random& random) {
     Buffer buffer(random, 3);
     Image object;
     buffer.Give(object);

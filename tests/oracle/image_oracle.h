@@ -25,9 +25,9 @@ struct Pen {
     std::uint32_t style, colour;
 };
 struct PenAnswers {
-    std::vector<int> answers;            // one per pen
+    std::vector<int> answers; // one per pen
     int count = 0;
-    std::vector<std::uint32_t> colours;  // as many as counted, with an array
+    std::vector<std::uint32_t> colours; // as many as counted, with an array
 };
 PenAnswers CollectedPens(const std::vector<Pen>& pens, bool withArray);
 

@@ -42,8 +42,7 @@ void CompareConversion(const Bytes& dib, const Wish& wish) {
     testhost::ResetCounters();
     testhost::FailAllocation(wish.refusedBlock);
     void* result = source; // anything but 0
-    const int status =
-        ::ConvertResolution(source, &result, StartRecording(wish.stopAtCall), wish.dpi, wish.threshold);
+    const int status = ::ConvertResolution(source, &result, StartRecording(wish.stopAtCall), wish.dpi, wish.threshold);
     testhost::FailAllocation(0);
     EXPECT_EQ(status, static_cast<int>(expected.status));
     EXPECT_EQ(progressRecorder.percents, expected.percents);
@@ -152,8 +151,7 @@ TEST_F(PipelineCompare, PreConversionsMakeTheSameBlocks) {
         for (const bool colours : {true, false}) {
             SCOPED_TRACE(Describe(picture.dib, 0, 0) + (colours ? ", ConvertImage" : ", ConvertImage2"));
             Memory memory(refused);
-            const Expanded expected =
-                colours ? ExpandColours(picture.dib, memory) : WidenGray(picture.dib, memory);
+            const Expanded expected = colours ? ExpandColours(picture.dib, memory) : WidenGray(picture.dib, memory);
             testhost::Reset();
             void* const source = testhost::MakeBlock(picture.dib);
             testhost::FailAllocation(refused);

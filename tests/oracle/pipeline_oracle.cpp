@@ -20,10 +20,8 @@ std::uint32_t SizeFor(const Bytes& bytes, std::size_t dib, std::uint16_t dpi, bo
     std::uint16_t bits = Low16(U16(bytes, dib + 14));
     if (fourBitsAre24 && bits == 4)
         bits = 24;
-    const std::uint16_t width =
-        OutputExtent(dpi, Low16(U32(bytes, dib + 4)), DotsPerInch(U32(bytes, dib + 24)));
-    const std::uint16_t height =
-        OutputExtent(dpi, Low16(U32(bytes, dib + 8)), DotsPerInch(U32(bytes, dib + 28)));
+    const std::uint16_t width = OutputExtent(dpi, Low16(U32(bytes, dib + 4)), DotsPerInch(U32(bytes, dib + 24)));
+    const std::uint16_t height = OutputExtent(dpi, Low16(U32(bytes, dib + 8)), DotsPerInch(U32(bytes, dib + 28)));
     const std::uint64_t size = height * RowBytes(bits, width) + 14 + 40 + 1024;
     return size > beyond32Bits ? beyond32Bits : static_cast<std::uint32_t>(size);
 }
@@ -64,8 +62,8 @@ struct Rows {
     unsigned bits;
     unsigned width;
     unsigned height;
-    std::size_t first;  // offset of row 0
-    unsigned stride;    // kept to multiples of 4 below 65536
+    std::size_t first; // offset of row 0
+    unsigned stride;   // kept to multiples of 4 below 65536
 };
 
 Rows RowsOf(const Bytes& dib) {
@@ -169,8 +167,7 @@ unsigned StatusOf(Expansion outcome) { return outcome == Expansion::BlockTooSmal
 
 } // namespace
 
-Conversion ConvertResolution(const Store& source, std::uint16_t dpi, int threshold, int stopAtCall,
-                             int refusedBlock) {
+Conversion ConvertResolution(const Store& source, std::uint16_t dpi, int threshold, int stopAtCall, int refusedBlock) {
     Memory memory(refusedBlock);
     Conversion conversion;
     Expanded colours;

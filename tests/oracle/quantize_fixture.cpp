@@ -150,8 +150,8 @@ unsigned char* Filled(testhost::GuardedBuffer& buffer, const Bytes& bytes) {
 } // namespace
 
 Pair::Pair(const Bytes& dib, unsigned maxColors, unsigned depth)
-    : m_source(dib.size()), fast(Filled(m_source, dib), static_cast<unsigned short>(maxColors),
-                                 static_cast<unsigned short>(depth), 0),
+    : m_source(dib.size()),
+      fast(Filled(m_source, dib), static_cast<unsigned short>(maxColors), static_cast<unsigned short>(depth), 0),
       slow(dib, maxColors, depth) {}
 
 void Pair::SetDefaultColors(const std::vector<Record>& colours) {

@@ -61,10 +61,10 @@ Shifts ShiftsOf(std::uint32_t mask) {
 std::optional<Bytes> NewDib(std::uint32_t width, std::uint32_t height, unsigned bits, Memory& memory) {
     if (width == 0 || height == 0)
         return std::nullopt;
-    const unsigned depth = bits <= 1    ? 1
-                           : bits <= 4  ? 4
-                           : bits <= 8  ? 8
-                           : bits <= 16 ? 16
+    const unsigned depth = bits <= 1                  ? 1
+                           : bits <= 4                ? 4
+                           : bits <= 8                ? 8
+                           : bits <= 16               ? 16
                            : bits >= 25 && bits <= 32 ? bits
                                                       : 24;
     const std::uint64_t table = std::uint64_t{ColoursOf(depth)} * 4;
@@ -152,8 +152,8 @@ void Quantizer::InsertDefaultColors() {
 // The masks are the words that follow the header in the object, not those of the picture.
 Colour Quantizer::Masked(std::uint32_t pixel) const {
     const Record& first = palette[0];
-    const std::uint32_t colourWord = first.blue + first.green * 0x100u + first.red * 0x10000u +
-                                     first.reserved * 0x1000000u;
+    const std::uint32_t colourWord =
+        first.blue + first.green * 0x100u + first.red * 0x10000u + first.reserved * 0x1000000u;
     const auto channel = [pixel](std::uint32_t mask) {
         const Shifts shifts = ShiftsOf(mask);
         const std::uint32_t masked = shifts.right == 32 ? 0 : (pixel & mask) >> shifts.right;
@@ -313,9 +313,8 @@ Bytes Quantizer::BuildSearchCube() {
         for (int j = 0; j < 8; ++j)
             for (int k = 0; k < 8; ++k) {
                 const Colour centre{Middle(i), Middle(j), Middle(k)};
-                Sort(palette, 0, static_cast<std::size_t>(colors), [&centre](const Record& a, const Record& b) {
-                    return ByDistance(a, b, centre);
-                });
+                Sort(palette, 0, static_cast<std::size_t>(colors),
+                     [&centre](const Record& a, const Record& b) { return ByDistance(a, b, centre); });
                 const Record nearest = palette[0];
                 const int limit = Farthest(i, nearest.red) + Farthest(j, nearest.green) + Farthest(k, nearest.blue);
                 cube[i][j][k].push_back(nearest);

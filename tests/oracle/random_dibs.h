@@ -26,8 +26,11 @@ inline std::uint32_t RandomMask(testdib::Random& random) {
 }
 
 inline void PutMasks(testdib::Random& random, Bytes& dib, unsigned bits) {
-    static const std::uint32_t usual[][3] = {{0x7C00, 0x3E0, 0x1F}, {0xF800, 0x7E0, 0x1F}, {0xFF0000, 0xFF00, 0xFF},
-                                             {0xFF, 0xFF00, 0xFF0000}, {0x3FF00000, 0xFFC00, 0x3FF}};
+    static const std::uint32_t usual[][3] = {{0x7C00, 0x3E0, 0x1F},
+                                             {0xF800, 0x7E0, 0x1F},
+                                             {0xFF0000, 0xFF00, 0xFF},
+                                             {0xFF, 0xFF00, 0xFF0000},
+                                             {0x3FF00000, 0xFFC00, 0x3FF}};
     const int choice = random.Range(0, 9);
     for (std::size_t i = 0; i < 3; ++i) {
         std::uint32_t mask = choice < 5 ? usual[choice][i] : RandomMask(random);

@@ -90,8 +90,8 @@ void FillRows(Random& random, Picture& picture, std::size_t first, std::size_t s
             const std::size_t channel = at % static_cast<std::size_t>(unit);
             std::uint32_t value = random.Next() >> 11;
             if (style == 1)
-                value = few[(value % (few.size() / static_cast<std::size_t>(unit))) *
-                                static_cast<std::size_t>(unit) + channel];
+                value = few[(value % (few.size() / static_cast<std::size_t>(unit))) * static_cast<std::size_t>(unit) +
+                            channel];
             else if (style == 2)
                 value = static_cast<std::uint32_t>(x * (slopes[3 * channel] % 12) + y * (slopes[3 * channel + 1] % 12) +
                                                    slopes[3 * channel + 2]);

@@ -36,8 +36,9 @@ inline const char* TierName() {
 inline std::string CaseName(std::uint64_t number) {
     const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
     const std::string name = test ? std::string(test->test_suite_name()) + "." + test->name() : "*";
-    return "case " + std::to_string(number) + " on " + TierName() + "; alone: DIBPREP_RANDOM_START=" +
-           std::to_string(number) + " DIBPREP_RANDOM_CASES=0 " + program_invocation_name + " --gtest_filter=" + name;
+    return "case " + std::to_string(number) + " on " + TierName() +
+           "; alone: DIBPREP_RANDOM_START=" + std::to_string(number) + " DIBPREP_RANDOM_CASES=0 " +
+           program_invocation_name + " --gtest_filter=" + name;
 }
 
 // The numbers of one case: neighbouring cases start far apart.

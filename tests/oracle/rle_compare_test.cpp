@@ -54,9 +54,9 @@ TEST_F(Rle, WellFormedStreamsGiveTheirPixels) {
         const int height = random.Range(1, 20);
         std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width * height));
         for (std::size_t i = 0; i < pixels.size(); ++i) // stretches of one value, many of them 0
-            pixels[i] = i > 0 && !random.OneIn(4)  ? pixels[i - 1]
-                        : random.OneIn(3) ? 0
-                                          : static_cast<std::uint8_t>(random.Next() % (1u << bits));
+            pixels[i] = i > 0 && !random.OneIn(4) ? pixels[i - 1]
+                        : random.OneIn(3)         ? 0
+                                                  : static_cast<std::uint8_t>(random.Next() % (1u << bits));
         const Bytes stream = oracle::EncodedRle(random, pixels, width, bits);
         const Bytes dib = Joined(Head(random, width, height, bits, stream.size()), stream, random);
         Compare(dib);

@@ -13,7 +13,7 @@ struct Decoder {
     const Bytes& dib;
     Bytes& result;
     std::int64_t width, height, stride;
-    std::int64_t first;    // where the result's rows start
+    std::int64_t first; // where the result's rows start
     std::int64_t x = 0, y = 0, out = 0;
 
     void Put(int value, bool merge = false) {

@@ -157,8 +157,8 @@ TEST_F(TransformCompare, BlocksTransformIntoPrefilledAndShortBlocksAlike) {
         void* destination = testhost::MakeBlock(job.destination.bytes);
         testhost::ResetCounters();
         testhost::FailAllocation(refused);
-        const unsigned status = LinearTransformMain(34, &source, &destination, StartRecording(job.stopAtCall), job.dpi,
-                                                    job.threshold);
+        const unsigned status =
+            LinearTransformMain(34, &source, &destination, StartRecording(job.stopAtCall), job.dpi, job.threshold);
         EXPECT_EQ(status, expected.status);
         EXPECT_EQ(progressRecorder.percents, expected.percents);
         EXPECT_EQ(testhost::Allocations(), memory.Asked());

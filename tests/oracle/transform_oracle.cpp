@@ -86,23 +86,20 @@ void BuildLine(Line line, const LineInput& input, Bytes& out, std::size_t at, Hi
         const Place& place = (*input.columns)[x];
         const auto column = [&place](Side side) { return side == Side::Left ? place.x0 : place.x1; };
         if (line == Line::BlackWhite) {
-            const int v = MixedSample(input, place, [&](const Row& row, Side side) {
-                return Blackness(row, place, side, table);
-            });
+            const int v = MixedSample(input, place,
+                                      [&](const Row& row, Side side) { return Blackness(row, place, side, table); });
             if (v < input.threshold)
                 out.at(at + x / 8) |= static_cast<std::uint8_t>(0x80u >> (x % 8));
         } else if (line == Line::Gray4) {
-            const std::uint8_t v = MixedSample(input, place, [&](const Row& row, Side side) {
-                return NibbleGray(row, place, side, table);
-            });
+            const std::uint8_t v = MixedSample(
+                input, place, [&](const Row& row, Side side) { return NibbleGray(row, place, side, table); });
             if (x % 2 == 0)
                 out.at(at + x / 2) = v;
             else
                 out.at(at + x / 2) |= static_cast<std::uint8_t>(v / 16);
         } else if (line == Line::Gray8) {
-            const std::uint8_t v = MixedSample(input, place, [&](const Row& row, Side side) {
-                return int{table[row[column(side)]].blue};
-            });
+            const std::uint8_t v = MixedSample(
+                input, place, [&](const Row& row, Side side) { return int{table[row[column(side)]].blue}; });
             out.at(at + x) = v;
             histogram[v] += 1;
         } else if (line == Line::ColourCube) {
@@ -111,8 +108,8 @@ void BuildLine(Line line, const LineInput& input, Bytes& out, std::size_t at, Hi
                 mixed[channel] = MixedSample(input, place, [&](const Row& row, Side side) {
                     return Channel(table[row[column(side)]], channel);
                 });
-            out.at(at + x) = static_cast<std::uint8_t>((mixed[0] + 25) / 51 * 42 + (mixed[1] + 25) / 51 * 7 +
-                                                       (mixed[2] + 21) / 42);
+            out.at(at + x) =
+                static_cast<std::uint8_t>((mixed[0] + 25) / 51 * 42 + (mixed[1] + 25) / 51 * 7 + (mixed[2] + 21) / 42);
         } else {
             for (std::size_t byte = 0; byte < 3; ++byte)
                 out.at(at + 3 * x + byte) = MixedSample(input, place, [&](const Row& row, Side side) {

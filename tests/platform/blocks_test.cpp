@@ -33,9 +33,9 @@ void ExpectRefused(void* handle) {
 } // namespace
 
 TEST(HostBlocks, BlockIsZeroedAndHasExactlyTheSizeAskedFor) {
-    for (const std::size_t size : {std::size_t{1}, std::size_t{13}, std::size_t{1078}, std::size_t{100001},
-                                   std::size_t{1048575}, std::size_t{1048576}, std::size_t{3000001},
-                                   std::size_t{11600000}}) {
+    for (const std::size_t size :
+         {std::size_t{1}, std::size_t{13}, std::size_t{1078}, std::size_t{100001}, std::size_t{1048575},
+          std::size_t{1048576}, std::size_t{3000001}, std::size_t{11600000}}) {
         void* const block = GlobalAlloc(66, size);
         ASSERT_NE(block, nullptr);
         EXPECT_EQ(GlobalSize(block), size);

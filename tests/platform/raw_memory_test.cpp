@@ -18,8 +18,8 @@
 #include <cstdlib>
 #include <memory>
 
-using platformtest::PageSize;
 using platformtest::Pages;
+using platformtest::PageSize;
 
 TEST(HostRawMemory, CopyMovesOverlappingBytes) {
     std::array<unsigned char, 6> bytes = {1, 2, 3, 4, 5, 6};

@@ -28,11 +28,12 @@ TEST(QuantizeLayout, RecordsHaveTheirSizes) {
 }
 
 TEST(QuantizeLayout, FieldsStandInOrder) {
-    const std::size_t offsets[] = {
-        offsetof(CNiGoRo2, m_pCube),          offsetof(CNiGoRo2, m_wDepth),       offsetof(CNiGoRo2, m_pBits),
-        offsetof(CNiGoRo2, m_bih),            offsetof(CNiGoRo2, m_dwMaxColors),  offsetof(CNiGoRo2, m_Palette),
-        offsetof(CNiGoRo2, m_SearchCube),     offsetof(CNiGoRo2, m_pDefaultColors), offsetof(CNiGoRo2, m_nColors),
-        offsetof(CNiGoRo2, m_dwDefaultColors), offsetof(CNiGoRo2, m_dwMode),      offsetof(CNiGoRo2, m_wLinear)};
+    const std::size_t offsets[] = {offsetof(CNiGoRo2, m_pCube),       offsetof(CNiGoRo2, m_wDepth),
+                                   offsetof(CNiGoRo2, m_pBits),       offsetof(CNiGoRo2, m_bih),
+                                   offsetof(CNiGoRo2, m_dwMaxColors), offsetof(CNiGoRo2, m_Palette),
+                                   offsetof(CNiGoRo2, m_SearchCube),  offsetof(CNiGoRo2, m_pDefaultColors),
+                                   offsetof(CNiGoRo2, m_nColors),     offsetof(CNiGoRo2, m_dwDefaultColors),
+                                   offsetof(CNiGoRo2, m_dwMode),      offsetof(CNiGoRo2, m_wLinear)};
     for (std::size_t i = 1; i < std::size(offsets); ++i)
         EXPECT_LT(offsets[i - 1], offsets[i]) << "field " << i;
 }

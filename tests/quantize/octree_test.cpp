@@ -68,7 +68,7 @@ TEST_F(Octree, InsertWalksTheTopBitsOfEachChannel) {
 
 TEST_F(Octree, RedIsChildBitOneGreenTwoBlueFour) {
     CNiGoRo2& q = Tree(1);
-    const Rgb corners[] = {{0, 0, 0},     {128, 0, 0},   {0, 128, 0},   {128, 128, 0},
+    const Rgb corners[] = {{0, 0, 0},   {128, 0, 0},   {0, 128, 0},   {128, 128, 0},
                            {0, 0, 128}, {128, 0, 128}, {0, 128, 128}, {128, 128, 128}};
     for (const Rgb& c : corners)
         q.InsertColor(static_cast<unsigned char>(c[0]), static_cast<unsigned char>(c[1]),
@@ -145,9 +145,9 @@ TEST_F(Octree, CutMergesAWholeSubtree) {
 
 TEST_F(Octree, ADefaultColourReplacesWhatWasSummedBeforeAndDropsWhatFollows) {
     CNiGoRo2& q = Tree(2);
-    q.InsertColor(0, 0, 0, 0);     // child 0 of node 1
-    q.InsertColor(64, 1, 2, 1);    // child 1: the default colour
-    q.InsertColor(64, 64, 0, 0);   // child 3
+    q.InsertColor(0, 0, 0, 0);   // child 0 of node 1
+    q.InsertColor(64, 1, 2, 1);  // child 1: the default colour
+    q.InsertColor(64, 64, 0, 0); // child 3
     q.Cut(1, &q.m_pCube[0]);
     EXPECT_EQ(q.m_pCube[0].m_dwRed, 64u);
     EXPECT_EQ(q.m_pCube[0].m_dwGreen, 1u);

@@ -99,8 +99,12 @@ TEST_F(QuantizeBitmap, PipelineCallMakesAtMost256Colours) {
 TEST_F(QuantizeBitmap, SixteenBits) {
     Bytes dib = HighColour(3, 2, {0x7C00, 0x7C00, 0x001F, 0x7C00, 0x03E0, 0x03E0});
     const Bytes out = Take(Quantiser(dib)->QuantizeBitmap(1, 0));
-    EXPECT_EQ(Shown(out, 3, 2), (std::vector<Rgb>{{248, 0, 0}, {248, 0, 0}, {0, 0, 248}, //
-                                                  {248, 0, 0}, {0, 248, 0}, {0, 248, 0}}));
+    EXPECT_EQ(Shown(out, 3, 2), (std::vector<Rgb>{{248, 0, 0},
+                                                  {248, 0, 0},
+                                                  {0, 0, 248}, //
+                                                  {248, 0, 0},
+                                                  {0, 248, 0},
+                                                  {0, 248, 0}}));
 }
 
 TEST_F(QuantizeBitmap, UnsupportedLayoutsGiveAPictureOfIndexZero) {

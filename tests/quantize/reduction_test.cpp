@@ -54,10 +54,22 @@ TEST_F(Reduction, NoMoreColoursThanTheTargetAreNotReduced) {
     Build(16, 16, colours, 256);
     EXPECT_EQ(Colours().size(), 256u);
     Build(16, 1, Distinct(16), 16);
-    EXPECT_EQ(Colours(), (std::vector<Rgb>{{0, 0, 0},   {16, 0, 0},  {32, 0, 0},  {48, 0, 0},
-                                           {64, 0, 0},  {80, 0, 0},  {96, 0, 0},  {112, 0, 0},
-                                           {128, 0, 0}, {144, 0, 0}, {160, 0, 0}, {176, 0, 0},
-                                           {192, 0, 0}, {208, 0, 0}, {224, 0, 0}, {240, 0, 0}}));
+    EXPECT_EQ(Colours(), (std::vector<Rgb>{{0, 0, 0},
+                                           {16, 0, 0},
+                                           {32, 0, 0},
+                                           {48, 0, 0},
+                                           {64, 0, 0},
+                                           {80, 0, 0},
+                                           {96, 0, 0},
+                                           {112, 0, 0},
+                                           {128, 0, 0},
+                                           {144, 0, 0},
+                                           {160, 0, 0},
+                                           {176, 0, 0},
+                                           {192, 0, 0},
+                                           {208, 0, 0},
+                                           {224, 0, 0},
+                                           {240, 0, 0}}));
 }
 
 TEST_F(Reduction, TheLeastUsedBranchGoesFirst) {

@@ -170,9 +170,7 @@ TEST_F(StaticPalette, ListsOfSingleCells) {
 TEST_F(StaticPalette, AllListsInOrder) {
     CNiGoRo2::CreateStaticSearchCube();
     std::uint64_t fold = 1469598103934665603;
-    const auto take = [&fold](int value) {
-        fold = (fold ^ static_cast<std::uint64_t>(value)) * 1099511628211;
-    };
+    const auto take = [&fold](int value) { fold = (fold ^ static_cast<std::uint64_t>(value)) * 1099511628211; };
     ForEachCell([&](const CCubeCell& cell) {
         take(cell.m_nCount);
         std::for_each(cell.m_pList, cell.m_pList + cell.m_nCount,

@@ -39,8 +39,8 @@ void CompareMappings(CNiGoRo2& q, const Bytes& dib, const std::string& what) {
             testhost::GuardedBuffer target(targetSize, side);
             std::memcpy(source.data(), dib.data() + 40, size);
             std::memset(target.data(), 0xA5, targetSize);
-            ASSERT_TRUE((plain16 ? dibprep::FastMap16 : dibprep::FastMap24)(q, source.data(), width, height,
-                                                                            target.data()))
+            ASSERT_TRUE(
+                (plain16 ? dibprep::FastMap16 : dibprep::FastMap24)(q, source.data(), width, height, target.data()))
                 << what;
             const auto differs = std::mismatch(expected.begin(), expected.end(), target.data());
             ASSERT_EQ(differs.first - expected.begin(), static_cast<std::ptrdiff_t>(targetSize))

@@ -1,3 +1,5 @@
+// The calls of failing.h, and how their answers are put into words.
+
 #include "tests/reliability/failing.h"
 
 #include "dibprep.h"
@@ -101,14 +103,15 @@ std::vector<Entry> Made(int width, int height) {
                            destination = testhost::MakeBlock(Bytes(page.size() + 1078));
                        },
                        [] {
-                           const unsigned status = LinearTransformMain(MemoryToMemory, &source, &destination, nullptr,
-                                                                       50, 128);
+                           const unsigned status =
+                               LinearTransformMain(MemoryToMemory, &source, &destination, nullptr, 50, 128);
                            return Words({status, destination});
                        }});
     static const transformtest::TempFolder folder;
     const std::string in = folder.Write(std::to_string(width) + ".bmp", transformtest::AsFile(Page("24")));
     const std::string path = folder.Path("out.bmp");
-    entries.push_back({"LinearTransformMain.FileToFile", [] {}, [in, path] {
+    entries.push_back({"LinearTransformMain.FileToFile", [] {},
+                       [in, path] {
                            auto* const out = const_cast<char*>(path.c_str());
                            return Words({LinearTransformMain(FileToFile, in.c_str(), out, nullptr, 50, 128)});
                        }});
@@ -183,7 +186,8 @@ std::vector<Entry> Made(int width, int height) {
         const int made = converter.MakeGray256Image(gray) + converter.MakeFullColorImage(colour);
         return Words({made, gray, colour});
     }));
-    entries.push_back({"SetStaticColors", [] { STATIC_COLOR.Free(); }, [] {
+    entries.push_back({"SetStaticColors", [] { STATIC_COLOR.Free(); },
+                       [] {
                            CNiGoRo2::SetStaticColors();
                            const int empty = STATIC_COLOR.IsEmpty();
                            STATIC_COLOR.Free();

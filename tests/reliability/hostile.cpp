@@ -1,3 +1,5 @@
+// The entries that damaged pages go through, and the ceilings that are held around each call.
+
 #include "tests/reliability/hostile.h"
 
 #include "dibprep.h"
@@ -47,8 +49,8 @@ std::uint64_t DeclaredPixels(const Bytes& page) {
 // bytes behind a run-length stream. 40 bytes are there.
 std::uint64_t Provided(const Bytes& page, bool runLengths) {
     const std::uint64_t bits = oracle::BitCount(page);
-    const std::uint64_t rows = oracle::BitsOffset(page) + 12 +
-                               Extent(oracle::Height(page)) * RowBytes(Extent(oracle::Width(page)), bits);
+    const std::uint64_t rows =
+        oracle::BitsOffset(page) + 12 + Extent(oracle::Height(page)) * RowBytes(Extent(oracle::Width(page)), bits);
     const std::uint32_t code = oracle::HasInfoHeader(page) ? testdib::U32(page, AtCompression) : 0;
     const bool masks = code == 3 && (bits == 16 || bits == 32);
     const auto stream = std::max(static_cast<std::int32_t>(testdib::U32(page, AtImageSize)), 0);

@@ -37,10 +37,12 @@ TEST_F(HostileCodes, EveryBitCountFrom0To65And30000) {
         int from, to;
         const char* answers;
     } const expected[] = {
-        {0, 0, "0 0 0/0 0 0 -0 - - - -"},   {1, 1, "0 0 0/0 0 0 +0 - + + -"},  {2, 3, "0 0 0/0 0 0 -0 - - - -"},
-        {4, 4, "0 0 0/1 0 0 +0 - + + -"},   {5, 5, "0 0 0/0 0 0 -0 - - - -"},  {6, 7, "0 0 5/0 5 5 -0 - - - -"},
-        {8, 8, "0 0 5/0 5 5 -0 . . . -"},   {9, 15, "0 0 5/0 5 5 -0 - - - +"}, {16, 16, "0 0 0/0 0 0 +0 - + + +"},
-        {17, 23, "0 0 0/0 0 0 -0 - - - +"}, {24, 24, "0 0 0/0 0 0 +0 - + + +"}, {25, 65, "0 0 0/0 0 0 -0 . . . ."},
+        {0, 0, "0 0 0/0 0 0 -0 - - - -"},         {1, 1, "0 0 0/0 0 0 +0 - + + -"},
+        {2, 3, "0 0 0/0 0 0 -0 - - - -"},         {4, 4, "0 0 0/1 0 0 +0 - + + -"},
+        {5, 5, "0 0 0/0 0 0 -0 - - - -"},         {6, 7, "0 0 5/0 5 5 -0 - - - -"},
+        {8, 8, "0 0 5/0 5 5 -0 . . . -"},         {9, 15, "0 0 5/0 5 5 -0 - - - +"},
+        {16, 16, "0 0 0/0 0 0 +0 - + + +"},       {17, 23, "0 0 0/0 0 0 -0 - - - +"},
+        {24, 24, "0 0 0/0 0 0 +0 - + + +"},       {25, 65, "0 0 0/0 0 0 -0 . . . ."},
         {30000, 30000, "0 0 0/0 0 . -0 . . . ."},
     };
     int tried = 0;
@@ -60,7 +62,7 @@ TEST_F(HostileCodes, EveryCompressionCodeFrom0To13) {
             Bytes page = Edited(Page(kind), {Compression(code)});
             page.resize(page.size() + 258); // what a caller keeps behind a stream
             std::string expected = kind.back() == 'c' ? "0 0 0/1 0 0" : "0 0 0/0 0 0";
-            expected += code == 0 ? " +0" : " -0";                           // the resampler refuses every code
+            expected += code == 0 ? " +0" : " -0";                         // the resampler refuses every code
             expected += code == 1 && kind[0] == '8' ? " + + +" : " - + +"; // one is expanded, the others are not
             expected += std::atoi(kind.c_str()) > 8 ? " +" : " -";
             EXPECT_EQ(Answers(page), expected);
@@ -104,8 +106,7 @@ const Masks MaskCases[] = {
     {"LowBitAlone", 1, 1, 1},
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, HostileMasks, testing::ValuesIn(MaskCases),
-                         NameOf<Masks>);
+INSTANTIATE_TEST_SUITE_P(Of, HostileMasks, testing::ValuesIn(MaskCases), NameOf<Masks>);
 
 // A page of 8 x 8 pixels of 4 or 8 bits with `colours` entries in table and header; the pixels ask for
 // every index.

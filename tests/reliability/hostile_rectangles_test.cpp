@@ -74,7 +74,6 @@ const Rectangles Cases[] = {
     {"ResultIsMoreThanTheHostGives", {0, 0, 65536, 65536}, {0, 0, 6000, 6000}, -1, -1, -1},
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, HostileRectangles, testing::ValuesIn(Cases),
-                         NameOf<Rectangles>);
+INSTANTIATE_TEST_SUITE_P(Of, HostileRectangles, testing::ValuesIn(Cases), NameOf<Rectangles>);
 
 } // namespace

@@ -99,8 +99,7 @@ const Stream Streams[] = {
     {"RunsOfNothingButZeros", {}, {0, 0, 0, 0, 0, 0}, 500, {}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, HostileStreams, testing::ValuesIn(Streams),
-                         NameOf<Stream>);
+INSTANTIATE_TEST_SUITE_P(Of, HostileStreams, testing::ValuesIn(Streams), NameOf<Stream>);
 
 // 536870912 pixels in 5 KB: the block is zeros that nobody touches, and only what the stream draws is
 // drawn.

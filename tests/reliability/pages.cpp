@@ -1,3 +1,5 @@
+// Makes the sound pages, and changes their headers.
+
 #include "tests/reliability/pages.h"
 
 #include <cstdlib>

@@ -30,8 +30,8 @@ protected:
     static void Round(const hostile::Bytes& page, bool cube) {
         void* const library = dlopen(DIBPREP_LIBRARY, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library, nullptr) << dlerror();
-        auto* const convert = Symbol<int(void*, void**, int (*)(unsigned short), unsigned short, int)>(
-            library, "ConvertResolution");
+        auto* const convert =
+            Symbol<int(void*, void**, int (*)(unsigned short), unsigned short, int)>(library, "ConvertResolution");
         ASSERT_NE(convert, nullptr);
         void* const source = testhost::MakeBlock(page);
         void* result = nullptr;

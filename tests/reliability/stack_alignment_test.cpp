@@ -150,8 +150,8 @@ std::vector<Bytes> Everything(const std::string& kind) {
                              "_ZN19CLinearTransformMem29Make8bitPaletteColorImageLineEdPhS0_S0_",
                              "_ZN19CLinearTransformMem21MakeRGBColorImageLineEdPhS0_S0_"}) {
         Bytes out(800);
-        CallWords(name, {Word(transform.get()), half[0], half[1], Word(row.data()), Word(other.data()),
-                         Word(out.data())});
+        CallWords(name,
+                  {Word(transform.get()), half[0], half[1], Word(row.data()), Word(other.data()), Word(out.data())});
         made.push_back(out);
     }
     Call("_ZN19CLinearTransformMemD1Ev", transform.get());

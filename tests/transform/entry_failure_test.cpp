@@ -40,8 +40,12 @@ TEST_F(EntryFailure, NullArguments) {
 }
 
 TEST_F(EntryFailure, BlocksTooSmallFor5) {
-    const Bytes dibs[] = {ColourTableDib(4, 4, 8), GrayDib(8, 4, 4), ColourTableDib(8, 4, 4), GrayDib(4, 4, 8),
-                          testdib::MakeDib(4, 4, 24, Ppm100, Ppm100), testdib::MakeDib(32, 4, 1, Ppm100, Ppm100)};
+    const Bytes dibs[] = {ColourTableDib(4, 4, 8),
+                          GrayDib(8, 4, 4),
+                          ColourTableDib(8, 4, 4),
+                          GrayDib(4, 4, 8),
+                          testdib::MakeDib(4, 4, 24, Ppm100, Ppm100),
+                          testdib::MakeDib(32, 4, 1, Ppm100, Ppm100)};
     for (const Bytes& dib : dibs) {
         const std::size_t rows = RowsOf(dib);
         for (const std::size_t bytes : {std::size_t{1}, std::size_t{39}, rows - 1, rows, dib.size() - 1}) {

@@ -43,9 +43,9 @@ TEST_F(EntryLists, EachFailingNew) {
     ASSERT_EQ(ConvertResolution(source, &result, nullptr, 100, 128), 0);
     const int news = testhost::News();
     ASSERT_GE(news, 3 + 512) << "column map, quantiser, octree, a list for every cell";
-    int memory = 0;  // status 2
-    int octree = 0;  // status 0 without a result
-    int thrown = 0;  // the lists
+    int memory = 0; // status 2
+    int octree = 0; // status 0 without a result
+    int thrown = 0; // the lists
     for (int n = 1; n <= news; ++n) {
         testhost::Reset();
         source = testhost::MakeBlock(dib);

@@ -13,8 +13,7 @@ protected:
         Bytes bytes;
         int allocations = 0;
     };
-    Done Convert(const Bytes& dib, unsigned short dpi, int threshold = 128,
-                 int (*progress)(unsigned short) = nullptr) {
+    Done Convert(const Bytes& dib, unsigned short dpi, int threshold = 128, int (*progress)(unsigned short) = nullptr) {
         source = testhost::MakeBlock(dib);
         testhost::ResetCounters();
         Done done;

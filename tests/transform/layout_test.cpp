@@ -5,7 +5,8 @@
 
 namespace {
 
-template <typename Object, typename Field> std::size_t Offset(const Object& object, const Field& field) {
+template <typename Object, typename Field>
+std::size_t Offset(const Object& object, const Field& field) {
     return static_cast<std::size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&object));
 }
 
@@ -30,14 +31,14 @@ TEST(TransformLayout, ColumnPositionIsADoubleAndFourWords) {
 TEST(TransformLayout, EngineFieldsStandInOrder) {
     const CLinearTransformMem t;
     const std::size_t offsets[] = {
-        Offset(t, t.mode),          Offset(t, t.threshold),   Offset(t, t.sourcePalette), Offset(t, t.grayHistogram),
-        Offset(t, t.ratioX),        Offset(t, t.ratioY),      Offset(t, t.progress),      Offset(t, t.lineBlock),
-        Offset(t, t.outLineBlock),  Offset(t, t.line0),       Offset(t, t.line1),         Offset(t, t.outLine),
-        Offset(t, t.positions),     Offset(t, t.source),      Offset(t, t.srcBitsOffset), Offset(t, t.srcDpiX),
-        Offset(t, t.srcDpiY),       Offset(t, t.srcStride),   Offset(t, t.srcWidth),      Offset(t, t.srcHeight),
-        Offset(t, t.srcBitCount),   Offset(t, t.kind),        Offset(t, t.destination),   Offset(t, t.outBitsOffset),
-        Offset(t, t.outDpiX),       Offset(t, t.outDpiY),     Offset(t, t.outStride),     Offset(t, t.outWidth),
-        Offset(t, t.outHeight),     Offset(t, t.outBitCount), Offset(t, t.outKind)};
+        Offset(t, t.mode),         Offset(t, t.threshold),   Offset(t, t.sourcePalette), Offset(t, t.grayHistogram),
+        Offset(t, t.ratioX),       Offset(t, t.ratioY),      Offset(t, t.progress),      Offset(t, t.lineBlock),
+        Offset(t, t.outLineBlock), Offset(t, t.line0),       Offset(t, t.line1),         Offset(t, t.outLine),
+        Offset(t, t.positions),    Offset(t, t.source),      Offset(t, t.srcBitsOffset), Offset(t, t.srcDpiX),
+        Offset(t, t.srcDpiY),      Offset(t, t.srcStride),   Offset(t, t.srcWidth),      Offset(t, t.srcHeight),
+        Offset(t, t.srcBitCount),  Offset(t, t.kind),        Offset(t, t.destination),   Offset(t, t.outBitsOffset),
+        Offset(t, t.outDpiX),      Offset(t, t.outDpiY),     Offset(t, t.outStride),     Offset(t, t.outWidth),
+        Offset(t, t.outHeight),    Offset(t, t.outBitCount), Offset(t, t.outKind)};
     for (std::size_t i = 1; i < std::size(offsets); ++i)
         EXPECT_LT(offsets[i - 1], offsets[i]) << "field " << i;
 }

@@ -37,9 +37,7 @@ TEST_F(FourBitLine, EvenResultsReplaceTheWholeByte) {
     EXPECT_EQ(Line(1, 1, 1.0, 0, {0x0F}, {0}, {0xFF}), (Bytes{150}));
 }
 
-TEST_F(FourBitLine, MixesRows) {
-    EXPECT_EQ(Line(1, 1, 1.0, 0.5, {0x00}, {0x0F}, {0}), (Bytes{75}));
-}
+TEST_F(FourBitLine, MixesRows) { EXPECT_EQ(Line(1, 1, 1.0, 0.5, {0x00}, {0x0F}, {0}), (Bytes{75})); }
 
 TEST_F(FourBitLine, LastOutputColumnsRepeatTheLastSourceColumn) {
     // Source column 2 is even: low nibble of byte 1 for both samples.

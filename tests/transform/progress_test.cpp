@@ -91,8 +91,6 @@ TEST_F(Progress, StoppingFreesTheScratchRows) {
 
 int AnswerMinusOne(unsigned short) { return -1; }
 
-TEST_F(Progress, AnyAnswerButZeroGoesOn) {
-    EXPECT_EQ(Transform(Rows(3), 100, 128, AnswerMinusOne).status, 0u);
-}
+TEST_F(Progress, AnyAnswerButZeroGoesOn) { EXPECT_EQ(Transform(Rows(3), 100, 128, AnswerMinusOne).status, 0u); }
 
 } // namespace

@@ -88,9 +88,9 @@ TEST_F(SizeQuery, SizesAreWholeNumberQuotientsForEveryResolution) {
         for (int dpi = 1; dpi <= 610; dpi += 29) {
             const unsigned width = static_cast<unsigned>(sourceDpi) * 3u;
             const unsigned out = static_cast<unsigned>(dpi) * width / static_cast<unsigned>(sourceDpi);
-            ASSERT_EQ(Both(static_cast<int>(width), static_cast<int>(width), 32, ppm, ppm,
-                           static_cast<unsigned short>(dpi)),
-                      out * out * 4u + 1078u)
+            ASSERT_EQ(
+                Both(static_cast<int>(width), static_cast<int>(width), 32, ppm, ppm, static_cast<unsigned short>(dpi)),
+                out * out * 4u + 1078u)
                 << sourceDpi << " to " << dpi;
         }
     }

@@ -96,8 +96,8 @@ protected:
         testhost::GuardedBuffer got(strip.end);
         scalar.mixEstimates(rows.plan, top, bottom, fraction, strip, expected.data());
         const std::size_t open = kernels.mixEstimates(rows.plan, top, bottom, fraction, strip, got.data());
-        EXPECT_TRUE(std::equal(expected.begin() + static_cast<std::ptrdiff_t>(begin), expected.end(),
-                               got.data() + begin))
+        EXPECT_TRUE(
+            std::equal(expected.begin() + static_cast<std::ptrdiff_t>(begin), expected.end(), got.data() + begin))
             << strip.end << " channels, fraction " << fraction;
         return open;
     }

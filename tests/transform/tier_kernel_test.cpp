@@ -148,8 +148,7 @@ TEST_P(RowKernelTier, PicksOutcomesOfEveryCombination) {
         std::vector<std::uint8_t> outcomes(bytes * 16);
         for (std::uint8_t& byte : outcomes)
             byte = static_cast<std::uint8_t>(random.Next());
-        Compare(bytes, [&](const RowKernels& k, std::uint8_t* out) {
-            k.pickOutcomes(samples, outcomes.data(), bytes, out);
-        });
+        Compare(bytes,
+                [&](const RowKernels& k, std::uint8_t* out) { k.pickOutcomes(samples, outcomes.data(), bytes, out); });
     }
 }

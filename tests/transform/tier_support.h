@@ -22,7 +22,7 @@ struct Page {
     int dpiX;
     int dpiY;
     Picture picture = Picture::Random;
-    bool ownGrays = false; // 8 bits: a gray table that is not the identity
+    bool ownGrays = false;     // 8 bits: a gray table that is not the identity
     bool clearIsWhite = false; // 1 bit
 };
 
@@ -30,7 +30,7 @@ Bytes MakePage(const Page& page, std::uint32_t start);
 
 struct Outcome {
     unsigned int status = 0;
-    Bytes block;              // the whole destination
+    Bytes block; // the whole destination
     std::vector<int> percents;
     int hostCalls = 0;
 };

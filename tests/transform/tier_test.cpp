@@ -23,8 +23,8 @@ protected:
     void Compare(const Page& page, int dpi, int threshold = 128, std::uint32_t start = 1) {
         const Call call{MakePage(page, start), dpi, threshold};
         EXPECT_EQ("", CompareRows(call, GetParam()))
-            << page.bits << " bits, " << page.width << " x " << page.height << ", " << page.dpiX << " and "
-            << page.dpiY << " to " << dpi << ", threshold " << threshold << ", start " << start;
+            << page.bits << " bits, " << page.width << " x " << page.height << ", " << page.dpiX << " and " << page.dpiY
+            << " to " << dpi << ", threshold " << threshold << ", start " << start;
     }
 };
 
@@ -33,10 +33,9 @@ struct Resolutions {
     int to;
 };
 
-constexpr Resolutions CommonResolutions[] = {{300, 200}, {600, 300}, {200, 400}, {300, 600}, {400, 300},
-                                             {200, 300}, {300, 204}, {600, 200}, {300, 400}, {300, 300},
-                                             {96, 300},  {300, 96},  {240, 256}, {200, 256},
-                                             {300, 137}, {299, 200}};
+constexpr Resolutions CommonResolutions[] = {{300, 200}, {600, 300}, {200, 400}, {300, 600}, {400, 300}, {200, 300},
+                                             {300, 204}, {600, 200}, {300, 400}, {300, 300}, {96, 300},  {300, 96},
+                                             {240, 256}, {200, 256}, {300, 137}, {299, 200}};
 
 std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return NameOf(tier.param); }
 
@@ -96,9 +95,8 @@ TEST_P(TransformTier, EqualResolutionsCopy) {
 
 TEST_P(TransformTier, CommonResolutionsAndPictures) {
     for (const Resolutions& at : CommonResolutions) {
-        for (const Picture picture :
-             {Picture::Random, Picture::FewLevels, Picture::Flat, Picture::White, Picture::Black, Picture::Stripes,
-              Picture::Lines, Picture::Levels}) {
+        for (const Picture picture : {Picture::Random, Picture::FewLevels, Picture::Flat, Picture::White,
+                                      Picture::Black, Picture::Stripes, Picture::Lines, Picture::Levels}) {
             Compare({24, 75, 24, at.from, at.from, picture}, at.to);
             Compare({8, 131, 24, at.from, at.from, picture}, at.to);
             Compare({1, 611, 24, at.from, at.from, picture}, at.to);

@@ -17,8 +17,8 @@ Bytes RgbDib() {
 
 TEST_F(TransformClass, PlainAddressesWorkLikeBlocks) {
     for (const unsigned short dpi : {50, 100, 200}) {
-        for (Bytes dib : {RgbDib(), GrayDib(5, 4, 8), ColourTableDib(5, 4, 8),
-                          testdib::MakeDib(9, 4, 1, Ppm100, Ppm100)}) {
+        for (Bytes dib :
+             {RgbDib(), GrayDib(5, 4, 8), ColourTableDib(5, 4, 8), testdib::MakeDib(9, 4, 1, Ppm100, Ppm100)}) {
             const Outcome memory = Transform(dib, dpi);
             Bytes out(memory.out.size());
             CBufTransfer source(dib.data(), 3, 0);
@@ -87,9 +87,8 @@ TEST_F(TransformClass, ColumnMapHasAnEntryForEveryOutputColumn) {
         std::size_t x;
         double fraction;
         int x0, x1, byte0, byte1;
-    } cases[] = {{0, 0, 0, 1, 0, 0},    {1, 0.5, 0, 1, 0, 0},  {15, 0.5, 7, 8, 0, 1},
-                 {16, 0, 8, 9, 1, 1},   {17, 0.5, 8, 9, 1, 1}, {18, 0, 9, 9, 1, 1},
-                 {19, 0.5, 9, 9, 1, 1}};
+    } cases[] = {{0, 0, 0, 1, 0, 0},    {1, 0.5, 0, 1, 0, 0}, {15, 0.5, 7, 8, 0, 1}, {16, 0, 8, 9, 1, 1},
+                 {17, 0.5, 8, 9, 1, 1}, {18, 0, 9, 9, 1, 1},  {19, 0.5, 9, 9, 1, 1}};
     for (const auto& c : cases) {
         const CPosition& p = engine.positions[c.x];
         EXPECT_EQ(p.fraction, c.fraction) << c.x;

@@ -62,7 +62,7 @@ struct Outcome {
 
 // Transforms memory to memory into a block of the queried size, or of `size` bytes, prefilled.
 inline Outcome Transform(const Bytes& dib, unsigned short dpi, int threshold = 128,
-                     int (*progress)(unsigned short) = nullptr, std::size_t size = 0, std::uint8_t fill = 0) {
+                         int (*progress)(unsigned short) = nullptr, std::size_t size = 0, std::uint8_t fill = 0) {
     void* source = testhost::MakeBlock(dib);
     if (size == 0)
         size = QueriedSize(source, dpi);

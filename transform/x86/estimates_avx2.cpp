@@ -12,9 +12,7 @@ namespace {
 
 #define DIBPREP_AVX2 __attribute__((target("avx2")))
 
-DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) {
-    return _mm_loadu_si128(static_cast<const __m128i*>(from));
-}
+DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
 
 DIBPREP_AVX2 inline __m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
 
@@ -26,8 +24,8 @@ DIBPREP_AVX2 inline __m256i DifferenceOf(__m256i pairs) {
 // The samples of eight channels.
 DIBPREP_AVX2 inline __m256i PairsOfEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
                                          const std::uint8_t* shuffles) {
-    const __m256i windows = _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(bytes + offsets[0])),
-                                                    LoadHalf(bytes + offsets[1]), 1);
+    const __m256i windows =
+        _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(bytes + offsets[0])), LoadHalf(bytes + offsets[1]), 1);
     return _mm256_shuffle_epi8(windows, Load(shuffles));
 }
 
@@ -162,8 +160,8 @@ DIBPREP_AVX2 inline __m256i MixAll(const std::int32_t* row0, const std::int32_t*
 // Stores the levels of `count` channels, those of the open groups computed exactly.
 DIBPREP_AVX2 __attribute__((noinline)) void StoreMended(const EstimatePlan& plan, const EstimatedRow& row0,
                                                         const EstimatedRow& row1, double fraction, __m256i levels,
-                                                        std::size_t channel, unsigned int openGroups,
-                                                        std::uint8_t* out, std::size_t count) {
+                                                        std::size_t channel, unsigned int openGroups, std::uint8_t* out,
+                                                        std::size_t count) {
     std::uint8_t whole[32];
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(whole), levels);
     for (; openGroups != 0; openGroups &= openGroups - 1) {

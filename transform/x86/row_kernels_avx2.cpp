@@ -10,9 +10,7 @@ namespace {
 
 #define DIBPREP_AVX2 __attribute__((target("avx2")))
 
-DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) {
-    return _mm_loadu_si128(static_cast<const __m128i*>(from));
-}
+DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
 
 DIBPREP_AVX2 inline __m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
 
@@ -66,8 +64,7 @@ DIBPREP_AVX2 void Weigh(const ColumnPlan& columns, const std::uint8_t* bytes, st
         WeighTwoGroups(plan, bytes, table, to);
     if (table < plan.groups) {
         const __m128i weights = LoadHalf(plan.weights + table * 16);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
-                         _mm_maddubs_epi16(PairsOfGroup(plan, bytes, table), weights));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_maddubs_epi16(PairsOfGroup(plan, bytes, table), weights));
     }
 }
 
@@ -125,8 +122,8 @@ DIBPREP_AVX2 void MixInWords(const std::uint16_t* row0, const std::uint16_t* row
     const __m256i weight0 = _mm256_set1_epi16(static_cast<short>(weights.first));
     const __m256i weight1 = _mm256_set1_epi16(static_cast<short>(weights.second));
     for (std::size_t i = 0; i < count; i += 32) {
-        const __m256i low = _mm256_add_epi16(_mm256_mullo_epi16(Load(row0 + i), weight0),
-                                             _mm256_mullo_epi16(Load(row1 + i), weight1));
+        const __m256i low =
+            _mm256_add_epi16(_mm256_mullo_epi16(Load(row0 + i), weight0), _mm256_mullo_epi16(Load(row1 + i), weight1));
         const __m256i high = _mm256_add_epi16(_mm256_mullo_epi16(Load(row0 + i + 16), weight0),
                                               _mm256_mullo_epi16(Load(row1 + i + 16), weight1));
         StorePart(out + i, PackWords(_mm256_srl_epi16(low, shift), _mm256_srl_epi16(high, shift)), count - i);
@@ -295,8 +292,8 @@ DIBPREP_AVX2 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, s
 
 // The pixels of one combination of samples in the second row: which outcome those of the first pick.
 DIBPREP_AVX2 inline __m256i PickAbove(const __m256i upper[4], const std::uint8_t* outcomes, std::size_t bytes) {
-    const __m256i low = _mm256_or_si256(_mm256_and_si256(upper[0], Load(outcomes)),
-                                        _mm256_and_si256(upper[1], Load(outcomes + bytes)));
+    const __m256i low =
+        _mm256_or_si256(_mm256_and_si256(upper[0], Load(outcomes)), _mm256_and_si256(upper[1], Load(outcomes + bytes)));
     const __m256i high = _mm256_or_si256(_mm256_and_si256(upper[2], Load(outcomes + bytes * 2)),
                                          _mm256_and_si256(upper[3], Load(outcomes + bytes * 3)));
     return _mm256_or_si256(low, high);
@@ -342,10 +339,10 @@ DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::
 // All samples clear, or all set: one combination for 256 pixels.
 DIBPREP_AVX2 inline bool PickUniform(const FourSamples& four, const BitChoice choices[16], std::size_t at,
                                      std::uint8_t* to, std::uint8_t* open) {
-    const __m256i any = _mm256_or_si256(_mm256_or_si256(four.left0, four.right0),
-                                        _mm256_or_si256(four.left1, four.right1));
-    const __m256i all = _mm256_and_si256(_mm256_and_si256(four.left0, four.right0),
-                                         _mm256_and_si256(four.left1, four.right1));
+    const __m256i any =
+        _mm256_or_si256(_mm256_or_si256(four.left0, four.right0), _mm256_or_si256(four.left1, four.right1));
+    const __m256i all =
+        _mm256_and_si256(_mm256_and_si256(four.left0, four.right0), _mm256_and_si256(four.left1, four.right1));
     const bool clear = _mm256_testz_si256(any, any) != 0;
     const bool set = _mm256_testc_si256(all, _mm256_set1_epi8(-1)) != 0;
     const BitChoice& choice = choices[clear ? 0 : 15];
@@ -376,8 +373,8 @@ DIBPREP_AVX2 bool PickChoices(const std::uint8_t* const samples[4], const BitCho
                 const __m256i low = Load(choice->low + i);
                 const __m256i outcome = _mm256_xor_si256(low, _mm256_set1_epi32(static_cast<int>(choice->flip)));
                 picked = _mm256_or_si256(picked, _mm256_and_si256(match, outcome));
-                unsure = _mm256_or_si256(
-                    unsure, _mm256_and_si256(match, _mm256_xor_si256(low, Load(choice->high + i))));
+                unsure =
+                    _mm256_or_si256(unsure, _mm256_and_si256(match, _mm256_xor_si256(low, Load(choice->high + i))));
                 ++choice;
             }
         }

@@ -147,10 +147,8 @@ DIBPREP_SSE2 void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16
         for (std::size_t half = 0; half < 2; ++half) {
             const __m128i top = Load(row0 + i + half * 8);
             const __m128i bottom = Load(row1 + i + half * 8);
-            const __m128i low =
-                MixFourWords(_mm_unpacklo_epi16(top, zero), _mm_unpacklo_epi16(bottom, zero), weight);
-            const __m128i high =
-                MixFourWords(_mm_unpackhi_epi16(top, zero), _mm_unpackhi_epi16(bottom, zero), weight);
+            const __m128i low = MixFourWords(_mm_unpacklo_epi16(top, zero), _mm_unpacklo_epi16(bottom, zero), weight);
+            const __m128i high = MixFourWords(_mm_unpackhi_epi16(top, zero), _mm_unpackhi_epi16(bottom, zero), weight);
             words[half] = _mm_packs_epi32(_mm_srl_epi32(low, shift), _mm_srl_epi32(high, shift));
         }
         StorePart(out + i, _mm_packus_epi16(words[0], words[1]), count - i);
@@ -168,8 +166,7 @@ DIBPREP_SSE2 void MixDoubles(const double* row0, const double* row1, double frac
             fours[part] = MixFour(_mm_loadu_pd(top), _mm_loadu_pd(top + 2), _mm_loadu_pd(bottom),
                                   _mm_loadu_pd(bottom + 2), weight);
         }
-        StorePart(out + i,
-                  _mm_packus_epi16(_mm_packs_epi32(fours[0], fours[1]), _mm_packs_epi32(fours[2], fours[3])),
+        StorePart(out + i, _mm_packus_epi16(_mm_packs_epi32(fours[0], fours[1]), _mm_packs_epi32(fours[2], fours[3])),
                   count - i);
     }
 }
