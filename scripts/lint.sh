@@ -6,12 +6,13 @@
 #                 the plain entries compile as C, too
 #   clang-format  the layout of .clang-format
 #   cppcheck      its warnings, for the library, the host layer and the tool
-#   clang-tidy    the checks of .clang-tidy, for the same (needs a configured build/x64)
+#   clang-tidy    with --deep only: the checks of .clang-tidy, for the same (needs a configured build/x64,
+#                 takes minutes, and has findings that nobody has looked at yet)
 #
 # A program that is not installed is named as SKIPPED. Files that passed clang-tidy are remembered
 # in build/lint until they, a header or the checks change.
 #
-#     scripts/lint.sh [--fix-format]
+#     scripts/lint.sh [--deep | --fix-format]
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 state=build/lint
@@ -80,7 +81,7 @@ if have cppcheck; then
     verdict cppcheck $?
 fi
 
-if have clang-tidy; then
+if [ "${1:-}" = --deep ] && have clang-tidy; then
     if [ -f build/x64/compile_commands.json ]; then
         newest=$(ls -t "${headers[@]}" .clang-tidy | head -1)
         todo=()
