@@ -69,7 +69,10 @@ status=$?
 gcc -std=c99 -fsyntax-only -Wall -Wextra -Iinclude -x c include/dibprep/entries.h || status=1
 verdict headers $status
 
-if have clang-format; then
+# Other versions lay some lines out differently.
+if have clang-format && ! clang-format --version | grep -q 'version 14\.'; then
+    echo "SKIPPED clang-format: not version 14"
+elif have clang-format > /dev/null; then
     clang-format --dry-run --Werror "${all[@]}"
     verdict clang-format $?
 fi
