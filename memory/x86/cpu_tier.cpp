@@ -12,8 +12,12 @@ std::atomic<Tier> highestAllowed{BestKnownTier};
 
 Tier AskProcessor() {
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx2"))
-        return Tier::Avx2;
+    if (__builtin_cpu_supports("avx2")) {
+        const bool all = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+                         __builtin_cpu_supports("avx512vbmi");
+        return all ? Tier::Avx512 : Tier::Avx2;
+    }
     if (__builtin_cpu_supports("ssse3"))
         return Tier::Ssse3;
     return __builtin_cpu_supports("sse2") ? Tier::Sse2 : Tier::Scalar;
@@ -32,6 +36,8 @@ void ForceTier(Tier tier) { highestAllowed.store(tier, std::memory_order_relaxed
 
 const char* NameOf(Tier tier) {
     switch (tier) {
+    case Tier::Avx512:
+        return "AVX512";
     case Tier::Avx2:
         return "AVX2";
     case Tier::Ssse3:
