@@ -101,21 +101,21 @@ void FastRows::MakeByBlocks(const RowTask& task, const unsigned char* lower, uns
         m_table.down[m_layout.storing](m_mixed[upperPlace].mixed + slot, m_mixed[lowerPlace].mixed + slot, task.fy,
                                        out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end));
     };
-    int mixed = 0; // first of the blocks before `begin` that are still to be mixed
+    int pending = 0; // first of the blocks before `begin` that are still to be mixed
     for (int begin = 0; begin < m_blocks.Count();) {
         const int end = std::min(upperRun->end, lowerRun->end);
         if (upperRun->kind != FlatBlocks::Mixed && upperRun->kind == lowerRun->kind) {
-            if (mixed < begin)
-                mix(mixed, begin);
+            if (pending < begin)
+                mix(pending, begin);
             m_table.fill(out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end), ColourOf(upperRun->kind));
-            mixed = end;
+            pending = end;
         }
         upperRun += upperRun->end == end;
         lowerRun += lowerRun->end == end;
         begin = end;
     }
-    if (mixed < m_blocks.Count())
-        mix(mixed, m_blocks.Count());
+    if (pending < m_blocks.Count())
+        mix(pending, m_blocks.Count());
 }
 
 // The place that holds the blocks of a source row, and the mixed row of those of several colours.
