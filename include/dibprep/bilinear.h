@@ -8,7 +8,8 @@
 #include "dibprep/types.h"
 
 /* A view of one packed DIB, as the kernels need it. Owns nothing. */
-struct _tagDIBPARAM { // NOLINT(bugprone-reserved-identifier): part of exported names
+/* NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of exported ones */
+struct _tagDIBPARAM {
     int nWidth;                 /* pixels */
     int nHeight;                /* rows, as stored */
     int nBitCount;              /* bits per pixel */
@@ -27,7 +28,8 @@ struct _tagDIBPARAM { // NOLINT(bugprone-reserved-identifier): part of exported 
 };
 
 /* Where one output column lies in the source row. */
-struct _tagCOORDENTRY { // NOLINT(bugprone-reserved-identifier): as above
+/* NOLINTNEXTLINE(bugprone-reserved-identifier): here, too */
+struct _tagCOORDENTRY {
     int nOffset0;  /* left sample: column times sample unit */
     int nOffset1;  /* right sample: the next column, or the same at the right edge */
     int nFraction; /* weight of the right sample in 1/1024 */
