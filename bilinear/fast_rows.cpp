@@ -94,28 +94,28 @@ void FastRows::MakeByBlocks(const RowTask& task, const unsigned char* lower, uns
     const auto bytesOf = [&](int begin, int end) {
         return std::min(std::int64_t{end} * blockBytes, rowBytes) - std::int64_t{begin} * blockBytes;
     };
-    const auto mix = [&](int begin, int end) {
-        MixMissing(upperPlace, begin, end);
-        MixMissing(lowerPlace, begin, end);
-        const std::ptrdiff_t slot = std::ptrdiff_t{begin} * m_blocks.PixelsPerBlock() * m_layout.slotsPerPixel;
+    const auto mix = [&](int from, int to) {
+        MixMissing(upperPlace, from, to);
+        MixMissing(lowerPlace, from, to);
+        const std::ptrdiff_t slot = std::ptrdiff_t{from} * m_blocks.PixelsPerBlock() * m_layout.slotsPerPixel;
         m_table.down[m_layout.storing](m_mixed[upperPlace].mixed + slot, m_mixed[lowerPlace].mixed + slot, task.fy,
-                                       out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end));
+                                       out + std::ptrdiff_t{from} * blockBytes, bytesOf(from, to));
     };
-    int pending = 0; // first of the blocks before `begin` that are still to be mixed
+    int mixed = 0; // first of the blocks before `begin` that are still to be mixed
     for (int begin = 0; begin < m_blocks.Count();) {
         const int end = std::min(upperRun->end, lowerRun->end);
         if (upperRun->kind != FlatBlocks::Mixed && upperRun->kind == lowerRun->kind) {
-            if (pending < begin)
-                mix(pending, begin);
+            if (mixed < begin)
+                mix(mixed, begin);
             m_table.fill(out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end), ColourOf(upperRun->kind));
-            pending = end;
+            mixed = end;
         }
         upperRun += upperRun->end == end;
         lowerRun += lowerRun->end == end;
         begin = end;
     }
-    if (pending < m_blocks.Count())
-        mix(pending, m_blocks.Count());
+    if (mixed < m_blocks.Count())
+        mix(mixed, m_blocks.Count());
 }
 
 // The place that holds the blocks of a source row, and the mixed row of those of several colours.
