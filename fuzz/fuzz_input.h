@@ -36,7 +36,7 @@ constexpr std::uint64_t MostPromised = std::uint64_t{1} << 17;
 inline void Require(bool holds, const char* what) {
     if (holds)
         return;
-    static_cast<void>(std::fprintf(stderr, "fuzz: %s\n", what));
+    std::fprintf(stderr, "fuzz: %s\n", what);
     std::abort();
 }
 
