@@ -7,7 +7,7 @@
 #   clang-format  the layout of .clang-format
 #   cppcheck      its warnings, for the library, the host layer and the tool
 #   clang-tidy    the checks of .clang-tidy, for the library and the host layer; with --deep for the tool and
-#                 the fuzz targets, too, which takes twice as long (flags as in build/x64)
+#                 the fuzz targets, too, which takes three times as long (flags as in build/x64)
 #
 # A program that is not installed, or not in the version meant, is named as SKIPPED. Files that clang-tidy
 # found clean are remembered in build/lint until they, a header of theirs, their flags or the checks change.
