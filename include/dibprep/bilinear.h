@@ -8,6 +8,7 @@
 #include "dibprep/types.h"
 
 /* A view of one packed DIB, as the kernels need it. Owns nothing. */
+/* NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of exported ones */
 struct _tagDIBPARAM {
     int nWidth;                 /* pixels */
     int nHeight;                /* rows, as stored */
@@ -27,6 +28,7 @@ struct _tagDIBPARAM {
 };
 
 /* Where one output column lies in the source row. */
+/* NOLINTNEXTLINE(bugprone-reserved-identifier): here, too */
 struct _tagCOORDENTRY {
     int nOffset0;  /* left sample: column times sample unit */
     int nOffset1;  /* right sample: the next column, or the same at the right edge */

@@ -140,8 +140,9 @@ public:
 static_assert(sizeof(void*) != 4 || (sizeof(CGray256Image) == 32 && sizeof(CFullColorImage) == 32),
               "a table, an address, a size, and 20 bytes of parameters");
 static_assert(sizeof(CImgConverter) == 4 * sizeof(void*), "a handle and three addresses");
-static_assert(std::is_polymorphic<CGrayImage>::value && !std::has_virtual_destructor<CGrayImage>::value &&
-                  std::is_polymorphic<CColorImage>::value && !std::has_virtual_destructor<CColorImage>::value,
+static_assert(std::is_polymorphic<CGrayImage>::value && !std::has_virtual_destructor<CGrayImage>::value,
+              "four virtual slots and no virtual destructor");
+static_assert(std::is_polymorphic<CColorImage>::value && !std::has_virtual_destructor<CColorImage>::value,
               "four virtual slots and no virtual destructor");
 
 /* Two 5 x 5 tables of weights for hosts that spread an error or a dot; nothing here reads them. */

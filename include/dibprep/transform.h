@@ -112,7 +112,8 @@ public:
     CLinearTransformMem& operator=(const CLinearTransformMem&) = delete;
 
     /* The whole transform; a status as LinearTransformMain gives it. */
-    int LinearTransform(unsigned short mode, int (*progress)(unsigned short), unsigned short dpi, int threshold);
+    int LinearTransform(unsigned short transferMode, int (*callback)(unsigned short), unsigned short dpi,
+                        int blackWhiteThreshold);
     /* Reads header and colour table and sets the source fields and the kind; 0 or 5. */
     int GetSourceImageInfo();
     /* 1 when all 256 stored entries have blue = green = red. */
