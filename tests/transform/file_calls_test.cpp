@@ -20,8 +20,8 @@ struct OpenedFile {
 std::map<std::string, Bytes> disk;
 std::map<void*, OpenedFile> opened;
 std::vector<std::string> calls;
-void* watchedBlock;       // whose locks are told at every CloseHandle; may be null
-int failingCall;          // of `failingFunction`, from 1; 0: none
+void* watchedBlock; // whose locks are told at every CloseHandle; may be null
+int failingCall;    // of `failingFunction`, from 1; 0: none
 std::string failingFunction;
 int countOffBy;           // what the failing call adds to the count that it tells
 bool failingSucceeds;     // the failing call answers success all the same
@@ -174,36 +174,15 @@ TEST_F(FileCalls, TheSizeQueryReadsBothHeadersAndCloses) {
 
 TEST_F(FileCalls, ATransformOpensSourceThenDestinationAndClosesThemTheOtherWayRound) {
     EXPECT_EQ(Run(), 0u);
-    EXPECT_EQ(calls, (Calls{"open in c0000000 3 0 3 10000080 0",
-                            "open out c0000000 3 0 2 10000080 0",
-                            "read in 14",
-                            "tell in 0 0 1",
-                            "read in 40",
-                            "tell in 0 0 1",
-                            "write out 54",
-                            "tell out 0 0 1",
-                            // row 0 from rows 0 and 1
-                            "seek in 54 0 0",
-                            "read in 12",
-                            "tell in 0 0 1",
-                            "seek in 66 0 0",
-                            "read in 12",
-                            "tell in 0 0 1",
-                            "seek out 54 0 0",
-                            "write out 12",
-                            "tell out 0 0 1",
-                            // row 1, the last one, is its own neighbour
-                            "seek in 66 0 0",
-                            "read in 12",
-                            "tell in 0 0 1",
-                            "seek in 66 0 0",
-                            "read in 12",
-                            "tell in 0 0 1",
-                            "seek out 66 0 0",
-                            "write out 12",
-                            "tell out 0 0 1",
-                            "close out 0",
-                            "close in 0"}));
+    EXPECT_EQ(calls,
+              (Calls{"open in c0000000 3 0 3 10000080 0", "open out c0000000 3 0 2 10000080 0", "read in 14",
+                     "tell in 0 0 1", "read in 40", "tell in 0 0 1", "write out 54", "tell out 0 0 1",
+                     // row 0 from rows 0 and 1
+                     "seek in 54 0 0", "read in 12", "tell in 0 0 1", "seek in 66 0 0", "read in 12", "tell in 0 0 1",
+                     "seek out 54 0 0", "write out 12", "tell out 0 0 1",
+                     // row 1, the last one, is its own neighbour
+                     "seek in 66 0 0", "read in 12", "tell in 0 0 1", "seek in 66 0 0", "read in 12", "tell in 0 0 1",
+                     "seek out 66 0 0", "write out 12", "tell out 0 0 1", "close out 0", "close in 0"}));
     EXPECT_EQ(Part(disk["out"], 54, 24), Part(disk["in"], 54, 24));
 }
 
@@ -212,8 +191,10 @@ TEST_F(FileCalls, TheDestinationIsReleasedBeforeTheSourceOnEveryRoad) {
     const Bytes unresolved = testdib::MakeDib(3, 2, 24, 0, 0);
     const auto stop = [](unsigned short) { return 0; };
     for (const auto& [bytes, callback, status] :
-         {std::tuple<Bytes, int (*)(unsigned short), unsigned>{dib, nullptr, 0u}, {dib, stop, 1u},
-          {unresolved, nullptr, 11u}, {Part(dib, 0, 39), nullptr, 5u}}) {
+         {std::tuple<Bytes, int (*)(unsigned short), unsigned>{dib, nullptr, 0u},
+          {dib, stop, 1u},
+          {unresolved, nullptr, 11u},
+          {Part(dib, 0, 39), nullptr, 5u}}) {
         void* block = watchedBlock = testhost::MakeBlock(bytes);
         char out[] = "out";
         calls.clear();
