@@ -84,6 +84,13 @@ TEST_F(BWLine, MixesRowsByTheVerticalFraction) {
     EXPECT_EQ(Line(0.25, {0x00, 0}, {0x80, 0}, 191), 0x00);
 }
 
+TEST_F(BWLine, ComparesTheLowEightBits) {
+    engine.positions = {At(0, 0, 0)};
+    // White, and black at twice the distance: 510, whose low eight bits are 254.
+    EXPECT_EQ(Line(2, {0x80, 0}, {0x00, 0}, 255), 0x80);
+    EXPECT_EQ(Line(2, {0x80, 0}, {0x00, 0}, 254), 0x00);
+}
+
 TEST_F(BWLine, ThresholdExtremes) {
     engine.positions = {At(0, 1, 0), At(2, 3, 0)}; // black, white
     const Bytes row{0x20, 0};
@@ -166,6 +173,18 @@ TEST_F(GrayLine, RowsAreMixedAfterColumns) {
     // 100 and 130, and 30 * 0.53 between them, are 116. Columns after rows would give less than that.
     Columns(engine, 2, 2, 2.0);
     EXPECT_EQ(Line(0x1.1111111111110p-1, {100, 100}, {255, 5})[1], 116);
+}
+
+TEST_F(GrayLine, KeepsTheLowEightBitsOfWhatLiesOutsideThem) {
+    // Only a caller of its own has fractions above 1: 400 and -100.
+    Columns(engine, 2, 2, 1.0);
+    EXPECT_EQ(Line(2, {0, 200}, {200, 50}), (Bytes{144, 156}));
+}
+
+TEST_F(GrayLine, ColumnsKeepSixteenBitsOfTheirPosition) {
+    // Column 1 is at position 65536, which is source column 0 and far from its right neighbour.
+    Columns(engine, 2, 2, 1.0 / 65536);
+    EXPECT_EQ(Line(0, {7, 9}, {7, 9}), (Bytes{7, 7}));
 }
 
 TEST_F(GrayLine, SampleIsTheBlueByteOfTheEntry) {
