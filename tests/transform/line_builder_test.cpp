@@ -175,6 +175,13 @@ TEST_F(GrayLine, RowsAreMixedAfterColumns) {
     EXPECT_EQ(Line(0x1.1111111111110p-1, {100, 100}, {255, 5})[1], 116);
 }
 
+TEST_F(GrayLine, MixesInDoublePrecision) {
+    // Column 1 is 2^-40 short of source column 1: a little less than 200, which single precision is not.
+    Columns(engine, 2, 2, 1 + 0x1p-40);
+    EXPECT_EQ(Line(0, {0, 200}, {0, 200}), (Bytes{0, 199}));
+    EXPECT_EQ(Line(1, {0, 200}, {0, 200}), (Bytes{0, 199}));
+}
+
 TEST_F(GrayLine, KeepsTheLowEightBitsOfWhatLiesOutsideThem) {
     // Only a caller of its own has fractions above 1: 400 and -100.
     Columns(engine, 2, 2, 1.0);
