@@ -197,7 +197,7 @@ TEST_F(Pixels, SetBitIndexMergesNibbles) {
     Block dib(bytes);
     SetBitIndex(dib, 0, 0, 3);
     EXPECT_EQ(dib.Now()[104], 112); // not 48
-    SetBitIndex(dib, 1, 0, 0x1A);   // only the low four bits of the index
+    SetBitIndex(dib, 1, 0, 0x8A);   // only the low four bits of the index
     EXPECT_EQ(dib.Now()[104], 0x7A);
     SetBitIndex(dib, 3, 0, 5);
     EXPECT_EQ(dib.Now()[105], 0x05);
