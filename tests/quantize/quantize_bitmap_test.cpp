@@ -73,6 +73,16 @@ TEST_F(QuantizeBitmap, From16385PixelsAnd65ColoursTheCubeIsUsed) {
     EXPECT_EQ(Shown(out, 16385, 1), pixels);
 }
 
+TEST_F(QuantizeBitmap, PixelsAreWidthTimesHeight) {
+    std::vector<Rgb> pixels = Distinct(65);
+    pixels.resize(129 * 128, pixels[0]); // 16512
+    Bytes dib = TrueColour(129, 128, pixels);
+    const auto q = Quantiser(dib);
+    const Bytes out = Take(q->QuantizeBitmap(1, 0));
+    EXPECT_EQ(q->m_wLinear, 0);
+    EXPECT_EQ(Shown(out, 129, 128), pixels);
+}
+
 TEST_F(QuantizeBitmap, With64ColoursTheListIsUsedForAnySize) {
     std::vector<Rgb> pixels = Distinct(64);
     pixels.resize(16385, pixels[0]);
