@@ -225,6 +225,16 @@ TEST_F(Octree, CutBranchesTakesTheHighestNodeOfAChain) {
     EXPECT_EQ(q.m_pCube[2].m_dwPixels, 0u);
 }
 
+TEST_F(Octree, CutBranchesMergesADeepNodeIntoItsOwnParent) {
+    CNiGoRo2& q = Tree(3);
+    q.InsertColor(255, 255, 255, 0); // nodes 8, 72 and 584
+    for (int i = 0; i < 2; ++i)
+        q.InsertColor(192, 192, 192, 0); // 577, beside it
+    EXPECT_EQ(q.CutBranches(0, 1), 0u);
+    ExpectNode(q.m_pCube[72], 255, 255, 255, 1, 3, 1 << 0, 0);
+    ExpectNode(q.m_pCube[577], 384, 384, 384, 2, 2, 0, 0);
+}
+
 TEST_F(Octree, CutBranchesMergesAllNodesOfTheWeight) {
     CNiGoRo2& q = Tree(1);
     q.InsertColor(0, 0, 0, 0);
