@@ -71,7 +71,9 @@ public:
 
 /*
  * Colour images: all three classes address pixels as blue, green, red triples. Reading (x, y)
- * takes data + y as its row, y bytes in, not y rows; drawing (x, y) uses the stride.
+ * takes data + y as its row, y bytes in, not y rows, and goes through the first slot; drawing (x, y)
+ * uses the stride. The reserved byte is read as 0 and not drawn. The virtual slots are in the order
+ * of the gray images.
  */
 class DIBPREP_API CColorImage : public CImgBuffer, public CImgParameter {
 public:
