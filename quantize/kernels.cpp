@@ -1,6 +1,9 @@
 // The scalar kernels, which define the results of the others, and the choice among them.
 #include "quantize/kernels.h"
 
+#include <cstddef>
+#include <cstring>
+
 namespace dibprep {
 
 namespace {
@@ -8,6 +11,28 @@ namespace {
 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
     for (int i = 0; i < count; ++i, pixels += 3)
         keys[i] = KeyOf(pixels[0] | std::uint32_t{pixels[1]} << 8 | std::uint32_t{pixels[2]} << 16);
+}
+
+bool OfOneColour(const unsigned char* block) {
+    return std::memcmp(block, block + 3, BlockBytes - 3) == 0;
+}
+
+int SameBlocks(const unsigned char* pixels, int blocks) {
+    for (int i = 0; i < blocks; ++i) {
+        const unsigned char* const block = pixels + i * std::ptrdiff_t{BlockBytes};
+        if (std::memcmp(block, pixels, 3) != 0 || !OfOneColour(block))
+            return i;
+    }
+    return blocks;
+}
+
+int MixedBlocks(const unsigned char* pixels, int blocks, std::uint32_t* keys) {
+    for (int i = 0; i < blocks; ++i, pixels += BlockBytes, keys += BlockPixels) {
+        if (OfOneColour(pixels))
+            return i;
+        Keys(pixels, BlockPixels, keys);
+    }
+    return blocks;
 }
 
 void Nearest(const CellScores& scores, unsigned char* indices) {
@@ -24,7 +49,7 @@ void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
-const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, Nearest};
+const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, Nearest};
 
 const QuantizeKernels& KernelsOf(Tier tier) {
     switch (tier) {

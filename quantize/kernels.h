@@ -34,6 +34,11 @@ constexpr unsigned char BlueOf(std::uint32_t key) { return static_cast<unsigned 
 // Pixels whose keys are made at a time: they stay in the first cache.
 constexpr int ChunkPixels = 1024;
 
+// Pixels that are looked at together for being of one colour. Paper and lines are then known by their
+// bytes alone, and no keys are made for them.
+constexpr int BlockPixels = 16;
+constexpr int BlockBytes = 3 * BlockPixels;
+
 // The palette entries that can be nearest to a colour of one cell. Entry i scores red[i][x] +
 // green[i][y] + blue[i][z] for the colour at (x, y, z) of the cell. From the top bit: the squared
 // distance (18 bits), the entry's place in the order that decides ties (6), its index (8). The top
@@ -53,6 +58,11 @@ struct QuantizeKernels {
     Tier tier;
     // The keys of `count` pixels of 24 bits; reads these 3 * count bytes and no others.
     void (*keys)(const unsigned char* pixels, int count, std::uint32_t* keys);
+    // How many of the first `blocks` blocks hold nothing but the colour of the first pixel, up to the
+    // first that does not; reads these blocks only.
+    int (*sameBlocks)(const unsigned char* pixels, int blocks);
+    // The keys of blocks up to the first that is of one colour; how many blocks these are.
+    int (*mixedBlocks)(const unsigned char* pixels, int blocks, std::uint32_t* keys);
     // The nearest entry's index for all 512 colours of a cell, in the order of their keys.
     void (*nearest)(const CellScores& scores, unsigned char* indices);
 };

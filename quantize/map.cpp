@@ -32,8 +32,20 @@ bool FastMap24(CNiGoRo2& quantiser, const unsigned char* source, int width, int 
     std::uint32_t keys[ChunkPixels];
     for (int y = 0; y < height; ++y, source += sourceStride, target += targetStride) {
         for (int x = 0; x < width;) {
-            const int count = std::min(width - x, ChunkPixels);
-            kernels.keys(source + std::size_t{3} * static_cast<unsigned int>(x), count, keys);
+            const unsigned char* const at = source + std::size_t{3} * static_cast<unsigned int>(x);
+            int count = width - x;
+            if (count >= BlockPixels) {
+                const int same = kernels.sameBlocks(at, count / BlockPixels);
+                if (same > 0) {
+                    kernels.keys(at, 1, keys);
+                    tables.MapRun(keys[0], same * BlockPixels, target + x);
+                    x += same * BlockPixels;
+                    continue;
+                }
+                count = kernels.mixedBlocks(at, std::min(count, ChunkPixels) / BlockPixels, keys) * BlockPixels;
+            } else {
+                kernels.keys(at, count, keys);
+            }
             tables.Map(keys, count, target + x);
             x += count;
         }

@@ -100,6 +100,13 @@ void NearestTables::Map(const std::uint32_t* keys, int count, unsigned char* tar
         target[i] = answer(keys[i]);
 }
 
+void NearestTables::MapRun(std::uint32_t key, int count, unsigned char* target) {
+    m_mapped += static_cast<unsigned int>(count);
+    const std::uint32_t offset = m_offsets[key >> LowBits];
+    const unsigned char index = offset ? m_tables[static_cast<std::size_t>(offset) + key - Origin] : Answer(key);
+    std::memset(target, index, static_cast<std::size_t>(count));
+}
+
 // The answer for a colour whose cell has no table yet.
 unsigned char NearestTables::Answer(std::uint32_t key) {
     if (m_made < m_room && m_made * ColoursPerTable < m_mapped + FreeTables * ColoursPerTable && Build(key >> LowBits))

@@ -31,6 +31,8 @@ public:
 
     // The indices of `count` colours.
     void Map(const std::uint32_t* keys, int count, unsigned char* target);
+    // The index of a colour that occurs `count` times in a row.
+    void MapRun(std::uint32_t key, int count, unsigned char* target);
 
 private:
     struct Candidate {

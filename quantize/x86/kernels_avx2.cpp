@@ -28,21 +28,73 @@ DIBPREP_AVX2 inline __m256i KeysOf8(__m256i bgr) {
 // so what comes two calls later is asked for here. Beyond the picture that does nothing.
 constexpr std::uintptr_t FetchAhead = 2 * 3 * ChunkPixels;
 
-DIBPREP_AVX2 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
+DIBPREP_AVX2 inline void Fetch(const unsigned char* pixels) {
+    const std::uintptr_t ahead = reinterpret_cast<std::uintptr_t>(pixels) + FetchAhead;
+    _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
+}
+
+DIBPREP_AVX2 inline __m128i Load16(const unsigned char* at) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+}
+
+DIBPREP_AVX2 inline __m256i Load32(const unsigned char* at) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));
+}
+
+// The keys of eight pixels, four of them in the low twelve bytes of each part.
+DIBPREP_AVX2 inline void PutKeys8(__m128i lower, __m128i upper, std::uint32_t* keys) {
     const __m256i spread =
         _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+    const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(lower), upper, 1);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys), KeysOf8(_mm256_shuffle_epi8(bytes, spread)));
+}
+
+DIBPREP_AVX2 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
     int i = 0;
     // The upper 16-byte load for eight pixels reaches four bytes beyond them.
     for (; i + 10 <= count; i += 8, pixels += 24) {
-        const __m128i lower = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels));
-        const __m128i upper = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels + 12));
-        const std::uintptr_t ahead = reinterpret_cast<std::uintptr_t>(pixels) + FetchAhead;
-        _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
-        const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(lower), upper, 1);
-        const __m256i bgr = _mm256_shuffle_epi8(bytes, spread);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(keys + i), KeysOf8(bgr));
+        Fetch(pixels);
+        PutKeys8(Load16(pixels), Load16(pixels + 12), keys + i);
     }
     ScalarQuantizeKernels.keys(pixels, count - i, keys + i);
+}
+
+// Every byte of the block is the one three bytes on. Two steps of 32 bytes, which overlap, are the 45
+// that have such a successor.
+DIBPREP_AVX2 inline bool OfOneColour(const unsigned char* block) {
+    const __m256i begin = _mm256_cmpeq_epi8(Load32(block), Load32(block + 3));
+    const __m256i end = _mm256_cmpeq_epi8(Load32(block + BlockBytes - 35), Load32(block + BlockBytes - 32));
+    return _mm256_movemask_epi8(_mm256_and_si256(begin, end)) == -1;
+}
+
+// The first block is compared with itself three bytes on. A block behind it is compared with the first
+// one, byte by byte, as it starts a whole number of pixels later.
+DIBPREP_AVX2 int SameBlocks(const unsigned char* pixels, int blocks) {
+    if (blocks <= 0 || !OfOneColour(pixels))
+        return 0;
+    const __m256i begin = Load32(pixels);
+    const __m128i end = Load16(pixels + 32);
+    for (int i = 1; i < blocks; ++i) {
+        pixels += BlockBytes;
+        Fetch(pixels);
+        const int differs = _mm256_movemask_epi8(_mm256_cmpeq_epi8(begin, Load32(pixels))) + 1;
+        const int differsAtEnd = _mm_movemask_epi8(_mm_cmpeq_epi8(end, Load16(pixels + 32))) ^ 0xFFFF;
+        if ((differs | differsAtEnd) != 0)
+            return i;
+    }
+    return blocks;
+}
+
+DIBPREP_AVX2 int MixedBlocks(const unsigned char* pixels, int blocks, std::uint32_t* keys) {
+    for (int i = 0; i < blocks; ++i, pixels += BlockBytes, keys += BlockPixels) {
+        Fetch(pixels);
+        if (OfOneColour(pixels))
+            return i;
+        PutKeys8(Load16(pixels), Load16(pixels + 12), keys);
+        // The block's last twelve bytes, without looking behind it.
+        PutKeys8(Load16(pixels + 24), _mm_srli_si128(Load16(pixels + 32), 4), keys + 8);
+    }
+    return blocks;
 }
 
 DIBPREP_AVX2 inline __m256i Load(const std::uint32_t* at) {
@@ -80,6 +132,6 @@ DIBPREP_AVX2 void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
-const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, Nearest};
+const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, Nearest};
 
 } // namespace dibprep

@@ -1,0 +1,148 @@
+// How the pixels of a picture are counted; see the header.
+#include "quantize/histogram.h"
+
+#include "quantize/source_pixels.h"
+#include "quantize/x86/key_steps.h"
+
+#include <algorithm>
+
+namespace dibprep {
+
+namespace {
+
+// What a pixel adds to its cell's word, by the low bits of its key.
+struct Increments {
+    std::uint64_t of[CellColours];
+
+    constexpr Increments(int pixelsAt, int redAt, int greenAt) : of() {
+        for (std::uint32_t low = 0; low <= LowMask; ++low) {
+            of[low] = std::uint64_t{1} << pixelsAt | std::uint64_t{low >> 6} << redAt |
+                      std::uint64_t{low >> 3 & 7} << greenAt | (low & 7);
+        }
+    }
+};
+
+// Neighbours are mostly of one cell or of two, and an addition to a word that waits for the last one's
+// outcome takes four times as long. So the keys are counted in an order in which neighbours are far
+// apart: one of each eighth of them in turn.
+constexpr int Streams = 8;
+
+} // namespace
+
+// A word that is set aside holds so many pixels at least.
+Histogram::Histogram(std::uint64_t pixels)
+    : m_words(ColourCells, Scratch<std::uint64_t>::Fill::Zeros),
+      m_full(static_cast<std::size_t>(pixels / FullAt) + 1, Scratch<FullWord>::Fill::None) {}
+
+bool Histogram::Counts(const CNiGoRo2& quantiser) {
+    const Layout layout = LayoutOf(quantiser.m_bih);
+    return (layout == Layout::Plain24 || layout == Layout::Plain16) &&
+           quantiser.m_bih.biSize >= sizeof quantiser.m_bih && quantiser.m_bih.biWidth > 0 &&
+           quantiser.m_bih.biHeight > 0;
+}
+
+void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& kernels) {
+    const int width = quantiser.m_bih.biWidth;
+    const int height = quantiser.m_bih.biHeight;
+    const std::size_t stride = SourceRowBytes(quantiser.m_bih.biBitCount, width);
+    const unsigned char* row = quantiser.m_pBits;
+    std::uint32_t keys[ChunkPixels];
+    int waiting = 0; // keys that are not counted yet
+    const auto next = [&](int made) {
+        waiting += made;
+        if (waiting > ChunkPixels - BlockPixels) {
+            Count(keys, waiting);
+            waiting = 0;
+        }
+    };
+    if (quantiser.m_bih.biBitCount == 16) {
+        for (int y = 0; y < height; ++y, row += stride) {
+            for (int x = 0; x < width; ++x) {
+                // The low bits of the channels of 5-5-5 pixels are zero.
+                keys[waiting] = (LoadU16(row + std::size_t{2} * static_cast<unsigned int>(x)) & 0x7FFFu) << LowBits;
+                next(1);
+            }
+        }
+    } else {
+        for (int y = 0; y < height; ++y, row += stride) {
+            const unsigned char* at = row;
+            for (int left = width; left > 0;) {
+                int done = left;
+                if (left >= BlockPixels) {
+                    const int same = kernels.sameBlocks(at, left / BlockPixels);
+                    if (same > 0) {
+                        std::uint32_t key;
+                        kernels.keys(at, 1, &key);
+                        CountRun(key, static_cast<std::uint32_t>(same * BlockPixels));
+                        done = same * BlockPixels;
+                    } else {
+                        const int room = (ChunkPixels - waiting) / BlockPixels;
+                        done = kernels.mixedBlocks(at, std::min(left / BlockPixels, room), keys + waiting) *
+                               BlockPixels;
+                        next(done);
+                    }
+                } else {
+                    kernels.keys(at, left, keys + waiting);
+                    next(left);
+                }
+                left -= done;
+                at += std::size_t{3} * static_cast<unsigned int>(done);
+            }
+        }
+    }
+    Count(keys, waiting);
+}
+
+void Histogram::Count(const std::uint32_t* keys, int count) {
+    static constexpr Increments OfPixel(PixelsAt, RedAt, GreenAt);
+    std::uint64_t* const words = m_words.get();
+    const auto add = [words](std::uint32_t key) {
+        return AddTo<0>(words[key >> LowBits], OfPixel.of[key & LowMask]);
+    };
+    const int step = count / Streams;
+    for (int i = 0; i < step; ++i) {
+        const std::uint32_t* const k = keys + i;
+        const __m128i sum0 = add(k[0]);
+        const __m128i sum1 = add(k[step]);
+        const __m128i sum2 = add(k[2 * step]);
+        const __m128i sum3 = add(k[3 * step]);
+        const bool full = AnySign(sum0, sum1, sum2, sum3);
+        const __m128i sum4 = add(k[4 * step]);
+        const __m128i sum5 = add(k[5 * step]);
+        const __m128i sum6 = add(k[6 * step]);
+        const __m128i sum7 = add(k[7 * step]);
+        if (full || AnySign(sum4, sum5, sum6, sum7))
+            SetFullOnesAside(k, Streams, step);
+    }
+    const int done = step * Streams;
+    for (int i = done; i < count; ++i)
+        add(keys[i]);
+    SetFullOnesAside(keys + done, count - done, 1);
+}
+
+void Histogram::CountRun(std::uint32_t key, std::uint32_t count) {
+    static constexpr Increments OfPixel(PixelsAt, RedAt, GreenAt);
+    const std::uint32_t cell = key >> LowBits;
+    while (count > 0) {
+        const std::uint32_t some = std::min(count, FullAt / 2);
+        m_words[cell] += some * OfPixel.of[key & LowMask];
+        SetAside(cell);
+        count -= some;
+    }
+}
+
+void Histogram::SetAside(std::uint32_t cell) {
+    std::uint64_t& word = m_words[cell];
+    if (static_cast<std::int64_t>(word) < 0) {
+        m_full[m_fullCount++] = {word, cell};
+        word = 0;
+    }
+}
+
+// Rare, and kept out of the loop that counts, which has no register to spare for it.
+void Histogram::SetFullOnesAside(const std::uint32_t* keys, int count, int step) {
+    for (int i = 0; i < count; ++i)
+        SetAside(keys[i * step] >> LowBits);
+}
+
+} // namespace dibprep
