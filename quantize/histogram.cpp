@@ -10,29 +10,29 @@ namespace dibprep {
 
 namespace {
 
-// What a pixel adds to its cell's word, by the low bits of its key.
 struct Increments {
     std::uint64_t of[CellColours];
 
-    constexpr Increments(int pixelsAt, int redAt, int greenAt) : of() {
-        for (std::uint32_t low = 0; low <= LowMask; ++low) {
-            of[low] = std::uint64_t{1} << pixelsAt | std::uint64_t{low >> 6} << redAt |
-                      std::uint64_t{low >> 3 & 7} << greenAt | (low & 7);
-        }
+    constexpr Increments() : of() {
+        for (std::uint32_t low = 0; low <= LowMask; ++low)
+            of[low] = CellWord::Of(low);
     }
 };
 
+constexpr Increments OfPixel;
+
 // Neighbours are mostly of one cell or of two, and an addition to a word that waits for the last one's
 // outcome takes four times as long. So the keys are counted in an order in which neighbours are far
-// apart: one of each eighth of them in turn.
+// apart: one of each eighth of them in turn. Paper is everywhere, though: every other one has words of
+// its own.
 constexpr int Streams = 8;
 
 } // namespace
 
 // A word that is set aside holds so many pixels at least.
 Histogram::Histogram(std::uint64_t pixels)
-    : m_words(ColourCells, Scratch<std::uint64_t>::Fill::Zeros),
-      m_full(static_cast<std::size_t>(pixels / FullAt) + 1, Scratch<FullWord>::Fill::None) {}
+    : m_words(2 * ColourCells, Scratch<std::uint64_t>::Fill::Zeros),
+      m_full(static_cast<std::size_t>(pixels / CellWord::FullAt) + 1, Scratch<FullWord>::Fill::None) {}
 
 bool Histogram::Counts(const CNiGoRo2& quantiser) {
     const Layout layout = LayoutOf(quantiser.m_bih);
@@ -94,45 +94,43 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
 }
 
 void Histogram::Count(const std::uint32_t* keys, int count) {
-    static constexpr Increments OfPixel(PixelsAt, RedAt, GreenAt);
-    std::uint64_t* const words = m_words.get();
-    const auto add = [words](std::uint32_t key) {
+    std::uint64_t* const even = m_words.get();
+    std::uint64_t* const odd = even + ColourCells;
+    const auto add = [](std::uint64_t* words, std::uint32_t key) {
         return AddTo<0>(words[key >> LowBits], OfPixel.of[key & LowMask]);
     };
     const int step = count / Streams;
     for (int i = 0; i < step; ++i) {
         const std::uint32_t* const k = keys + i;
-        const __m128i sum0 = add(k[0]);
-        const __m128i sum1 = add(k[step]);
-        const __m128i sum2 = add(k[2 * step]);
-        const __m128i sum3 = add(k[3 * step]);
+        const __m128i sum0 = add(even, k[0]);
+        const __m128i sum1 = add(odd, k[step]);
+        const __m128i sum2 = add(even, k[2 * step]);
+        const __m128i sum3 = add(odd, k[3 * step]);
         const bool full = AnySign(sum0, sum1, sum2, sum3);
-        const __m128i sum4 = add(k[4 * step]);
-        const __m128i sum5 = add(k[5 * step]);
-        const __m128i sum6 = add(k[6 * step]);
-        const __m128i sum7 = add(k[7 * step]);
+        const __m128i sum4 = add(even, k[4 * step]);
+        const __m128i sum5 = add(odd, k[5 * step]);
+        const __m128i sum6 = add(even, k[6 * step]);
+        const __m128i sum7 = add(odd, k[7 * step]);
         if (full || AnySign(sum4, sum5, sum6, sum7))
             SetFullOnesAside(k, Streams, step);
     }
     const int done = step * Streams;
     for (int i = done; i < count; ++i)
-        add(keys[i]);
+        add(even, keys[i]);
     SetFullOnesAside(keys + done, count - done, 1);
 }
 
 void Histogram::CountRun(std::uint32_t key, std::uint32_t count) {
-    static constexpr Increments OfPixel(PixelsAt, RedAt, GreenAt);
     const std::uint32_t cell = key >> LowBits;
     while (count > 0) {
-        const std::uint32_t some = std::min(count, FullAt / 2);
+        const std::uint32_t some = std::min(count, CellWord::FullAt / 2);
         m_words[cell] += some * OfPixel.of[key & LowMask];
-        SetAside(cell);
+        SetAside(cell, m_words[cell]);
         count -= some;
     }
 }
 
-void Histogram::SetAside(std::uint32_t cell) {
-    std::uint64_t& word = m_words[cell];
+void Histogram::SetAside(std::uint32_t cell, std::uint64_t& word) {
     if (static_cast<std::int64_t>(word) < 0) {
         m_full[m_fullCount++] = {word, cell};
         word = 0;
@@ -141,8 +139,11 @@ void Histogram::SetAside(std::uint32_t cell) {
 
 // Rare, and kept out of the loop that counts, which has no register to spare for it.
 void Histogram::SetFullOnesAside(const std::uint32_t* keys, int count, int step) {
-    for (int i = 0; i < count; ++i)
-        SetAside(keys[i * step] >> LowBits);
+    for (int i = 0; i < count; ++i) {
+        const std::uint32_t cell = keys[i * step] >> LowBits;
+        SetAside(cell, m_words[cell]);
+        SetAside(cell, m_words[ColourCells + cell]);
+    }
 }
 
 } // namespace dibprep

@@ -1,5 +1,5 @@
 // How often the colours of a large picture occur, by cells of 8 x 8 x 8 colours, with the sums of their
-// low bits: one packed word per cell. Runs of one colour are counted at once.
+// low bits in packed words. Runs of one colour are counted at once.
 #pragma once
 
 #include "dibprep/quantize.h"
@@ -19,6 +19,28 @@ struct CellCount {
     std::uint32_t blue;
 };
 
+// A packed word: pixels in bits 51 to 63, then the sums of red, green and blue in 17 bits each. A word
+// is set aside and emptied soon after its sign bit tells 4096 pixels, before it holds 8192: the sums,
+// of at most 7 each, then fit with room to spare.
+struct CellWord {
+    static constexpr int PixelsAt = 51;
+    static constexpr int RedAt = 34;
+    static constexpr int GreenAt = 17;
+    static constexpr std::uint32_t SumMask = (1u << 17) - 1;
+    static constexpr std::uint32_t FullAt = 4096;
+
+    // Of one pixel, by the low bits of its key.
+    static constexpr std::uint64_t Of(std::uint32_t low) {
+        return std::uint64_t{1} << PixelsAt | std::uint64_t{low >> 6} << RedAt |
+               std::uint64_t{low >> 3 & 7} << GreenAt | (low & 7);
+    }
+
+    static CellCount Unpacked(std::uint64_t word) {
+        return {static_cast<std::uint32_t>(word >> PixelsAt), static_cast<std::uint32_t>(word >> RedAt) & SumMask,
+                static_cast<std::uint32_t>(word >> GreenAt) & SumMask, static_cast<std::uint32_t>(word) & SumMask};
+    }
+};
+
 class Histogram {
 public:
     // For at most so many pixels.
@@ -34,40 +56,26 @@ public:
     // Calls apply(cell, count) for all pixels, cell by cell; for some cells several times.
     template <typename Apply>
     void ForEachPart(Apply apply) const {
-        for (std::uint32_t cell = 0; cell < ColourCells; ++cell) {
-            if (m_words[cell])
-                apply(cell, Unpacked(m_words[cell]));
+        for (std::uint32_t i = 0; i < 2 * ColourCells; ++i) {
+            if (m_words[i])
+                apply(i % ColourCells, CellWord::Unpacked(m_words[i]));
         }
         for (std::size_t i = 0; i < m_fullCount; ++i)
-            apply(m_full[i].cell, Unpacked(m_full[i].word));
+            apply(m_full[i].cell, CellWord::Unpacked(m_full[i].word));
     }
 
 private:
-    // A word's pixels stand in bits 51 to 63, then the sums of red, green and blue in 17 bits each. A
-    // word is set aside and emptied soon after its sign bit tells 4096 pixels, before it holds 8192:
-    // the sums, of at most 7 each, then fit with room to spare.
-    static constexpr int RedAt = 34;
-    static constexpr int GreenAt = 17;
-    static constexpr int PixelsAt = 51;
-    static constexpr std::uint32_t SumMask = (1u << 17) - 1;
-    static constexpr std::uint32_t FullAt = 4096;
-
     struct FullWord {
         std::uint64_t word;
         std::uint32_t cell;
     };
 
-    static CellCount Unpacked(std::uint64_t word) {
-        return {static_cast<std::uint32_t>(word >> PixelsAt), static_cast<std::uint32_t>(word >> RedAt) & SumMask,
-                static_cast<std::uint32_t>(word >> GreenAt) & SumMask, static_cast<std::uint32_t>(word) & SumMask};
-    }
-
     void Count(const std::uint32_t* keys, int count);
     void CountRun(std::uint32_t key, std::uint32_t count);
-    void SetAside(std::uint32_t cell);
+    void SetAside(std::uint32_t cell, std::uint64_t& word);
     __attribute__((noinline)) void SetFullOnesAside(const std::uint32_t* keys, int count, int step);
 
-    Scratch<std::uint64_t> m_words;
+    Scratch<std::uint64_t> m_words; // two for each cell
     Scratch<FullWord> m_full; // words set aside
     std::size_t m_fullCount = 0;
 };

@@ -1,6 +1,7 @@
 // The scalar kernels, which define the results of the others, and the choice among them.
 #include "quantize/kernels.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -49,7 +50,23 @@ void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
-const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, Nearest};
+bool SortFewScalar(std::uint32_t* words, int count) {
+    std::uint32_t sorted[FewWords];
+    for (int i = 0; i < count; ++i) {
+        int at = i;
+        for (; at > 0 && sorted[at - 1] > words[i]; --at)
+            sorted[at] = sorted[at - 1];
+        sorted[at] = words[i];
+    }
+    for (int i = 1; i < count; ++i) {
+        if (sorted[i] >> 8 == sorted[i - 1] >> 8)
+            return false;
+    }
+    std::copy_n(sorted, count, words);
+    return true;
+}
+
+const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, SortFewScalar, Nearest};
 
 const QuantizeKernels& KernelsOf(Tier tier) {
     switch (tier) {

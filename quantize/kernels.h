@@ -54,6 +54,9 @@ struct CellScores {
     std::uint32_t blue[Most][8];
 };
 
+// Words that are sorted at once.
+constexpr int FewWords = 16;
+
 struct QuantizeKernels {
     Tier tier;
     // The keys of `count` pixels of 24 bits; reads these 3 * count bytes and no others.
@@ -63,12 +66,19 @@ struct QuantizeKernels {
     int (*sameBlocks)(const unsigned char* pixels, int blocks);
     // The keys of blocks up to the first that is of one colour; how many blocks these are.
     int (*mixedBlocks)(const unsigned char* pixels, int blocks, std::uint32_t* keys);
+    // Sorts `count` words, 16 at most and each less than 2^31, if no two of them are equal but for their
+    // low byte; leaves them and answers false otherwise. Reads and rewrites 16 words; those behind the
+    // last stay as they are.
+    bool (*sortFew)(std::uint32_t* words, int count);
     // The nearest entry's index for all 512 colours of a cell, in the order of their keys.
     void (*nearest)(const CellScores& scores, unsigned char* indices);
 };
 
 // The kernels of a tier, which the processor must have.
 const QuantizeKernels& KernelsOf(Tier tier);
+
+// Also what SSE2 and SSSE3 take.
+bool SortFewScalar(std::uint32_t* words, int count);
 
 extern const QuantizeKernels ScalarQuantizeKernels;
 extern const QuantizeKernels Sse2QuantizeKernels;

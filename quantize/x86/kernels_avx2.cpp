@@ -103,6 +103,64 @@ DIBPREP_AVX2 inline __m256i Load(const std::uint32_t* at) {
 
 DIBPREP_AVX2 inline __m256i All(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
 
+// One step of a sorting network: each word meets the one at `met`, and in the lanes of Larger the
+// larger of both stays.
+template <int Larger>
+DIBPREP_AVX2 inline __m256i Meet(__m256i words, __m256i met) {
+    return _mm256_blend_epi32(_mm256_min_epu32(words, met), _mm256_max_epu32(words, met), Larger);
+}
+
+DIBPREP_AVX2 inline __m256i Reversed(__m256i words) {
+    return _mm256_permute4x64_epi64(_mm256_shuffle_epi32(words, 0x1B), 0x4E);
+}
+
+// Of halves that are bitonic (they rise, then fall, or the other way round).
+DIBPREP_AVX2 inline __m256i SortBitonic4(__m256i words) {
+    words = Meet<0xCC>(words, _mm256_shuffle_epi32(words, 0x4E));
+    return Meet<0xAA>(words, _mm256_shuffle_epi32(words, 0xB1));
+}
+
+DIBPREP_AVX2 inline __m256i SortBitonic8(__m256i words) {
+    return SortBitonic4(Meet<0xF0>(words, _mm256_permute4x64_epi64(words, 0x4E)));
+}
+
+// K. E. Batcher's bitonic sort, 1968.
+DIBPREP_AVX2 inline __m256i Sorted8(__m256i words) {
+    words = Meet<0xAA>(words, _mm256_shuffle_epi32(words, 0xB1));
+    words = Meet<0xCC>(words, _mm256_shuffle_epi32(words, 0x1B));
+    words = Meet<0xAA>(words, _mm256_shuffle_epi32(words, 0xB1));
+    return SortBitonic4(Meet<0xF0>(words, Reversed(words)));
+}
+
+// Unused lanes hold words that are larger than all others and differ.
+DIBPREP_AVX2 bool SortFew(std::uint32_t* words, int count) {
+    const __m256i lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+    const __m256i limit = _mm256_set1_epi32(count);
+    const __m256i used0 = _mm256_cmpgt_epi32(limit, lanes);
+    const __m256i used1 = _mm256_cmpgt_epi32(limit, _mm256_add_epi32(lanes, _mm256_set1_epi32(8)));
+    const __m256i fill0 = _mm256_or_si256(_mm256_set1_epi32(-0x2000), _mm256_slli_epi32(lanes, 8));
+    const __m256i fill1 = _mm256_or_si256(_mm256_set1_epi32(-0x1000), _mm256_slli_epi32(lanes, 8));
+    auto* const at = reinterpret_cast<__m256i*>(words);
+    const __m256i given0 = _mm256_loadu_si256(at);
+    const __m256i given1 = _mm256_loadu_si256(at + 1);
+    const __m256i low = Sorted8(_mm256_blendv_epi8(fill0, given0, used0));
+    const __m256i high = Reversed(Sorted8(_mm256_blendv_epi8(fill1, given1, used1)));
+    const __m256i sorted0 = SortBitonic8(_mm256_min_epu32(low, high));
+    const __m256i sorted1 = SortBitonic8(_mm256_max_epu32(low, high));
+    // Each word and the next one. The last has none: 0 stands there, which it is only when all are.
+    const __m256i rotate = _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0);
+    const __m256i turned1 = _mm256_permutevar8x32_epi32(sorted1, rotate);
+    const __m256i next0 = _mm256_blend_epi32(_mm256_permutevar8x32_epi32(sorted0, rotate), turned1, 0x80);
+    const __m256i next1 = _mm256_blend_epi32(turned1, _mm256_setzero_si256(), 0x80);
+    const __m256i same0 = _mm256_cmpeq_epi32(_mm256_srli_epi32(sorted0, 8), _mm256_srli_epi32(next0, 8));
+    const __m256i same1 = _mm256_cmpeq_epi32(_mm256_srli_epi32(sorted1, 8), _mm256_srli_epi32(next1, 8));
+    if (_mm256_movemask_epi8(_mm256_or_si256(same0, same1)) != 0)
+        return false;
+    _mm256_storeu_si256(at, _mm256_blendv_epi8(given0, sorted0, used0));
+    _mm256_storeu_si256(at + 1, _mm256_blendv_epi8(given1, sorted1, used1));
+    return true;
+}
+
 // Four rows (one red, four greens) of eight blues at a time stay in registers.
 DIBPREP_AVX2 void Nearest(const CellScores& scores, unsigned char* indices) {
     const __m256i index = _mm256_set1_epi32(0xFF);
@@ -132,6 +190,6 @@ DIBPREP_AVX2 void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
-const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, Nearest};
+const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, SortFew, Nearest};
 
 } // namespace dibprep
