@@ -26,6 +26,7 @@ constexpr Increments OfPixel;
 // apart: one of each eighth of them in turn. Paper is everywhere, though: every other one has words of
 // its own.
 constexpr int Streams = 8;
+constexpr int Step = ChunkPixels / Streams;
 
 } // namespace
 
@@ -46,13 +47,14 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
     const int height = quantiser.m_bih.biHeight;
     const std::size_t stride = SourceRowBytes(quantiser.m_bih.biBitCount, width);
     const unsigned char* row = quantiser.m_pBits;
-    std::uint32_t keys[ChunkPixels];
+    std::uint32_t keys[ChunkPixels + BlockPixels];
     int waiting = 0; // keys that are not counted yet
     const auto next = [&](int made) {
         waiting += made;
-        if (waiting > ChunkPixels - BlockPixels) {
-            Count(keys, waiting);
-            waiting = 0;
+        if (waiting >= ChunkPixels) {
+            CountChunk(keys);
+            waiting -= ChunkPixels;
+            std::copy_n(keys + ChunkPixels, waiting, keys);
         }
     };
     if (quantiser.m_bih.biBitCount == 16) {
@@ -76,7 +78,7 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
                         CountRun(key, static_cast<std::uint32_t>(same * BlockPixels));
                         done = same * BlockPixels;
                     } else {
-                        const int room = (ChunkPixels - waiting) / BlockPixels;
+                        const int room = (ChunkPixels - waiting - 1) / BlockPixels + 1;
                         done = kernels.mixedBlocks(at, std::min(left / BlockPixels, room), keys + waiting) *
                                BlockPixels;
                         next(done);
@@ -90,34 +92,29 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
             }
         }
     }
-    Count(keys, waiting);
+    for (int i = 0; i < waiting; ++i)
+        CountRun(keys[i], 1);
 }
 
-void Histogram::Count(const std::uint32_t* keys, int count) {
+void Histogram::CountChunk(const std::uint32_t* keys) {
     std::uint64_t* const even = m_words.get();
-    std::uint64_t* const odd = even + ColourCells;
     const auto add = [](std::uint64_t* words, std::uint32_t key) {
         return AddTo<0>(words[key >> LowBits], OfPixel.of[key & LowMask]);
     };
-    const int step = count / Streams;
-    for (int i = 0; i < step; ++i) {
-        const std::uint32_t* const k = keys + i;
+    for (const std::uint32_t* k = keys; k != keys + Step; ++k) {
+        std::uint64_t* const odd = even + ColourCells;
         const __m128i sum0 = add(even, k[0]);
-        const __m128i sum1 = add(odd, k[step]);
-        const __m128i sum2 = add(even, k[2 * step]);
-        const __m128i sum3 = add(odd, k[3 * step]);
+        const __m128i sum1 = add(odd, k[Step]);
+        const __m128i sum2 = add(even, k[2 * Step]);
+        const __m128i sum3 = add(odd, k[3 * Step]);
         const bool full = AnySign(sum0, sum1, sum2, sum3);
-        const __m128i sum4 = add(even, k[4 * step]);
-        const __m128i sum5 = add(odd, k[5 * step]);
-        const __m128i sum6 = add(even, k[6 * step]);
-        const __m128i sum7 = add(odd, k[7 * step]);
+        const __m128i sum4 = add(even, k[4 * Step]);
+        const __m128i sum5 = add(odd, k[5 * Step]);
+        const __m128i sum6 = add(even, k[6 * Step]);
+        const __m128i sum7 = add(odd, k[7 * Step]);
         if (full || AnySign(sum4, sum5, sum6, sum7))
-            SetFullOnesAside(k, Streams, step);
+            SetFullOnesAside(k);
     }
-    const int done = step * Streams;
-    for (int i = done; i < count; ++i)
-        add(even, keys[i]);
-    SetFullOnesAside(keys + done, count - done, 1);
 }
 
 void Histogram::CountRun(std::uint32_t key, std::uint32_t count) {
@@ -138,9 +135,9 @@ void Histogram::SetAside(std::uint32_t cell, std::uint64_t& word) {
 }
 
 // Rare, and kept out of the loop that counts, which has no register to spare for it.
-void Histogram::SetFullOnesAside(const std::uint32_t* keys, int count, int step) {
-    for (int i = 0; i < count; ++i) {
-        const std::uint32_t cell = keys[i * step] >> LowBits;
+void Histogram::SetFullOnesAside(const std::uint32_t* keys) {
+    for (int i = 0; i < Streams; ++i) {
+        const std::uint32_t cell = keys[i * Step] >> LowBits;
         SetAside(cell, m_words[cell]);
         SetAside(cell, m_words[ColourCells + cell]);
     }

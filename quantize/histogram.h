@@ -70,10 +70,10 @@ private:
         std::uint32_t cell;
     };
 
-    void Count(const std::uint32_t* keys, int count);
+    void CountChunk(const std::uint32_t* keys);
     void CountRun(std::uint32_t key, std::uint32_t count);
     void SetAside(std::uint32_t cell, std::uint64_t& word);
-    __attribute__((noinline)) void SetFullOnesAside(const std::uint32_t* keys, int count, int step);
+    __attribute__((noinline)) void SetFullOnesAside(const std::uint32_t* keys);
 
     Scratch<std::uint64_t> m_words; // two for each cell
     Scratch<FullWord> m_full; // words set aside
