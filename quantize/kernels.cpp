@@ -1,6 +1,8 @@
 // The scalar kernels, which define the results of the others, and the choice among them.
 #include "quantize/kernels.h"
 
+#include "quantize/axis.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -8,6 +10,23 @@
 namespace dibprep {
 
 namespace {
+
+// The squared distances of a value from the nearest and from the farthest end of a cell that starts
+// at 0, by the value + 255.
+struct EndDistances {
+    std::uint64_t of[511]; // nearest in the lower half, farthest in the upper
+
+    constexpr EndDistances() : of() {
+        for (int value = -255; value <= 255; ++value) {
+            const int nearest = value < 0 ? value : value > 7 ? value - 7 : 0;
+            const int farthest = value < 4 ? 7 - value : value;
+            of[value + 255] =
+                static_cast<std::uint64_t>(Square(farthest)) << 32 | static_cast<std::uint64_t>(Square(nearest));
+        }
+    }
+};
+
+constexpr EndDistances Ends;
 
 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
     for (int i = 0; i < count; ++i, pixels += 3)
@@ -50,6 +69,30 @@ void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
+int PickScalar(const CColorTrans2* records, int count, std::uint32_t cell, std::uint16_t* picked) {
+    const std::uint32_t key = cell << LowBits;
+    const std::uint64_t* const reds = Ends.of + 255 - RedOf(key);
+    const std::uint64_t* const greens = Ends.of + 255 - GreenOf(key);
+    const std::uint64_t* const blues = Ends.of + 255 - BlueOf(key);
+    std::uint32_t nearest[MostListed];
+    std::uint32_t bound = 0xFFFFFFFF;
+    for (int i = 0; i < count; ++i) {
+        const tagRGBQUAD& colour = records[i].m_rgb;
+        const std::uint64_t both = reds[colour.rgbRed] + greens[colour.rgbGreen] + blues[colour.rgbBlue];
+        nearest[i] = static_cast<std::uint32_t>(both);
+        bound = std::min(bound, static_cast<std::uint32_t>(both >> 32));
+    }
+    int found = 0;
+    for (int i = 0; i < count; ++i) {
+        if (nearest[i] > bound)
+            continue;
+        if (found == CellScores::Most)
+            return found + 1;
+        picked[found++] = static_cast<std::uint16_t>(i);
+    }
+    return found;
+}
+
 bool SortFewScalar(std::uint32_t* words, int count) {
     std::uint32_t sorted[FewWords];
     for (int i = 0; i < count; ++i) {
@@ -66,7 +109,7 @@ bool SortFewScalar(std::uint32_t* words, int count) {
     return true;
 }
 
-const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, SortFewScalar, Nearest};
+const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, Nearest};
 
 const QuantizeKernels& KernelsOf(Tier tier) {
     switch (tier) {

@@ -6,6 +6,7 @@
 // (the place in the cell).
 #pragma once
 
+#include "dibprep/quantize.h"
 #include "memory/x86/cpu_tier.h"
 
 #include <cstdint>
@@ -54,6 +55,9 @@ struct CellScores {
     std::uint32_t blue[Most][8];
 };
 
+// Longer lists of records, which only a host can have made, are searched colour by colour.
+constexpr int MostListed = 1024;
+
 // Words that are sorted at once.
 constexpr int FewWords = 16;
 
@@ -66,6 +70,10 @@ struct QuantizeKernels {
     int (*sameBlocks)(const unsigned char* pixels, int blocks);
     // The keys of blocks up to the first that is of one colour; how many blocks these are.
     int (*mixedBlocks)(const unsigned char* pixels, int blocks, std::uint32_t* keys);
+    // The numbers of the records that can be nearest to a colour of a cell, in their order: those not
+    // farther from the cell's nearest corner than every record is from its farthest. Answers how many;
+    // CellScores::Most + 1 where there are more than Most. At most MostListed records.
+    int (*pick)(const CColorTrans2* records, int count, std::uint32_t cell, std::uint16_t* picked);
     // Sorts `count` words, 16 at most and each less than 2^31, if no two of them are equal but for their
     // low byte; leaves them and answers false otherwise. Reads and rewrites 16 words; those behind the
     // last stay as they are.
@@ -78,6 +86,7 @@ struct QuantizeKernels {
 const QuantizeKernels& KernelsOf(Tier tier);
 
 // Also what SSE2 and SSSE3 take.
+int PickScalar(const CColorTrans2* records, int count, std::uint32_t cell, std::uint16_t* picked);
 bool SortFewScalar(std::uint32_t* words, int count);
 
 extern const QuantizeKernels ScalarQuantizeKernels;

@@ -103,6 +103,80 @@ DIBPREP_AVX2 inline __m256i Load(const std::uint32_t* at) {
 
 DIBPREP_AVX2 inline __m256i All(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
 
+// The colours of eight records, of which each is twelve bytes long.
+DIBPREP_AVX2 inline __m256i ColoursOf8(const CColorTrans2* records) {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(records);
+    // In three registers they happen to lie in lanes that differ: 0 3 6, 1 4 7, 2 5.
+    const __m256i first6 = _mm256_blend_epi32(Load32(bytes), Load32(bytes + 32), 0x92);
+    const __m256i mixed = _mm256_blend_epi32(first6, Load32(bytes + 64), 0x24);
+    return _mm256_permutevar8x32_epi32(mixed, _mm256_setr_epi32(0, 3, 6, 1, 4, 7, 2, 5));
+}
+
+// In pairs of words: blue and red, green and nothing.
+struct CellEnds {
+    __m256i lower[2];
+    __m256i upper[2];
+};
+
+DIBPREP_AVX2 inline __m256i SumOfSquares(__m256i blueRed, __m256i green) {
+    return _mm256_add_epi32(_mm256_madd_epi16(blueRed, blueRed), _mm256_madd_epi16(green, green));
+}
+
+// The squared distances of eight colours from the nearest corner of a cell, into `nearest`, and from
+// the farthest.
+DIBPREP_AVX2 inline __m256i Distances(const CColorTrans2* records, const CellEnds& ends, std::uint32_t* nearest) {
+    const __m256i colours = ColoursOf8(records);
+    const __m256i values[2] = {_mm256_and_si256(colours, _mm256_set1_epi32(0xFF00FF)),
+                               _mm256_and_si256(_mm256_srli_epi32(colours, 8), _mm256_set1_epi32(0xFF))};
+    __m256i near[2];
+    __m256i far[2];
+    for (int i = 0; i < 2; ++i) {
+        const __m256i below = _mm256_sub_epi16(ends.lower[i], values[i]);
+        const __m256i above = _mm256_sub_epi16(values[i], ends.upper[i]);
+        near[i] = _mm256_max_epi16(_mm256_max_epi16(below, above), _mm256_setzero_si256());
+        far[i] = _mm256_max_epi16(_mm256_sub_epi16(ends.upper[i], values[i]),
+                                  _mm256_sub_epi16(values[i], ends.lower[i]));
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(nearest), SumOfSquares(near[0], near[1]));
+    return SumOfSquares(far[0], far[1]);
+}
+
+DIBPREP_AVX2 int Pick(const CColorTrans2* records, int count, std::uint32_t cell, std::uint16_t* picked) {
+    const std::uint32_t key = cell << LowBits;
+    const CellEnds ends = {{_mm256_set1_epi32(RedOf(key) << 16 | BlueOf(key)), _mm256_set1_epi32(GreenOf(key))},
+                           {_mm256_set1_epi32((RedOf(key) + 7) << 16 | (BlueOf(key) + 7)),
+                            _mm256_set1_epi32(GreenOf(key) + 7)}};
+    std::uint32_t nearest[MostListed];
+    __m256i least = _mm256_set1_epi32(0x7FFFFFFF);
+    int i = 0;
+    for (; i + 8 <= count; i += 8)
+        least = _mm256_min_epu32(least, Distances(records + i, ends, nearest + i));
+    if (i < count) {
+        // The last ones; the first of them stands for what is missing.
+        CColorTrans2 rest[8];
+        for (int k = 0; k < 8; ++k)
+            rest[k] = records[i + k < count ? i + k : i];
+        least = _mm256_min_epu32(least, Distances(rest, ends, nearest + i));
+    }
+    __m128i bound = _mm_min_epu32(_mm256_castsi256_si128(least), _mm256_extracti128_si256(least, 1));
+    bound = _mm_min_epu32(bound, _mm_shuffle_epi32(bound, 0x4E));
+    bound = _mm_min_epu32(bound, _mm_shuffle_epi32(bound, 0xB1));
+    const __m256i all = _mm256_broadcastd_epi32(bound);
+    int found = 0;
+    for (i = 0; i < count; i += 8) {
+        const __m256i farther =
+            _mm256_cmpgt_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(nearest + i)), all);
+        const unsigned int unused = count - i < 8 ? 0xFFu << (count - i) : 0;
+        auto set = ~(static_cast<unsigned int>(_mm256_movemask_ps(_mm256_castsi256_ps(farther))) | unused) & 0xFF;
+        for (; set != 0; set &= set - 1) {
+            if (found == CellScores::Most)
+                return found + 1;
+            picked[found++] = static_cast<std::uint16_t>(i + __builtin_ctz(set));
+        }
+    }
+    return found;
+}
+
 // One step of a sorting network: each word meets the one at `met`, and in the lanes of Larger the
 // larger of both stays.
 template <int Larger>
@@ -190,6 +264,6 @@ DIBPREP_AVX2 void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
-const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, SortFew, Nearest};
+const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, Pick, SortFew, Nearest};
 
 } // namespace dibprep
