@@ -30,10 +30,10 @@ constexpr int Step = ChunkPixels / Streams;
 
 } // namespace
 
-// A word that is set aside holds so many pixels at least.
+// A word that is set aside holds that many pixels at least.
 Histogram::Histogram(std::uint64_t pixels)
     : m_words(2 * ColourCells, Scratch<std::uint64_t>::Fill::Zeros),
-      m_full(static_cast<std::size_t>(pixels / CellWord::FullAt) + 1, Scratch<FullWord>::Fill::None) {}
+      m_full(static_cast<std::size_t>(pixels / (CellWord::FullAt - 1)) + 1, Scratch<FullWord>::Fill::None) {}
 
 bool Histogram::Counts(const CNiGoRo2& quantiser) {
     const Layout layout = LayoutOf(quantiser.m_bih);
@@ -127,10 +127,11 @@ void Histogram::CountRun(std::uint32_t key, std::uint32_t count) {
     }
 }
 
+// A pixel without low bits stays behind, so that the word of a colour that occurs is never 0.
 void Histogram::SetAside(std::uint32_t cell, std::uint64_t& word) {
     if (static_cast<std::int64_t>(word) < 0) {
-        m_full[m_fullCount++] = {word, cell};
-        word = 0;
+        m_full[m_fullCount++] = {word - CellWord::Of(0), cell};
+        word = CellWord::Of(0);
     }
 }
 

@@ -56,10 +56,21 @@ public:
     // Calls apply(cell, count) for all pixels, cell by cell; for some cells several times.
     template <typename Apply>
     void ForEachPart(Apply apply) const {
-        for (std::uint32_t i = 0; i < 2 * ColourCells; ++i) {
-            if (m_words[i])
-                apply(i % ColourCells, CellWord::Unpacked(m_words[i]));
+        for (std::uint32_t cell = 0; cell < ColourCells; ++cell) {
+            if (m_words[cell])
+                apply(cell, Even(cell));
+            if (m_words[ColourCells + cell])
+                apply(cell, Odd(cell));
         }
+        ForEachFull(apply);
+    }
+
+    // The parts by themselves: what is counted last in two words, and what was set aside before. A cell
+    // that occurs has pixels in one of its words.
+    CellCount Even(std::uint32_t cell) const { return CellWord::Unpacked(m_words[cell]); }
+    CellCount Odd(std::uint32_t cell) const { return CellWord::Unpacked(m_words[ColourCells + cell]); }
+    template <typename Apply>
+    void ForEachFull(Apply apply) const {
         for (std::size_t i = 0; i < m_fullCount; ++i)
             apply(m_full[i].cell, CellWord::Unpacked(m_full[i].word));
     }
