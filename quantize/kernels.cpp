@@ -93,6 +93,23 @@ int PickScalar(const CColorTrans2* records, int count, std::uint32_t cell, std::
     return found;
 }
 
+// The place in the order that decides among equals: 0 to the start for those met on the way down, then
+// the places behind it.
+int SearchScalar(const ListedColours& list, const unsigned char* pixel) {
+    const int start = list.start[pixel[0]];
+    std::uint32_t best = 0xFFFFFFFF;
+    for (int i = 0; i < list.count; ++i) {
+        const int blue = static_cast<int>(list.blueRed[i] & 0xFF) - pixel[0];
+        const int red = static_cast<int>(list.blueRed[i] >> 16) - pixel[2];
+        const int green = static_cast<int>(list.green[i]) - pixel[1];
+        const int order = i <= start ? start - i : i;
+        best = std::min(best, static_cast<std::uint32_t>(Square(blue) + Square(green) + Square(red)) << 8 |
+                                  static_cast<std::uint32_t>(order));
+    }
+    const int order = static_cast<int>(best & 0xFF);
+    return order <= start ? start - order : order;
+}
+
 bool SortFewScalar(std::uint32_t* words, int count) {
     std::uint32_t sorted[FewWords];
     for (int i = 0; i < count; ++i) {
@@ -109,7 +126,7 @@ bool SortFewScalar(std::uint32_t* words, int count) {
     return true;
 }
 
-const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, Nearest};
+const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, SearchScalar, Nearest};
 
 const QuantizeKernels& KernelsOf(Tier tier) {
     switch (tier) {

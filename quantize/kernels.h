@@ -58,6 +58,14 @@ struct CellScores {
 // Longer lists of records, which only a host can have made, are searched colour by colour.
 constexpr int MostListed = 1024;
 
+// A palette in order of blue, as the list search goes through it, padded to whole vectors.
+struct ListedColours {
+    int count;
+    std::uint32_t blueRed[256]; // blue in the low word, red in the high one
+    std::uint32_t green[256];
+    unsigned char start[256]; // where the search starts for a blue
+};
+
 // Words that are sorted at once.
 constexpr int FewWords = 16;
 
@@ -78,6 +86,9 @@ struct QuantizeKernels {
     // low byte; leaves them and answers false otherwise. Reads and rewrites 16 words; those behind the
     // last stay as they are.
     bool (*sortFew)(std::uint32_t* words, int count);
+    // The place of the nearest colour to a pixel in such a list: among equals the start, then those
+    // before it backwards, then those behind it.
+    int (*search)(const ListedColours& list, const unsigned char* pixel);
     // The nearest entry's index for all 512 colours of a cell, in the order of their keys.
     void (*nearest)(const CellScores& scores, unsigned char* indices);
 };
@@ -87,6 +98,7 @@ const QuantizeKernels& KernelsOf(Tier tier);
 
 // Also what SSE2 and SSSE3 take.
 int PickScalar(const CColorTrans2* records, int count, std::uint32_t cell, std::uint16_t* picked);
+int SearchScalar(const ListedColours& list, const unsigned char* pixel);
 bool SortFewScalar(std::uint32_t* words, int count);
 
 extern const QuantizeKernels ScalarQuantizeKernels;

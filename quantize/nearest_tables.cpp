@@ -39,30 +39,7 @@ NearestTables::NearestTables(CNiGoRo2& quantiser, const QuantizeKernels& kernels
     m_room = static_cast<std::uint32_t>(std::min<std::uint64_t>(colours / ColoursPerTable + FreeTables, ColourCells));
     for (; m_room >= FreeTables && !m_tables; m_room = m_tables ? m_room : m_room / 2)
         m_tables = static_cast<unsigned char*>(std::malloc(std::size_t{m_room} * CellColours));
-    m_usable = m_offsets && m_scores && m_tables && (!quantiser.m_wLinear || PrepareListSearch());
-}
-
-// The list search over a palette in order of blue finds the nearest entry; among equals the start,
-// then those before it backwards, then those behind it.
-bool NearestTables::PrepareListSearch() {
-    const CColorTrans2* const palette = m_quantiser.m_Palette;
-    const int count = UsedRecords(m_quantiser);
-    if (count == 0)
-        return false;
-    for (int i = 1; i < count; ++i) {
-        if (palette[i].m_rgb.rgbBlue < palette[i - 1].m_rgb.rgbBlue)
-            return false;
-    }
-    int start = 0;
-    for (int blue = 0; blue < 256; ++blue) {
-        if (count > 1 && blue > palette[0].m_rgb.rgbBlue) {
-            start = std::max(start, 1);
-            while (start < count - 1 && palette[start].m_rgb.rgbBlue < blue)
-                ++start;
-        }
-        m_start[blue] = static_cast<unsigned char>(start);
-    }
-    return true;
+    m_usable = m_offsets && m_scores && m_tables && (!quantiser.m_wLinear || FindListStarts(quantiser, m_start));
 }
 
 void NearestTables::Map(const std::uint32_t* keys, int count, unsigned char* target) {

@@ -11,6 +11,7 @@
 
 #include "dibprep/quantize.h"
 #include "quantize/kernels.h"
+#include "quantize/list_starts.h"
 #include "quantize/scratch.h"
 
 #include <cstdint>
@@ -35,7 +36,6 @@ public:
     void MapRun(std::uint32_t key, int count, unsigned char* target);
 
 private:
-    bool PrepareListSearch();
     __attribute__((noinline)) unsigned char Answer(std::uint32_t key);
     bool Build(std::uint32_t cell);
     void SetScores(std::uint32_t cell, const CColorTrans2* records, const std::uint16_t* picked, int count);

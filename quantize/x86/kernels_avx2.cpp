@@ -103,6 +103,12 @@ DIBPREP_AVX2 inline __m256i Load(const std::uint32_t* at) {
 
 DIBPREP_AVX2 inline __m256i All(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
 
+DIBPREP_AVX2 inline __m128i LeastOf(__m256i words) {
+    __m128i least = _mm_min_epu32(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+    least = _mm_min_epu32(least, _mm_shuffle_epi32(least, 0x4E));
+    return _mm_min_epu32(least, _mm_shuffle_epi32(least, 0xB1));
+}
+
 // The colours of eight records, of which each is twelve bytes long.
 DIBPREP_AVX2 inline __m256i ColoursOf8(const CColorTrans2* records) {
     const auto* const bytes = reinterpret_cast<const unsigned char*>(records);
@@ -158,10 +164,7 @@ DIBPREP_AVX2 int Pick(const CColorTrans2* records, int count, std::uint32_t cell
             rest[k] = records[i + k < count ? i + k : i];
         least = _mm256_min_epu32(least, Distances(rest, ends, nearest + i));
     }
-    __m128i bound = _mm_min_epu32(_mm256_castsi256_si128(least), _mm256_extracti128_si256(least, 1));
-    bound = _mm_min_epu32(bound, _mm_shuffle_epi32(bound, 0x4E));
-    bound = _mm_min_epu32(bound, _mm_shuffle_epi32(bound, 0xB1));
-    const __m256i all = _mm256_broadcastd_epi32(bound);
+    const __m256i all = _mm256_broadcastd_epi32(LeastOf(least));
     int found = 0;
     for (i = 0; i < count; i += 8) {
         const __m256i farther =
@@ -175,6 +178,28 @@ DIBPREP_AVX2 int Pick(const CColorTrans2* records, int count, std::uint32_t cell
         }
     }
     return found;
+}
+
+// What pads the list is beyond its end: such colours get the largest score.
+DIBPREP_AVX2 int Search(const ListedColours& list, const unsigned char* pixel) {
+    const int start = list.start[pixel[0]];
+    const __m256i blueRed = _mm256_set1_epi32(pixel[2] << 16 | pixel[0]);
+    const __m256i green = _mm256_set1_epi32(pixel[1]);
+    const __m256i starts = _mm256_set1_epi32(start);
+    const __m256i last = _mm256_set1_epi32(list.count - 1);
+    __m256i place = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+    __m256i least = _mm256_set1_epi32(-1);
+    for (int i = 0; i < list.count; i += 8) {
+        const __m256i sum = SumOfSquares(_mm256_sub_epi16(Load(list.blueRed + i), blueRed),
+                                         _mm256_sub_epi16(Load(list.green + i), green));
+        const __m256i behind = _mm256_cmpgt_epi32(place, starts);
+        const __m256i order = _mm256_blendv_epi8(_mm256_sub_epi32(starts, place), place, behind);
+        const __m256i score = _mm256_or_si256(_mm256_slli_epi32(sum, 8), order);
+        least = _mm256_min_epu32(least, _mm256_or_si256(score, _mm256_cmpgt_epi32(place, last)));
+        place = _mm256_add_epi32(place, _mm256_set1_epi32(8));
+    }
+    const int order = _mm_cvtsi128_si32(LeastOf(least)) & 0xFF;
+    return order <= start ? start - order : order;
 }
 
 // One step of a sorting network: each word meets the one at `met`, and in the lanes of Larger the
@@ -264,6 +289,6 @@ DIBPREP_AVX2 void Nearest(const CellScores& scores, unsigned char* indices) {
 
 } // namespace
 
-const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, Pick, SortFew, Nearest};
+const QuantizeKernels Avx2QuantizeKernels = {Tier::Avx2, Keys, SameBlocks, MixedBlocks, Pick, SortFew, Search, Nearest};
 
 } // namespace dibprep

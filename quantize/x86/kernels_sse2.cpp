@@ -60,6 +60,6 @@ DIBPREP_TARGET void NearestSse2(const CellScores& scores, unsigned char* indices
     }
 }
 
-const QuantizeKernels Sse2QuantizeKernels = {Tier::Sse2, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, NearestSse2};
+const QuantizeKernels Sse2QuantizeKernels = {Tier::Sse2, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, SearchScalar, NearestSse2};
 
 } // namespace dibprep
