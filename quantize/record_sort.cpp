@@ -13,10 +13,13 @@ namespace dibprep {
 // A few words of which no two are equal have one order only, whatever swaps make it. And where the
 // pivot is no more than all words are at least (`least`), no word is less: the pivot comes first, and
 // the words need not be looked at. Many equal ones would otherwise each cost a pass over all.
-void RecordOrder::SortPart(std::uint32_t* v, int n, std::uint32_t least) {
+void RecordOrder::SortPart(std::uint32_t* v, int n, std::uint32_t least, int few) {
     while (n > 2) {
-        if (n <= FewWords && m_kernels.sortFew(v, n))
-            return;
+        if (n <= few && (v[n >> 1] & ~NumberMask) != least) {
+            if (m_kernels.sortFew(v, n))
+                return;
+            few = n / 2; // two are equal; parts of the words may yet do without them
+        }
         std::swap(v[0], v[n >> 1]);
         const std::uint32_t pivot = v[0] & ~NumberMask; // records of equal rank are not less
         if (pivot == least) {
@@ -41,12 +44,12 @@ void RecordOrder::SortPart(std::uint32_t* v, int n, std::uint32_t least) {
         std::uint32_t* const upper = v + front;
         const int upperCount = n - 1 - last;
         if (last < upperCount) {
-            SortPart(v, last, least);
+            SortPart(v, last, least, few);
             v = upper;
             n = upperCount;
             least = pivot;
         } else {
-            SortPart(upper, upperCount, pivot);
+            SortPart(upper, upperCount, pivot, few);
             n = last;
         }
     }

@@ -21,10 +21,10 @@ public:
     std::uint32_t Number(int i) const { return m_words[i] & NumberMask; }
 
     // Sorts the first `count` words as Qsort sorts records: the same swaps, seen from outside.
-    void Sort(int count) { SortPart(m_words, count, 0); }
+    void Sort(int count) { SortPart(m_words, count, 0, FewWords); }
 
 private:
-    void SortPart(std::uint32_t* v, int n, std::uint32_t least);
+    void SortPart(std::uint32_t* v, int n, std::uint32_t least, int few);
 
     const QuantizeKernels& m_kernels;
     std::uint32_t m_words[MostRecords + FewWords]; // the kernel rewrites some words behind the last
