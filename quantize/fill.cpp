@@ -58,8 +58,8 @@ bool FastFillTree(CNiGoRo2& quantiser) {
     const Tier tier = CurrentTier();
     if (tier == Tier::Scalar || !Histogram::Counts(quantiser) || quantiser.m_wDepth > MostDepth)
         return false;
-    const std::uint64_t pixels = static_cast<std::uint64_t>(quantiser.m_bih.biWidth) *
-                                 static_cast<std::uint32_t>(quantiser.m_bih.biHeight);
+    const std::uint64_t pixels =
+        static_cast<std::uint64_t>(quantiser.m_bih.biWidth) * static_cast<std::uint32_t>(quantiser.m_bih.biHeight);
     if (pixels < LeastPixels)
         return false;
     Histogram histogram(pixels);

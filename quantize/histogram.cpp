@@ -79,8 +79,8 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
                         done = same * BlockPixels;
                     } else {
                         const int room = (ChunkPixels - waiting - 1) / BlockPixels + 1;
-                        done = kernels.mixedBlocks(at, std::min(left / BlockPixels, room), keys + waiting) *
-                               BlockPixels;
+                        done =
+                            kernels.mixedBlocks(at, std::min(left / BlockPixels, room), keys + waiting) * BlockPixels;
                         next(done);
                     }
                 } else {
@@ -99,7 +99,7 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
 void Histogram::CountChunk(const std::uint32_t* keys) {
     std::uint64_t* const even = m_words.get();
     const auto add = [](std::uint64_t* words, std::uint32_t key) {
-        return AddTo<0>(words[key >> LowBits], OfPixel.of[key & LowMask]);
+        return AddTo(words[key >> LowBits], OfPixel.of[key & LowMask]);
     };
     for (const std::uint32_t* k = keys; k != keys + Step; ++k) {
         std::uint64_t* const odd = even + ColourCells;

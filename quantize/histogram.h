@@ -87,7 +87,7 @@ private:
     __attribute__((noinline)) void SetFullOnesAside(const std::uint32_t* keys);
 
     Scratch<std::uint64_t> m_words; // two for each cell
-    Scratch<FullWord> m_full; // words set aside
+    Scratch<FullWord> m_full;       // words set aside
     std::size_t m_fullCount = 0;
 };
 

@@ -33,9 +33,7 @@ void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
         keys[i] = KeyOf(pixels[0] | std::uint32_t{pixels[1]} << 8 | std::uint32_t{pixels[2]} << 16);
 }
 
-bool OfOneColour(const unsigned char* block) {
-    return std::memcmp(block, block + 3, BlockBytes - 3) == 0;
-}
+bool OfOneColour(const unsigned char* block) { return std::memcmp(block, block + 3, BlockBytes - 3) == 0; }
 
 int SameBlocks(const unsigned char* pixels, int blocks) {
     for (int i = 0; i < blocks; ++i) {
@@ -126,7 +124,8 @@ bool SortFewScalar(std::uint32_t* words, int count) {
     return true;
 }
 
-const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, SearchScalar, Nearest};
+const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys,          SameBlocks,   MixedBlocks,
+                                               PickScalar,   SortFewScalar, SearchScalar, Nearest};
 
 const QuantizeKernels& KernelsOf(Tier tier) {
     switch (tier) {

@@ -16,7 +16,7 @@ constexpr std::uint64_t LeastCounted = 4096;
 
 // A path's levels from the top hold the bits of blue, green and red, from the top.
 struct Paths {
-    std::uint16_t ofChannel[32]; // a channel's bits, two zeros between each
+    std::uint16_t ofChannel[32];  // a channel's bits, two zeros between each
     std::uint16_t cellOfLow[512]; // the cells of the lower nine bits and of the upper six
     std::uint16_t cellOfHigh[64];
 

@@ -23,8 +23,7 @@ bool Worthwhile(int width, int height) {
 
 // Rows of a small picture: every colour is looked for in the whole list at once, but for neighbours of
 // one colour.
-bool MapSmall24(const CNiGoRo2& quantiser, const unsigned char* source, int width, int height,
-                unsigned char* target) {
+bool MapSmall24(const CNiGoRo2& quantiser, const unsigned char* source, int width, int height, unsigned char* target) {
     const Tier tier = CurrentTier();
     ListedColours list;
     if (tier < Tier::Avx2 || !quantiser.m_wLinear || !FindListStarts(quantiser, list.start))

@@ -87,8 +87,7 @@ unsigned char NearestTables::Answer(std::uint32_t key) {
 // What decides among equal distances goes into the scores by blue: the place in the list of a cell of
 // the cube, or the place in the order in which the list search comes by, which depends on the blue it
 // looks for.
-void NearestTables::SetScores(std::uint32_t cell, const CColorTrans2* records, const std::uint16_t* picked,
-                              int count) {
+void NearestTables::SetScores(std::uint32_t cell, const CColorTrans2* records, const std::uint16_t* picked, int count) {
     CellScores& scores = m_scores[0];
     const std::uint32_t key = cell << LowBits;
     // Of the distances from a channel's value to the eight of the cell.

@@ -32,9 +32,8 @@ bool FastBuildPalette(CNiGoRo2& quantiser, tagRGBQUAD* table) {
     const int count = UsedRecords(quantiser);
     CColorTrans2* const records = quantiser.m_Palette;
     const Tier tier = CurrentTier();
-    if (tier == Tier::Scalar || std::any_of(records, records + count, [](const CColorTrans2& record) {
-            return record.m_dwCount > MostPixels;
-        }))
+    if (tier == Tier::Scalar ||
+        std::any_of(records, records + count, [](const CColorTrans2& record) { return record.m_dwCount > MostPixels; }))
         return false;
     RecordOrder order(KernelsOf(tier));
     // The colour table lists the colours from the least to the most used.

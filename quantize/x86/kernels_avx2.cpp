@@ -140,8 +140,8 @@ DIBPREP_AVX2 inline __m256i Distances(const CColorTrans2* records, const CellEnd
         const __m256i below = _mm256_sub_epi16(ends.lower[i], values[i]);
         const __m256i above = _mm256_sub_epi16(values[i], ends.upper[i]);
         near[i] = _mm256_max_epi16(_mm256_max_epi16(below, above), _mm256_setzero_si256());
-        far[i] = _mm256_max_epi16(_mm256_sub_epi16(ends.upper[i], values[i]),
-                                  _mm256_sub_epi16(values[i], ends.lower[i]));
+        far[i] =
+            _mm256_max_epi16(_mm256_sub_epi16(ends.upper[i], values[i]), _mm256_sub_epi16(values[i], ends.lower[i]));
     }
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(nearest), SumOfSquares(near[0], near[1]));
     return SumOfSquares(far[0], far[1]);
@@ -149,9 +149,9 @@ DIBPREP_AVX2 inline __m256i Distances(const CColorTrans2* records, const CellEnd
 
 DIBPREP_AVX2 int Pick(const CColorTrans2* records, int count, std::uint32_t cell, std::uint16_t* picked) {
     const std::uint32_t key = cell << LowBits;
-    const CellEnds ends = {{_mm256_set1_epi32(RedOf(key) << 16 | BlueOf(key)), _mm256_set1_epi32(GreenOf(key))},
-                           {_mm256_set1_epi32((RedOf(key) + 7) << 16 | (BlueOf(key) + 7)),
-                            _mm256_set1_epi32(GreenOf(key) + 7)}};
+    const CellEnds ends = {
+        {_mm256_set1_epi32(RedOf(key) << 16 | BlueOf(key)), _mm256_set1_epi32(GreenOf(key))},
+        {_mm256_set1_epi32((RedOf(key) + 7) << 16 | (BlueOf(key) + 7)), _mm256_set1_epi32(GreenOf(key) + 7)}};
     std::uint32_t nearest[MostListed];
     __m256i least = _mm256_set1_epi32(0x7FFFFFFF);
     int i = 0;

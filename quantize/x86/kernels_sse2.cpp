@@ -9,7 +9,9 @@ namespace dibprep {
 
 namespace {
 
-DIBPREP_TARGET inline __m128i Pixel(const unsigned char* at) { return _mm_cvtsi32_si128(static_cast<int>(LoadU32(at))); }
+DIBPREP_TARGET inline __m128i Pixel(const unsigned char* at) {
+    return _mm_cvtsi32_si128(static_cast<int>(LoadU32(at)));
+}
 
 // Four pixels from twelve bytes. The four-byte load of the last one starts a byte early.
 DIBPREP_TARGET inline __m128i Pixels4(const unsigned char* pixels) {
@@ -60,6 +62,7 @@ DIBPREP_TARGET void NearestSse2(const CellScores& scores, unsigned char* indices
     }
 }
 
-const QuantizeKernels Sse2QuantizeKernels = {Tier::Sse2, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, SearchScalar, NearestSse2};
+const QuantizeKernels Sse2QuantizeKernels = {Tier::Sse2, Keys,          SameBlocks,   MixedBlocks,
+                                             PickScalar, SortFewScalar, SearchScalar, NearestSse2};
 
 } // namespace dibprep

@@ -37,6 +37,7 @@ DIBPREP_TARGET int MixedBlocks(const unsigned char* pixels, int blocks, std::uin
 
 } // namespace
 
-const QuantizeKernels Ssse3QuantizeKernels = {Tier::Ssse3, Keys, SameBlocks, MixedBlocks, PickScalar, SortFewScalar, SearchScalar, NearestSse2};
+const QuantizeKernels Ssse3QuantizeKernels = {Tier::Ssse3, Keys,          SameBlocks,   MixedBlocks,
+                                              PickScalar,  SortFewScalar, SearchScalar, NearestSse2};
 
 } // namespace dibprep

@@ -49,9 +49,8 @@ TEST(QuantizePaletteTiers, BlocksOfOneColourBetweenUnreadablePages) {
         const int blocks = round % 7;
         const std::size_t size = static_cast<std::size_t>(blocks) * dibprep::BlockBytes;
         testhost::GuardedBuffer pixels(size, round % 2 ? Side::Start : Side::End);
-        unsigned char colour[3] = {static_cast<unsigned char>(random.Next()),
-                                         static_cast<unsigned char>(random.Next()),
-                                         static_cast<unsigned char>(random.Next())};
+        unsigned char colour[3] = {static_cast<unsigned char>(random.Next()), static_cast<unsigned char>(random.Next()),
+                                   static_cast<unsigned char>(random.Next())};
         if (round % 3 == 0)
             std::memset(colour, colour[0], 3); // gray: every byte like the one before, too
         for (std::size_t i = 0; i < size; ++i)
@@ -71,9 +70,8 @@ TEST(QuantizePaletteTiers, BlocksOfOneColourBetweenUnreadablePages) {
             testhost::GuardedBuffer keys(keyBytes, Side::End);
             std::memset(keys.data(), 0xA5, keyBytes);
             ASSERT_EQ(KernelsOf(tier).sameBlocks(pixels.data(), blocks), same) << dibprep::NameOf(tier) << ' ' << round;
-            ASSERT_EQ(
-                KernelsOf(tier).mixedBlocks(pixels.data(), blocks, reinterpret_cast<std::uint32_t*>(keys.data())),
-                mixed)
+            ASSERT_EQ(KernelsOf(tier).mixedBlocks(pixels.data(), blocks, reinterpret_cast<std::uint32_t*>(keys.data())),
+                      mixed)
                 << dibprep::NameOf(tier) << ' ' << round;
             const std::size_t written = static_cast<std::size_t>(mixed * dibprep::BlockPixels) * 4;
             ASSERT_TRUE(written == 0 || std::memcmp(keys.data(), expected.data(), written) == 0) << round;
