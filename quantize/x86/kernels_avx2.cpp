@@ -77,7 +77,7 @@ DIBPREP_AVX2 int SameBlocks(const unsigned char* pixels, int blocks) {
     for (int i = 1; i < blocks; ++i) {
         pixels += BlockBytes;
         Fetch(pixels);
-        const int differs = _mm256_movemask_epi8(_mm256_cmpeq_epi8(begin, Load32(pixels))) + 1;
+        const int differs = ~_mm256_movemask_epi8(_mm256_cmpeq_epi8(begin, Load32(pixels)));
         const int differsAtEnd = _mm_movemask_epi8(_mm_cmpeq_epi8(end, Load16(pixels + 32))) ^ 0xFFFF;
         if ((differs | differsAtEnd) != 0)
             return i;
