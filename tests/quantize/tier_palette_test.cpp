@@ -66,7 +66,7 @@ TEST(QuantizePaletteTiers, BlocksOfOneColourBetweenUnreadablePages) {
         std::vector<std::uint32_t> expected(static_cast<std::size_t>(blocks * dibprep::BlockPixels), 0xA5A5A5A5);
         const int same = scalar.sameBlocks(pixels.data(), blocks);
         const int mixed = scalar.mixedBlocks(pixels.data(), blocks, expected.data());
-        for (const Tier tier : FastTiers()) {
+        for (const Tier tier : FastTiersHere()) {
             testhost::GuardedBuffer keys(keyBytes, Side::End);
             std::memset(keys.data(), 0xA5, keyBytes);
             ASSERT_EQ(KernelsOf(tier).sameBlocks(pixels.data(), blocks), same) << dibprep::NameOf(tier) << ' ' << round;
@@ -91,7 +91,7 @@ TEST(QuantizePaletteTiers, CandidatesOfACell) {
         const std::uint32_t cell = random.Next() % dibprep::ColourCells;
         std::uint16_t expected[dibprep::CellScores::Most];
         const int found = dibprep::PickScalar(at, count, cell, expected);
-        for (const Tier tier : FastTiers()) {
+        for (const Tier tier : FastTiersHere()) {
             std::uint16_t picked[dibprep::CellScores::Most];
             ASSERT_EQ(KernelsOf(tier).pick(at, count, cell, picked), found) << dibprep::NameOf(tier) << ' ' << round;
             if (found <= dibprep::CellScores::Most) {
@@ -119,7 +119,7 @@ TEST(QuantizePaletteTiers, FewWordsAreSortedUnlessTwoAreEqual) {
             std::sort(all.begin(), all.end());
             EXPECT_TRUE(std::equal(all.begin(), all.end(), expected));
         }
-        for (const Tier tier : FastTiers()) {
+        for (const Tier tier : FastTiersHere()) {
             testhost::GuardedBuffer memory(sizeof words, Side::End);
             std::memcpy(memory.data(), words, sizeof words);
             ASSERT_EQ(KernelsOf(tier).sortFew(reinterpret_cast<std::uint32_t*>(memory.data()), count), sorted);
@@ -156,7 +156,7 @@ TEST(QuantizePaletteTiers, SearchOfAListIsTheObjectsOwn) {
             pixel.data()[2] = colour.rgbRed;
             const int expected = q->GetNearestColorIndexL(colour.rgbRed, colour.rgbGreen, colour.rgbBlue);
             ASSERT_EQ(q->m_Palette[KernelsOf(Tier::Scalar).search(list, pixel.data())].m_byIndex, expected);
-            for (const Tier tier : FastTiers())
+            for (const Tier tier : FastTiersHere())
                 ASSERT_EQ(q->m_Palette[KernelsOf(tier).search(list, pixel.data())].m_byIndex, expected)
                     << dibprep::NameOf(tier) << ' ' << round;
         }
@@ -175,7 +175,7 @@ TEST(QuantizePaletteTiers, SortedPalettesAreEqual) {
             if (round % 2)
                 record.m_rgb.rgbBlue /= 40;
         }
-        for (const Tier tier : FastTiers()) {
+        for (const Tier tier : FastTiersHere()) {
             const ForcedTier forced(tier);
             const Quantiser expected = Make(dib);
             const Quantiser q = Make(dib);
@@ -220,7 +220,7 @@ TEST(QuantizePaletteTiers, PalettesWithoutATreeAreThoseOfTheTree) {
             Bytes dib = Picture(kind, size[0], size[1], 24, 260u + static_cast<unsigned>(size[0]));
             for (unsigned short colours : {1, 2, 7, 16, 100, 255, 256, 257, 65535}) {
                 const Quantiser expected = ScalarPalette(dib, colours);
-                for (const Tier tier : FastTiers()) {
+                for (const Tier tier : FastTiersHere()) {
                     const ForcedTier forced(tier);
                     const Quantiser q = Make(dib, colours);
                     ExpectSamePalette(*q, *expected,
@@ -263,7 +263,7 @@ TEST(QuantizePaletteTiers, CellsOfManyPixels) {
                 if (x % other == 0)
                     std::memset(dib.data() + 40 + static_cast<std::size_t>(y) * stride + 3 * x, 0xF9 + y % 7, 3);
         const Quantiser expected = ScalarPalette(dib, 256);
-        for (const Tier tier : FastTiers()) {
+        for (const Tier tier : FastTiersHere()) {
             const ForcedTier forced(tier);
             const Quantiser q = Make(dib);
             ExpectSamePalette(*q, *expected, std::to_string(other));
@@ -301,7 +301,7 @@ TEST(QuantizePaletteTiers, WhatNoHostSeesGivesTheSamePicture) {
             };
             const Bytes expected = reduce(Tier::Scalar, true);
             EXPECT_EQ(reduce(Tier::Scalar, false), expected);
-            for (const Tier tier : FastTiers()) {
+            for (const Tier tier : FastTiersHere()) {
                 ASSERT_EQ(reduce(tier, false), expected) << NameOf(kind) << ' ' << width;
                 ASSERT_EQ(reduce(tier, true), expected) << NameOf(kind) << ' ' << width;
             }
