@@ -69,7 +69,8 @@ void AddObject(Outcome& outcome, const CNiGoRo2& object, bool wholeTree) {
     outcome.Add(object.m_pCube ? 1 : 0);
     if (!object.m_pCube || !wholeTree)
         return;
-    std::size_t nodes = 0, inLevel = 1;
+    std::size_t nodes = 0;
+    std::size_t inLevel = 1;
     for (unsigned level = 0; level <= object.m_wDepth; ++level, inLevel *= 8)
         nodes += inLevel;
     std::uint64_t sum = 0; // of a megabyte, which would be too slow to keep

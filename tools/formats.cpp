@@ -99,7 +99,7 @@ const std::vector<Format>& FormatTable() {
 std::vector<std::string> FormatKeys() {
     std::vector<std::string> keys;
     for (const Format& format : FormatTable())
-        keys.push_back(format.key);
+        keys.emplace_back(format.key);
     return keys;
 }
 

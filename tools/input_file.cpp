@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t PieceSize = std::size_t{1} << 20;
 
 ToolError ReadFailure(const std::string& path) {
-    return ToolError(ExitInputOutput, path + ": reading failed: " + std::strerror(errno) + ".");
+    return {ExitInputOutput, path + ": reading failed: " + std::strerror(errno) + "."};
 }
 
 } // namespace

@@ -32,7 +32,7 @@ jpeg_error_mgr* BeginJpeg(JpegTrouble& trouble);
  */
 template <class Calls>
 bool TryJpeg(JpegTrouble& trouble, const Calls& calls) {
-    if (setjmp(trouble.jump) != 0)
+    if (setjmp(trouble.jump) != 0) // NOLINT(cert-err52-cpp): the way out of its C
         return false;
     calls();
     return true;

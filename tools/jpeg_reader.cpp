@@ -39,7 +39,7 @@ void OnMessage(j_common_ptr common, int level) {
     common->err->format_message(common, text);
     // A damaged file repeats itself without end.
     if (trouble->warnings.size() < 20)
-        trouble->warnings.push_back(text);
+        trouble->warnings.emplace_back(text);
 }
 
 void OnOutput(j_common_ptr) {}
@@ -54,7 +54,9 @@ jpeg_error_mgr* BeginJpeg(JpegTrouble& trouble) {
     return &trouble.manager;
 }
 
-void JumpOut(j_common_ptr common) { std::longjmp(reinterpret_cast<JpegTrouble*>(common->err)->jump, 1); }
+void JumpOut(j_common_ptr common) {
+    std::longjmp(reinterpret_cast<JpegTrouble*>(common->err)->jump, 1); // NOLINT(cert-err52-cpp): as TryJpeg
+}
 
 namespace {
 
@@ -119,7 +121,7 @@ private:
 
     static boolean OnFill(j_decompress_ptr info) {
         auto* self = static_cast<Decoder*>(info->client_data);
-        const auto common = reinterpret_cast<j_common_ptr>(info);
+        auto* const common = reinterpret_cast<j_common_ptr>(info);
         const std::uint64_t left = self->m_file.Size() - self->m_at;
         if (left == 0) {
             self->m_short = true;

@@ -24,12 +24,11 @@ constexpr std::size_t PieceSize = std::size_t{1} << 20;
 void (*g_tell)(const char* path) = nullptr;
 
 ToolError Taken(const std::string& path) {
-    return ToolError(ExitInputOutput, path + ": exists already and is kept. Choose another name, or add --force "
-                                             "to replace it.");
+    return {ExitInputOutput, path + ": exists already and is kept. Choose another name, or add --force to replace it."};
 }
 
 ToolError WriteFailure(const std::string& path, int error) {
-    return ToolError(ExitInputOutput, path + ": cannot be written: " + std::strerror(error) + ".");
+    return {ExitInputOutput, path + ": cannot be written: " + std::strerror(error) + "."};
 }
 
 std::string FolderOf(const std::string& path) {
@@ -87,7 +86,7 @@ int LinkOpenFile(int file, const std::string& to) {
 std::string LinkText(const std::string& path) {
     char text[4096];
     const ssize_t length = readlink(path.c_str(), text, sizeof text);
-    return std::string(text, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    return {text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
 }
 
 } // namespace
@@ -162,7 +161,7 @@ void OutputFile::Open() {
     // Some file systems have no such files; those get a temporary name from the start.
     std::string name = TemporaryPattern(m_target);
     const SignalsHeld held;
-    m_file = mkostemp(&name[0], O_CLOEXEC);
+    m_file = mkostemp(name.data(), O_CLOEXEC);
     if (m_file < 0)
         throw WriteFailure(m_path, errno);
     m_temporary = name;

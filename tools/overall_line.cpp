@@ -1,6 +1,7 @@
 // The overall progress line.
 #include "tools/overall_line.h"
 
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -14,7 +15,7 @@ constexpr std::chrono::milliseconds Pause(100);
 
 // "0:07", "1:02:03"
 std::string TimeText(double seconds) {
-    const auto whole = static_cast<unsigned long>(seconds + 0.5);
+    const auto whole = static_cast<unsigned long>(std::lround(seconds));
     char text[40];
     if (whole < 3600)
         std::snprintf(text, sizeof text, "%lu:%02lu", whole / 60, whole % 60);

@@ -68,7 +68,10 @@ void ExpandTable(const Page& from, Page& to) {
 // has 3, the page is laid on white.
 void ExpandMasks(const Page& from, Page& to) {
     const ChannelMasks masks = MasksOf(from);
-    const Channel red(masks.red), green(masks.green), blue(masks.blue), alpha(masks.alpha);
+    const Channel red(masks.red);
+    const Channel green(masks.green);
+    const Channel blue(masks.blue);
+    const Channel alpha(masks.alpha);
     const int sourceBytes = from.Bits() / 8;
     const int targetBytes = to.Bits() / 8;
     for (int y = 0; y < from.Height(); ++y) {

@@ -25,7 +25,7 @@ void OnPngWarning(png_structp png, png_const_charp message);
  */
 template <class Calls>
 bool TryPng(png_structp png, const Calls& calls) {
-    if (setjmp(png_jmpbuf(png)) != 0)
+    if (setjmp(png_jmpbuf(png)) != 0) // NOLINT(cert-err52-cpp): the way out of its C
         return false;
     calls();
     return true;

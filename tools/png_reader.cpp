@@ -18,7 +18,7 @@ void OnPngError(png_structp png, png_const_charp message) {
 }
 
 void OnPngWarning(png_structp png, png_const_charp message) {
-    static_cast<PngTrouble*>(png_get_error_ptr(png))->warnings.push_back(message);
+    static_cast<PngTrouble*>(png_get_error_ptr(png))->warnings.emplace_back(message);
 }
 
 namespace {
@@ -90,8 +90,8 @@ private:
 // What the header declares and how it becomes a page.
 struct PngHeader {
     explicit PngHeader(const Decoder& decoder) {
-        const png_structp png = decoder.png();
-        const png_infop info = decoder.info();
+        png_struct* const png = decoder.png();
+        png_info* const info = decoder.info();
         width = png_get_image_width(png, info);
         height = png_get_image_height(png, info);
         bits = png_get_bit_depth(png, info);
@@ -218,7 +218,7 @@ private:
 
     // Rows then come as a page stores them. How many times all of them come.
     static int SetTransforms(Decoder& decoder, const PngHeader& header) {
-        const png_structp png = decoder.png();
+        png_struct* const png = decoder.png();
         int passes = 1;
         decoder.Call([&] {
             passes = png_set_interlace_handling(png);
@@ -242,7 +242,7 @@ private:
     }
 
     void ReadRows(Decoder& decoder, int passes, Page& page) {
-        const png_structp png = decoder.png();
+        png_struct* const png = decoder.png();
         if (png_get_rowbytes(png, decoder.info()) > page.RowSize())
             throw ToolError(ExitBadInput, m_file.Name() + ": its rows are longer than its header says.");
         for (int pass = 0; pass < passes; ++pass) {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
+#include <utility>
 
 namespace dibprep::tool {
 
@@ -95,9 +96,10 @@ void ThrowIfStopped() {
 void RemoveWhenKilled(const char* path) {
     g_removeSet = 0;
     std::atomic_signal_fence(std::memory_order_seq_cst); // the handler sees no half-written name
-    if (!path || std::strlen(path) >= sizeof g_removePath)
+    const std::size_t size = path ? std::strlen(path) + 1 : sizeof g_removePath + 1;
+    if (size > sizeof g_removePath)
         return;
-    std::strcpy(g_removePath, path);
+    std::memcpy(g_removePath, path, size);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     g_removeSet = 1;
 }
@@ -114,8 +116,8 @@ SignalsHeld::SignalsHeld() {
 
 SignalsHeld::~SignalsHeld() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
 
-ProgressBar::ProgressBar(const std::string& label)
-    : m_label(label), m_visible(!g_barHidden && isatty(STDERR_FILENO) == 1) {
+ProgressBar::ProgressBar(std::string label)
+    : m_label(std::move(label)), m_visible(!g_barHidden && isatty(STDERR_FILENO) == 1) {
     g_bar = this;
 }
 

@@ -46,7 +46,7 @@ private:
 // Shows a bar on standard error while it lives, provided that this is a terminal.
 class ProgressBar {
 public:
-    explicit ProgressBar(const std::string& label);
+    explicit ProgressBar(std::string label);
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;

@@ -30,10 +30,9 @@ std::string Message(const char* format, va_list arguments) {
 // Warnings that are errors here: lines that are not there and become white, pixels that are left out, and
 // tags that lie behind the end of the file.
 bool MeansLoss(const std::string& message) {
-    for (const char* words : {"Premature EOF", "Discarding", "IO error during reading"})
-        if (message.find(words) != std::string::npos)
-            return true;
-    return false;
+    const auto losses = {"Premature EOF", "Discarding", "IO error during reading"};
+    return std::any_of(losses.begin(), losses.end(),
+                       [&](const char* words) { return message.find(words) != std::string::npos; });
 }
 
 } // namespace

@@ -127,7 +127,7 @@ void StoreIndexes(const TiffHeader& header, const unsigned char* from, Page& pag
 unsigned Targets(const TiffHeader& header, int sample) {
     const int colours = header.Colours();
     if (sample < colours)
-        return colours == 1 ? (header.PageBits() == 8 ? 1u : 7u) : 1u << (2 - sample);
+        return colours == 1 ? (header.PageBits() == 8 ? 1u : 7u) : 4u >> sample;
     return sample == colours && header.alpha ? 8u : 0u;
 }
 

@@ -42,7 +42,7 @@ struct TiffHeader {
 };
 
 // Reads and checks the current directory. Leaves with ExitBadInput for kinds that cannot be read.
-TiffHeader ReadTiffHeader(TiffInput& tiff, const std::string& name);
+TiffHeader ReadTiffHeader(TiffInput& input, const std::string& name);
 
 // The pixels of the current directory, not turned yet.
 Page ReadTiffPixels(TiffInput& tiff, const std::string& name, const TiffHeader& header);
