@@ -13,52 +13,92 @@ bool LimitsAct(int channels) {
     return COLOR_MAX_VALUE < 255 || (channels == 4 && (WHITE_POINT_VALUE < 255 || BLACK_POINT_VALUE > 0));
 }
 
+// How many rows further on is asked for: what the next two output rows need.
+constexpr std::uintptr_t RowsAhead = 3;
+
 } // namespace
 
-FastRows::~FastRows() {
-    if (m_stream)
-        m_table.fence();
-}
-
-bool FastRows::Make(const RowTask& task) {
+int FastRows::Make(const RowTask& task, const RowTask* next) {
     if (!m_active || LimitsAct(m_source.nBitCount == 32 ? 4 : 3))
-        return false;
-    // Without a weight the lower row is not looked at.
-    const unsigned char* const lower = task.fy != 0 ? task.lower : task.upper;
+        return 0;
+    MixTask mix = GroupOf(task, next);
     if (!m_keep) {
-        m_mixed[0].row = m_mixed[1].row = nullptr;
+        for (KeptRow& kept : m_kept)
+            kept.row = nullptr;
         if (m_feed == Feed::Colours) {
             ReadTable(task);
             FillGroups();
         }
-    } else if (m_grays < 256 && m_layout.storing == StoreThrice &&
-               !(ShowsGraysOnly(task.upper) && ShowsGraysOnly(lower))) {
-        // Colours from behind the gray table: from now on every row may have them.
-        m_mixed[0] = m_mixed[1] = {};
-        m_active = ArrangeColours(task);
-        if (!m_active)
-            return false;
+    } else if (m_grays < 256 && m_layout.storing == StoreThrice) {
+        for (int i = 0; i < SourceRowsOf(mix.group); ++i)
+            if (!ShowsGraysOnly(mix.rows[i])) {
+                // Colours from behind the gray table: from now on every row may have them.
+                m_active = ArrangeColours(task);
+                return Make(task, next);
+            }
     }
-    unsigned char* const out =
-        m_stream ? m_finished + reinterpret_cast<std::uintptr_t>(task.out) % ScratchAlignment : task.out;
+    if (m_feed == Feed::Source && !m_layout.sampled) {
+        AskAhead(mix);
+        m_table.mix[m_layout.storing](m_plan, mix);
+        return OutputRowsOf(mix.group);
+    }
+    int places[MostSourceRows];
+    Bring(mix, places);
+    for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
+        mix.rows[i] = m_kept[places[i]].fed;
+        mix.ahead[i] = reinterpret_cast<std::uintptr_t>(mix.rows[i]);
+    }
     if (m_byBlocks)
-        MakeByBlocks(task, lower, out);
+        MakeByBlocks(mix, places);
     else
-        MakeByStages(task, lower, out);
-    if (m_stream)
-        m_table.stream(task.out, out, static_cast<std::size_t>(m_count) * static_cast<std::size_t>(task.outStep));
-    return true;
+        m_table.mix[m_layout.storing](m_plan, mix);
+    return OutputRowsOf(mix.group);
 }
 
-void FastRows::MakeByStages(const RowTask& task, const unsigned char* lower, unsigned char* out) {
-    const std::int32_t* const mixedUpper = Mixed(task.upper, lower);
-    const std::int32_t* const mixedLower = Mixed(lower, task.upper);
-    m_table.down[m_layout.storing](mixedUpper, mixedLower, task.fy, out, std::int64_t{m_count} * task.outStep);
+// Which rows are made together, and of what. Without a weight the lower row is not looked at.
+MixTask FastRows::GroupOf(const RowTask& task, const RowTask* next) const {
+    MixTask mix = {};
+    mix.bytes = std::int64_t{m_count} * task.outStep;
+    mix.fy[0] = task.fy;
+    mix.out[0] = task.out;
+    mix.rows[0] = task.upper;
+    mix.rows[1] = task.fy != 0 ? task.lower : task.upper;
+    mix.group = Group::One;
+    if (!next)
+        return mix;
+    mix.fy[1] = next->fy;
+    mix.out[1] = next->out;
+    if (next->upper == task.upper) {
+        mix.group = Group::Same;
+        if (next->fy != 0)
+            mix.rows[1] = next->lower;
+        return mix;
+    }
+    const unsigned char* const lower = next->fy != 0 ? next->lower : next->upper;
+    if (next->upper == task.lower) {
+        mix.group = Group::Chain;
+        mix.rows[1] = task.lower;
+        mix.rows[2] = lower;
+    } else {
+        mix.group = Group::Apart;
+        mix.rows[2] = next->upper;
+        mix.rows[3] = lower;
+    }
+    return mix;
 }
 
-// Rows are read at falling addresses: two further on is soon, and not yet on its way.
+// Rows are read at falling addresses: some further on is soon, and not yet on its way.
 std::uintptr_t FastRows::Ahead(const unsigned char* row) const {
-    return reinterpret_cast<std::uintptr_t>(row) - 2 * static_cast<std::uintptr_t>(m_source.nLineBytes);
+    return reinterpret_cast<std::uintptr_t>(row) - RowsAhead * static_cast<std::uintptr_t>(m_source.nLineBytes);
+}
+
+// Each row is asked for once; the others are at hand.
+void FastRows::AskAhead(MixTask& mix) {
+    for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
+        const std::uintptr_t ahead = Ahead(mix.rows[i]);
+        mix.ahead[i] = ahead < m_fetched ? ahead : reinterpret_cast<std::uintptr_t>(mix.rows[i]);
+        m_fetched = std::min(m_fetched, ahead);
+    }
 }
 
 // Whether no index of a row lies behind the gray entries of the table.
@@ -66,16 +106,30 @@ bool FastRows::ShowsGraysOnly(const unsigned char* row) const {
     return m_table.highest(row, m_source.nWidth) < m_grays;
 }
 
-// The mixed row of a source row, in the place that does not hold the other one.
-const std::int32_t* FastRows::Mixed(const unsigned char* row, const unsigned char* other) {
-    for (const MixedRow& kept : m_mixed)
-        if (kept.row == row)
-            return kept.mixed;
-    MixedRow& place = m_mixed[0].row == other ? m_mixed[1] : m_mixed[0];
-    place.row = row;
-    const unsigned char* const fed = FeedRow(row);
-    m_across(m_plan, fed, place.mixed, fed == row ? Ahead(row) : reinterpret_cast<std::uintptr_t>(fed));
-    return place.mixed;
+// Sees to it that what is kept of the task's source rows is there, and where.
+void FastRows::Bring(const MixTask& mix, int* places) {
+    const int count = SourceRowsOf(mix.group);
+    const unsigned char* const* const last = mix.rows + count;
+    const auto placeOf = [&](auto fits) {
+        int place = 0;
+        while (place < MostSourceRows && !fits(m_kept[place].row))
+            ++place;
+        return place;
+    };
+    for (int i = 0; i < count; ++i) {
+        const unsigned char* const row = mix.rows[i];
+        places[i] = placeOf([row](const unsigned char* kept) { return kept == row; });
+        if (places[i] < MostSourceRows)
+            continue;
+        // There are as many places as rows: one of them holds none of the task's.
+        places[i] = placeOf([&](const unsigned char* kept) { return std::find(mix.rows, last, kept) == last; });
+        KeptRow& place = m_kept[places[i]];
+        place.row = row;
+        if (m_byBlocks)
+            m_blocks.Look(m_table.changes, row, places[i], Ahead(row));
+        else
+            FeedRow(row, place.fed);
+    }
 }
 
 // ---- pictures with a colour table, by blocks --------------------------------------------------
@@ -83,31 +137,48 @@ const std::int32_t* FastRows::Mixed(const unsigned char* row, const unsigned cha
 // The colour of a byte whose pixels are all the same: that of its lowest pixel.
 std::uint32_t FastRows::ColourOf(int flatByte) const { return m_colours[flatByte & m_source.byMask]; }
 
-// Stretches of one colour in both rows are that colour; others go through the stages.
-void FastRows::MakeByBlocks(const RowTask& task, const unsigned char* lower, unsigned char* out) {
-    const int upperPlace = BlocksOf(task.upper, lower);
-    const int lowerPlace = BlocksOf(lower, task.upper);
-    const FlatBlocks::Run* upperRun = m_blocks.Runs(upperPlace);
-    const FlatBlocks::Run* lowerRun = m_blocks.Runs(lowerPlace);
-    const std::int64_t rowBytes = std::int64_t{m_count} * task.outStep;
-    const int blockBytes = m_blocks.PixelsPerBlock() * task.outStep;
-    const auto bytesOf = [&](int begin, int end) {
-        return std::min(std::int64_t{end} * blockBytes, rowBytes) - std::int64_t{begin} * blockBytes;
-    };
-    const auto mix = [&](int begin, int end) {
-        MixMissing(upperPlace, begin, end);
-        MixMissing(lowerPlace, begin, end);
-        const std::ptrdiff_t slot = std::ptrdiff_t{begin} * m_blocks.PixelsPerBlock() * m_layout.slotsPerPixel;
-        m_table.down[m_layout.storing](m_mixed[upperPlace].mixed + slot, m_mixed[lowerPlace].mixed + slot, task.fy,
-                                       out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end));
+void FastRows::MakeByBlocks(const MixTask& mix, const int* places) {
+    const int count = SourceRowsOf(mix.group);
+    if (std::all_of(places, places + count, [this](int place) { return m_blocks.IsMixed(place); })) {
+        for (int i = 0; i < count; ++i)
+            FeedBlocks(places[i], 0, m_blocks.Count());
+        m_table.mix[m_layout.storing](m_plan, mix);
+        return;
+    }
+    for (int i = 0; i < OutputRowsOf(mix.group); ++i) {
+        const int upper = i == 0 ? 0 : SecondUpperOf(mix.group);
+        MixTask one = mix;
+        one.group = Group::One;
+        one.fy[0] = mix.fy[i];
+        one.out[0] = mix.out[i];
+        one.rows[0] = mix.rows[upper];
+        one.rows[1] = mix.rows[upper + 1];
+        MakeRowByBlocks(one, places + upper);
+    }
+}
+
+// Stretches of one colour in both rows are that colour; others are mixed.
+void FastRows::MakeRowByBlocks(const MixTask& mix, const int* places) {
+    const FlatBlocks::Run* upperRun = m_blocks.Runs(places[0]);
+    const FlatBlocks::Run* lowerRun = m_blocks.Runs(places[1]);
+    const int pixels = m_blocks.PixelsPerBlock();
+    const std::int64_t blockBytes = mix.bytes / m_count * pixels;
+    const auto bytesOf = [&](int begin, int end) { return std::min(end * blockBytes, mix.bytes) - begin * blockBytes; };
+    const auto mixBlocks = [&](int begin, int end) {
+        FeedBlocks(places[0], begin, end);
+        FeedBlocks(places[1], begin, end);
+        MixTask part = mix;
+        part.out[0] += begin * blockBytes;
+        part.bytes = bytesOf(begin, end);
+        m_table.mix[m_layout.storing](PlanFrom(begin * pixels), part);
     };
     int mixed = 0; // first of the blocks before `begin` that are still to be mixed
     for (int begin = 0; begin < m_blocks.Count();) {
         const int end = std::min(upperRun->end, lowerRun->end);
         if (upperRun->kind != FlatBlocks::Mixed && upperRun->kind == lowerRun->kind) {
             if (mixed < begin)
-                mix(mixed, begin);
-            m_table.fill(out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end), ColourOf(upperRun->kind));
+                mixBlocks(mixed, begin);
+            m_table.fill(mix.out[0] + begin * blockBytes, bytesOf(begin, end), ColourOf(upperRun->kind));
             mixed = end;
         }
         upperRun += upperRun->end == end;
@@ -115,106 +186,78 @@ void FastRows::MakeByBlocks(const RowTask& task, const unsigned char* lower, uns
         begin = end;
     }
     if (mixed < m_blocks.Count())
-        mix(mixed, m_blocks.Count());
+        mixBlocks(mixed, m_blocks.Count());
 }
 
-// The place that holds the blocks of a source row, and the mixed row of those of several colours.
-int FastRows::BlocksOf(const unsigned char* row, const unsigned char* other) {
-    for (int place = 0; place < 2; ++place)
-        if (m_mixed[place].row == row)
-            return place;
-    const int place = m_mixed[0].row == other ? 1 : 0;
-    m_mixed[place].row = row;
-    m_blocks.Look(m_table.changes, row, place, Ahead(row));
-    m_blocks.SetMade(place, 0, m_blocks.Count(), false);
-    const FlatBlocks::Run* run = m_blocks.Runs(place);
-    for (int begin = 0; begin < m_blocks.Count(); begin = run++->end)
-        if (run->kind == FlatBlocks::Mixed)
-            MixBlocks(row, place, begin, run->end);
-    return place;
-}
-
-void FastRows::MixBlocks(const unsigned char* row, int place, int begin, int end) {
-    const int pixels = m_blocks.PixelsPerBlock();
-    if (m_layout.sampled)
-        FeedSampled(row, begin * pixels, std::min(end * pixels, m_count));
-    else
-        FeedColours(row, m_blocks.Begin(begin), m_blocks.End(end - 1));
-    AcrossPlan part = m_plan;
-    if (part.pairs != 0) {
-        const int perBlock = pixels * m_layout.slotsPerPixel / SlotsPerWindow / 2;
-        part.pairs = std::min(end * perBlock, m_plan.pairs) - begin * perBlock;
-        part.windows += begin * perBlock;
+// The plan of the pixels behind whole blocks.
+MixPlan FastRows::PlanFrom(int pixel) const {
+    MixPlan plan = m_plan;
+    const std::ptrdiff_t slots = std::ptrdiff_t{pixel} * m_layout.slotsPerPixel;
+    if (plan.windows) {
+        plan.windows += slots / (SlotsPerWindow * m_table.windowsPerRegister);
+        plan.weights += slots * 4;
     } else {
-        part.pixels = (end - begin) * pixels;
-        part.unshifted = std::min(std::max(m_plan.unshifted - begin * pixels, 0), part.pixels);
-        part.columns += std::ptrdiff_t{begin} * pixels;
+        plan.columns += pixel;
     }
-    m_across(part, m_fed, m_mixed[place].mixed + std::ptrdiff_t{begin} * pixels * m_layout.slotsPerPixel,
-             reinterpret_cast<std::uintptr_t>(m_fed));
-    m_blocks.SetMade(place, begin, end, true);
+    return plan;
 }
 
-// Blocks of one colour that stand beside others.
-void FastRows::MixMissing(int place, int begin, int end) {
-    while ((begin = m_blocks.NextMade(place, begin, end, false)) < end) {
-        const int made = m_blocks.NextMade(place, begin, end, true);
-        MixBlocks(m_mixed[place].row, place, begin, made);
-        begin = made;
+// Feeds those blocks that have not been fed.
+void FastRows::FeedBlocks(int place, int begin, int end) {
+    const KeptRow& kept = m_kept[place];
+    const int pixels = m_blocks.PixelsPerBlock();
+    while ((begin = m_blocks.NextFed(place, begin, end, false)) < end) {
+        const int behind = m_blocks.NextFed(place, begin, end, true);
+        if (m_layout.sampled)
+            FeedSampled(kept.row, begin * pixels, std::min(behind * pixels, m_count), kept.fed);
+        else
+            FeedColours(kept.row, m_blocks.Begin(begin), m_blocks.End(behind - 1), kept.fed);
+        m_blocks.SetFed(place, begin, behind, true);
+        begin = behind;
     }
 }
 
 // ---- feeding ----------------------------------------------------------------------------------
 
-const unsigned char* FastRows::FeedRow(const unsigned char* row) {
-    if (m_layout.sampled)
-        FeedSampled(row, 0, m_count);
-    else if (m_feed != Feed::Source)
-        FeedWhole(row);
-    else
-        return row;
-    return m_fed;
-}
-
-void FastRows::FeedWhole(const unsigned char* row) {
+void FastRows::FeedRow(const unsigned char* row, unsigned char* to) {
     const int width = m_source.nWidth;
+    if (m_layout.sampled) {
+        FeedSampled(row, 0, m_count, to);
+        return;
+    }
     m_table.fetch(Ahead(row), m_source.nLineBytes);
     if (m_feed == Feed::Widened)
-        m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(m_fed));
+        m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(to));
     else if (m_feed == Feed::LevelSums)
-        m_table.levelsBySums(row, width, m_sums, m_fed);
+        m_table.levelsBySums(row, width, m_sums, to);
     else if (m_feed == Feed::Levels && m_source.nBitCount == 8)
-        m_table.levels(row, width, m_levels, m_fed);
+        m_table.levels(row, width, m_levels, to);
     else
-        FeedColours(row, 0, width);
+        FeedColours(row, 0, width, to);
 }
 
 // The pixels from `begin` to before `end`, each in its place.
-void FastRows::FeedColours(const unsigned char* row, int begin, int end) {
+void FastRows::FeedColours(const unsigned char* row, int begin, int end, unsigned char* to) {
     if (m_source.nBitCount == 8)
-        (m_layout.pixelBytes == 3 ? m_table.colour24 : m_table.colour)(
-            row + begin, end - begin, m_colours, m_fed + std::ptrdiff_t{begin} * m_layout.pixelBytes);
+        m_table.colour(row + begin, end - begin, m_colours, to + std::ptrdiff_t{begin} * 4);
     else
-        FeedPacked(row, begin / m_source.nPixelsPerByte, (end - 1) / m_source.nPixelsPerByte + 1);
+        FeedPacked(row, begin / m_source.nPixelsPerByte, (end - 1) / m_source.nPixelsPerByte + 1, to);
 }
 
 // Whole bytes: behind the last pixel there is room for the others of its byte.
-void FastRows::FeedPacked(const unsigned char* row, int begin, int end) {
-    const int step = m_source.nPixelsPerByte * m_layout.pixelBytes;
-    unsigned char* const at = m_fed + std::ptrdiff_t{begin} * step;
+void FastRows::FeedPacked(const unsigned char* row, int begin, int end, unsigned char* to) {
+    unsigned char* const at = to + std::ptrdiff_t{begin} * m_source.nPixelsPerByte * m_layout.pixelBytes;
     if (m_source.nBitCount == 4 && m_layout.pixelBytes == 1 && m_table.levels4)
         m_table.levels4(row + begin, end - begin, m_levels, at);
-    else if (m_groupBytes == 16)
-        m_table.packed(row + begin, end - begin, m_groups, 16, step / 2, at);
     else
-        m_table.packed(row + begin, end - begin, m_groups, m_groupBytes, step, at);
+        m_table.packed(row + begin, end - begin, m_groups, m_groupBytes, at);
 }
 
 // Both samples of the output pixels from `begin` to before `end`, one after the other.
-void FastRows::FeedSampled(const unsigned char* row, int begin, int end) {
+void FastRows::FeedSampled(const unsigned char* row, int begin, int end, unsigned char* to) {
     const auto each = [&](auto pixel) {
         const int step = m_layout.pixelBytes;
-        unsigned char* at = m_fed + std::ptrdiff_t{begin} * 2 * step;
+        unsigned char* at = to + std::ptrdiff_t{begin} * 2 * step;
         for (int k = begin; k < end; ++k, at += 2 * step) {
             pixel(at, m_columns[k].nOffset0);
             pixel(at + step, m_columns[k].nOffset1);

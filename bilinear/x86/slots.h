@@ -4,7 +4,9 @@
 
 #include "bilinear/row_table.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <emmintrin.h>
 
 namespace dibprep {
@@ -24,18 +26,88 @@ DIBPREP_TIER inline Weights WeightsOf(int fy) {
     return {_mm_set1_epi32((1024 - fy) * (1 + (16 << 16))), _mm_set1_epi32(fy * (1 + (16 << 16)))};
 }
 
-DIBPREP_TIER inline __m128i FourSlots(const std::int32_t* upper, const std::int32_t* lower, const Weights& weights) {
-    const __m128i sum =
-        _mm_add_epi32(_mm_madd_epi16(Load(upper), weights.upper), _mm_madd_epi16(Load(lower), weights.lower));
-    return _mm_srli_epi32(sum, 20);
+DIBPREP_TIER inline __m128i Down(__m128i upper, __m128i lower, const Weights& weights) {
+    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(upper, weights.upper), _mm_madd_epi16(lower, weights.lower)),
+                          20);
 }
 
-DIBPREP_TIER inline __m128i SixteenSlots(const std::int32_t* upper, const std::int32_t* lower, const Weights& weights) {
-    const __m128i first = _mm_packs_epi32(FourSlots(upper, lower, weights), FourSlots(upper + 4, lower + 4, weights));
-    const __m128i second =
-        _mm_packs_epi32(FourSlots(upper + 8, lower + 8, weights), FourSlots(upper + 12, lower + 12, weights));
-    return _mm_packus_epi16(first, second);
+// Four slots of two output rows; of one, the second stays as it is.
+struct Outcome {
+    __m128i rows[2];
+};
+
+// The tier says what it takes four slots from: a type with a constructor from plan and place, which keeps
+// what is known of the columns, and a member Across for a source row.
+template <Group Rows, class Four>
+DIBPREP_TIER inline Outcome Mixed(const MixPlan& plan, const MixTask& task, std::ptrdiff_t place, const Weights& first,
+                                  const Weights& second) {
+    constexpr int Second = SecondUpperOf(Rows);
+    const Four four(plan, place);
+    const __m128i row0 = four.Across(task.rows[0]);
+    const __m128i row1 = four.Across(task.rows[1]);
+    Outcome outcome;
+    outcome.rows[0] = outcome.rows[1] = Down(row0, row1, first);
+    if (Rows == Group::Same) {
+        outcome.rows[1] = Down(row0, row1, second);
+    } else if (Rows != Group::One) {
+        const __m128i upper = Rows == Group::Chain ? row1 : four.Across(task.rows[Second]);
+        outcome.rows[1] = Down(upper, four.Across(task.rows[Second + 1]), second);
+    }
+    return outcome;
 }
+
+// 16 slots of each output row.
+template <Group Rows, class Four>
+DIBPREP_TIER inline Outcome Step(const MixPlan& plan, const MixTask& task, std::ptrdiff_t place, const Weights& first,
+                                 const Weights& second) {
+    const Outcome a = Mixed<Rows, Four>(plan, task, place, first, second);
+    const Outcome b = Mixed<Rows, Four>(plan, task, place + 1, first, second);
+    const Outcome ab = {{_mm_packs_epi32(a.rows[0], b.rows[0]), _mm_packs_epi32(a.rows[1], b.rows[1])}};
+    const Outcome c = Mixed<Rows, Four>(plan, task, place + 2, first, second);
+    const Outcome d = Mixed<Rows, Four>(plan, task, place + 3, first, second);
+    return {{_mm_packus_epi16(ab.rows[0], _mm_packs_epi32(c.rows[0], d.rows[0])),
+             _mm_packus_epi16(ab.rows[1], _mm_packs_epi32(c.rows[1], d.rows[1]))}};
+}
+
+// The form puts the output bytes of 16 slots, `Bytes`, and perhaps more, `Written` in all.
+template <class Four, class Form, Group Rows>
+DIBPREP_TIER void MixRows(const MixPlan& plan, const MixTask& task) {
+    const Weights first = WeightsOf(task.fy[0]);
+    const Weights second = WeightsOf(task.fy[1]);
+    std::ptrdiff_t place = 0;
+    for (std::int64_t at = 0; at < task.bytes; at += Form::Bytes, place += RegistersPerStep) {
+        for (int i = 0; i < SourceRowsOf(Rows); ++i)
+            _mm_prefetch(reinterpret_cast<const char*>(task.ahead[i] + Four::Offset(plan, place)), _MM_HINT_T0);
+        const Outcome bytes = Step<Rows, Four>(plan, task, place, first, second);
+        const std::int64_t left = task.bytes - at;
+        for (int i = 0; i < OutputRowsOf(Rows); ++i) {
+            unsigned char rest[Form::Written];
+            Form::Put(left < Form::Written ? rest : task.out[i] + at, bytes.rows[i]);
+            if (left < Form::Written)
+                std::memcpy(task.out[i] + at, rest, static_cast<std::size_t>(left < Form::Bytes ? left : Form::Bytes));
+        }
+    }
+}
+
+template <class Four, class Form>
+void Mix(const MixPlan& plan, const MixTask& task) {
+    switch (task.group) {
+    case Group::One:
+        return MixRows<Four, Form, Group::One>(plan, task);
+    case Group::Same:
+        return MixRows<Four, Form, Group::Same>(plan, task);
+    case Group::Chain:
+        return MixRows<Four, Form, Group::Chain>(plan, task);
+    case Group::Apart:
+        return MixRows<Four, Form, Group::Apart>(plan, task);
+    }
+}
+
+struct All {
+    static constexpr std::int64_t Bytes = 16;
+    static constexpr std::int64_t Written = 16;
+    DIBPREP_TIER static void Put(unsigned char* out, __m128i bytes) { Store(out, bytes); }
+};
 
 } // namespace
 } // namespace dibprep
