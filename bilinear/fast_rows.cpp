@@ -31,7 +31,7 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
         }
     } else if (m_grays < 256 && m_layout.storing == StoreThrice) {
         for (int i = 0; i < SourceRowsOf(mix.group); ++i)
-            if (!ShowsGraysOnly(mix.rows[i])) {
+            if (!ShowsGraysOnly(mix.sources.rows[i])) {
                 // Colours from behind the gray table: from now on every row may have them.
                 m_active = ArrangeColours(task);
                 return Make(task, next);
@@ -45,8 +45,8 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
     int places[MostSourceRows];
     Bring(mix, places);
     for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
-        mix.rows[i] = m_kept[places[i]].fed;
-        mix.ahead[i] = reinterpret_cast<std::uintptr_t>(mix.rows[i]);
+        mix.sources.rows[i] = m_kept[places[i]].fed;
+        mix.sources.ahead[i] = reinterpret_cast<std::uintptr_t>(mix.sources.rows[i]);
     }
     if (m_byBlocks)
         MakeByBlocks(mix, places);
@@ -58,11 +58,11 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
 // Which rows are made together, and of what. Without a weight the lower row is not looked at.
 MixTask FastRows::GroupOf(const RowTask& task, const RowTask* next) const {
     MixTask mix = {};
-    mix.bytes = std::int64_t{m_count} * task.outStep;
+    mix.bytes = std::ptrdiff_t{m_count} * task.outStep;
     mix.fy[0] = task.fy;
     mix.out[0] = task.out;
-    mix.rows[0] = task.upper;
-    mix.rows[1] = task.fy != 0 ? task.lower : task.upper;
+    mix.sources.rows[0] = task.upper;
+    mix.sources.rows[1] = task.fy != 0 ? task.lower : task.upper;
     mix.group = Group::One;
     if (!next)
         return mix;
@@ -71,18 +71,18 @@ MixTask FastRows::GroupOf(const RowTask& task, const RowTask* next) const {
     if (next->upper == task.upper) {
         mix.group = Group::Same;
         if (next->fy != 0)
-            mix.rows[1] = next->lower;
+            mix.sources.rows[1] = next->lower;
         return mix;
     }
     const unsigned char* const lower = next->fy != 0 ? next->lower : next->upper;
     if (next->upper == task.lower) {
         mix.group = Group::Chain;
-        mix.rows[1] = task.lower;
-        mix.rows[2] = lower;
+        mix.sources.rows[1] = task.lower;
+        mix.sources.rows[2] = lower;
     } else {
         mix.group = Group::Apart;
-        mix.rows[2] = next->upper;
-        mix.rows[3] = lower;
+        mix.sources.rows[2] = next->upper;
+        mix.sources.rows[3] = lower;
     }
     return mix;
 }
@@ -95,8 +95,8 @@ std::uintptr_t FastRows::Ahead(const unsigned char* row) const {
 // Each row is asked for once; the others are at hand.
 void FastRows::AskAhead(MixTask& mix) {
     for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
-        const std::uintptr_t ahead = Ahead(mix.rows[i]);
-        mix.ahead[i] = ahead < m_fetched ? ahead : reinterpret_cast<std::uintptr_t>(mix.rows[i]);
+        const std::uintptr_t ahead = Ahead(mix.sources.rows[i]);
+        mix.sources.ahead[i] = ahead < m_fetched ? ahead : reinterpret_cast<std::uintptr_t>(mix.sources.rows[i]);
         m_fetched = std::min(m_fetched, ahead);
     }
 }
@@ -109,7 +109,7 @@ bool FastRows::ShowsGraysOnly(const unsigned char* row) const {
 // Sees to it that what is kept of the task's source rows is there, and where.
 void FastRows::Bring(const MixTask& mix, int* places) {
     const int count = SourceRowsOf(mix.group);
-    const unsigned char* const* const last = mix.rows + count;
+    const unsigned char* const* const last = mix.sources.rows + count;
     const auto placeOf = [&](auto fits) {
         int place = 0;
         while (place < MostSourceRows && !fits(m_kept[place].row))
@@ -117,12 +117,12 @@ void FastRows::Bring(const MixTask& mix, int* places) {
         return place;
     };
     for (int i = 0; i < count; ++i) {
-        const unsigned char* const row = mix.rows[i];
+        const unsigned char* const row = mix.sources.rows[i];
         places[i] = placeOf([row](const unsigned char* kept) { return kept == row; });
         if (places[i] < MostSourceRows)
             continue;
         // There are as many places as rows: one of them holds none of the task's.
-        places[i] = placeOf([&](const unsigned char* kept) { return std::find(mix.rows, last, kept) == last; });
+        places[i] = placeOf([&](const unsigned char* kept) { return std::find(mix.sources.rows, last, kept) == last; });
         KeptRow& place = m_kept[places[i]];
         place.row = row;
         if (m_byBlocks)
@@ -151,8 +151,8 @@ void FastRows::MakeByBlocks(const MixTask& mix, const int* places) {
         one.group = Group::One;
         one.fy[0] = mix.fy[i];
         one.out[0] = mix.out[i];
-        one.rows[0] = mix.rows[upper];
-        one.rows[1] = mix.rows[upper + 1];
+        one.sources.rows[0] = mix.sources.rows[upper];
+        one.sources.rows[1] = mix.sources.rows[upper + 1];
         MakeRowByBlocks(one, places + upper);
     }
 }
@@ -162,7 +162,7 @@ void FastRows::MakeRowByBlocks(const MixTask& mix, const int* places) {
     const FlatBlocks::Run* upperRun = m_blocks.Runs(places[0]);
     const FlatBlocks::Run* lowerRun = m_blocks.Runs(places[1]);
     const int pixels = m_blocks.PixelsPerBlock();
-    const std::int64_t blockBytes = mix.bytes / m_count * pixels;
+    const std::ptrdiff_t blockBytes = mix.bytes / m_count * pixels;
     const auto bytesOf = [&](int begin, int end) { return std::min(end * blockBytes, mix.bytes) - begin * blockBytes; };
     const auto mixBlocks = [&](int begin, int end) {
         FeedBlocks(places[0], begin, end);
@@ -195,7 +195,6 @@ MixPlan FastRows::PlanFrom(int pixel) const {
     const std::ptrdiff_t slots = std::ptrdiff_t{pixel} * m_layout.slotsPerPixel;
     if (plan.windows) {
         plan.windows += slots / (SlotsPerWindow * m_table.windowsPerRegister);
-        plan.weights += slots * 4;
     } else {
         plan.columns += pixel;
     }

@@ -53,7 +53,7 @@ private:
     bool Arrange(const RowTask& task, const Layout& layout);
     bool FillWindows(const RowTask& task, const Layout& layout);
     std::int64_t FirstSlot(std::int64_t r, int half) const;
-    std::int32_t PlaceOfPicks(const std::uint8_t* picks, int bytes);
+    const std::uint8_t* KeptPicks(const std::uint8_t* picks, int bytes);
     void FillPixels(const RowTask& task, const Layout& layout);
     std::int64_t OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const;
 
@@ -91,9 +91,8 @@ private:
     Feed m_feed = Feed::Source;
     Layout m_layout = {};
     MixPlan m_plan = {};
-    Window* m_windows = nullptr; // what the plan points to
-    std::int8_t* m_weights = nullptr;
-    std::uint8_t* m_picks = nullptr;
+    Window* m_windows = nullptr;     // what the plan points to
+    std::uint8_t* m_picks = nullptr; // few registers differ in theirs: they stay in the first cache
     int m_pickBytes = 0;
     PixelColumn* m_pixels = nullptr;
     KeptRow m_kept[MostSourceRows] = {};

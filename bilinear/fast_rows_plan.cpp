@@ -167,7 +167,7 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const auto aligned = [](std::int64_t size) { return RoundedUp(size, ScratchAlignment); };
     // Room for any layout.
     const std::int64_t fed = aligned(std::max(layout.rowBytes, sampledBytes));
-    const std::int64_t planned = windows ? aligned(registers * std::int64_t{sizeof(Window)}) + 2 * aligned(slots * 4)
+    const std::int64_t planned = windows ? aligned(registers * std::int64_t{sizeof(Window)}) + aligned(slots * 4)
                                          : aligned(slots / layout.slotsPerPixel * std::int64_t{sizeof(PixelColumn)});
     const std::int64_t bytes = ScratchAlignment + MostSourceRows * fed + planned;
     if (bytes > std::numeric_limits<std::int32_t>::max())
@@ -190,7 +190,6 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     }
     if (windows) {
         m_windows = reinterpret_cast<Window*>(take(registers * std::int64_t{sizeof(Window)}));
-        m_weights = reinterpret_cast<std::int8_t*>(take(slots * 4));
         m_picks = take(slots * 4);
     } else {
         m_pixels = reinterpret_cast<PixelColumn*>(at);
@@ -198,7 +197,7 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
 
     const auto fits = [&](bool oneWindow) {
         m_layout = layout;
-        m_plan = {m_windows, m_weights, m_picks, oneWindow, m_pixels, layout.pixelBytes};
+        m_plan = {m_windows, oneWindow, m_pixels, layout.pixelBytes};
         if (windows)
             return layout.rowBytes >= WindowBytes && FillWindows(task, layout);
         if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
@@ -234,18 +233,17 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
     const int slotsPerRegister = SlotsPerWindow * m_table.windowsPerRegister;
     const std::int64_t registers =
         RoundedUp(std::int64_t{m_count} * layout.slotsPerPixel, SlotsPerStep) / slotsPerRegister;
-    std::int8_t* weights = m_weights;
     m_pickBytes = 0;
     for (std::int64_t r = 0; r < registers; ++r) {
         Window& window = m_windows[r];
         window = {};
+        std::int8_t* weights = window.weights;
         std::int64_t left[2 * SlotsPerWindow];  // samples in the row, and
         std::int64_t right[2 * SlotsPerWindow]; // none behind the last pixel
         for (int slot = 0; slot < slotsPerRegister; ++slot, weights += 4) {
             const std::int64_t at = FirstSlot(r, slot / SlotsPerWindow) + slot % SlotsPerWindow;
             const int k = static_cast<int>(at / layout.slotsPerPixel);
             left[slot] = right[slot] = -1;
-            std::memset(weights, 0, 4);
             if (k >= m_count)
                 continue;
             const _tagCOORDENTRY& column = task.columns[k];
@@ -273,20 +271,21 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
                 picks[slot * 4 + 1] = picks[slot * 4 + 3] = static_cast<std::uint8_t>(right[slot] - base);
             }
         }
-        window.picks = PlaceOfPicks(picks, slotsPerRegister * 4);
+        window.picks = KeptPicks(picks, slotsPerRegister * 4);
     }
     return true;
 }
 
 // Where these picks stand, now or already. Scales repeat theirs soon; others are not sought for long.
-std::int32_t FastRows::PlaceOfPicks(const std::uint8_t* picks, int bytes) {
-    const int longest = 64 * bytes;
-    for (int place = m_pickBytes - bytes; place >= std::max(m_pickBytes - longest, 0); place -= bytes)
+const std::uint8_t* FastRows::KeptPicks(const std::uint8_t* picks, int bytes) {
+    const int oldest = std::max(m_pickBytes - 64 * bytes, 0);
+    for (int place = m_pickBytes - bytes; place >= oldest; place -= bytes)
         if (std::memcmp(m_picks + place, picks, static_cast<std::size_t>(bytes)) == 0)
-            return place;
-    std::memcpy(m_picks + m_pickBytes, picks, static_cast<std::size_t>(bytes));
+            return m_picks + place;
+    std::uint8_t* const kept = m_picks + m_pickBytes;
+    std::memcpy(kept, picks, static_cast<std::size_t>(bytes));
     m_pickBytes += bytes;
-    return m_pickBytes - bytes;
+    return kept;
 }
 
 void FastRows::FillPixels(const RowTask& task, const Layout& layout) {

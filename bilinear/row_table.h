@@ -42,17 +42,16 @@ struct PixelColumn {
     std::int16_t fine[2];   // -b, b
 };
 
-// One register of slots.
-struct Window {
-    std::int32_t base[2]; // first bytes in the row of the windows of its halves
-    std::int32_t picks;   // which bytes of them: a place in MixPlan::picks
+// One register of slots, with all that a stage needs to know in one place: registers for addresses are few.
+struct alignas(16) Window {
+    std::int32_t base[2];                 // first bytes in the row of the windows of its halves
+    const std::uint8_t* picks;            // s0, s1, s0, s1 for each slot: which bytes of them; 0x80: none
+    std::int8_t weights[2 * WindowBytes]; // -b, b, 64 - a, a for each slot
 };
 
 // Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
 struct MixPlan {
     const Window* windows;      // one per register
-    const std::int8_t* weights; // -b, b, 64 - a, a for each slot
-    const std::uint8_t* picks;  // s0, s1, s0, s1 for each slot of a register; 0x80: none. Few differ.
     bool oneWindow;             // both halves of a register have the same window
     const PixelColumn* columns; // one per pixel
     int pixelBytes;             // from the left to the right sample: 1, 3 or 4
@@ -72,13 +71,17 @@ constexpr int OutputRowsOf(Group group) { return group == Group::One ? 1 : 2; }
 // The first of the two source rows of the second output row.
 constexpr int SecondUpperOf(Group group) { return SourceRowsOf(group) - 2; }
 
-struct MixTask {
-    Group group;
+struct Sources {
     const unsigned char* rows[MostSourceRows];
     std::uintptr_t ahead[MostSourceRows]; // rows that are needed soon; nothing is read there
+};
+
+struct MixTask {
+    Group group;
+    Sources sources;
     int fy[MostOutputRows];
     unsigned char* out[MostOutputRows];
-    std::int64_t bytes; // of each output row; not one more is written
+    std::ptrdiff_t bytes; // of each output row; not one more is written
 };
 
 using MixKernel = void (*)(const MixPlan& plan, const MixTask& task);

@@ -45,33 +45,34 @@ struct Outcome {
 };
 
 template <Group Rows, bool OneWindow>
-DIBPREP_AVX2 inline Outcome Mixed(const MixPlan& plan, const MixTask& task, const Window& window,
-                                  const std::int8_t* weights, const Weights& first, const Weights& second) {
+DIBPREP_AVX2 inline Outcome Mixed(const Sources& sources, const Window& window, const Weights& first,
+                                  const Weights& second) {
     constexpr int Second = SecondUpperOf(Rows);
-    const __m256i picks = Load(plan.picks + window.picks);
-    const __m256i across = Load(weights);
-    const __m256i row0 = Across<OneWindow>(task.rows[0], window, picks, across);
-    const __m256i row1 = Across<OneWindow>(task.rows[1], window, picks, across);
+    const __m256i picks = Load(window.picks);
+    const __m256i weights = Load(window.weights);
+    const __m256i row0 = Across<OneWindow>(sources.rows[0], window, picks, weights);
+    const __m256i row1 = Across<OneWindow>(sources.rows[1], window, picks, weights);
     Outcome outcome;
     outcome.rows[0] = outcome.rows[1] = Down(row0, row1, first);
     if (Rows == Group::Same) {
         outcome.rows[1] = Down(row0, row1, second);
     } else if (Rows != Group::One) {
-        const __m256i upper = Rows == Group::Chain ? row1 : Across<OneWindow>(task.rows[Second], window, picks, across);
-        outcome.rows[1] = Down(upper, Across<OneWindow>(task.rows[Second + 1], window, picks, across), second);
+        const __m256i upper =
+            Rows == Group::Chain ? row1 : Across<OneWindow>(sources.rows[Second], window, picks, weights);
+        outcome.rows[1] = Down(upper, Across<OneWindow>(sources.rows[Second + 1], window, picks, weights), second);
     }
     return outcome;
 }
 
 // 32 bytes of each output row, from the four registers of a step.
 template <Group Rows, bool OneWindow>
-DIBPREP_AVX2 inline Outcome Step(const MixPlan& plan, const MixTask& task, const Window* windows,
-                                 const std::int8_t* weights, const Weights& first, const Weights& second) {
-    const Outcome a = Mixed<Rows, OneWindow>(plan, task, windows[0], weights, first, second);
-    const Outcome b = Mixed<Rows, OneWindow>(plan, task, windows[1], weights + 32, first, second);
+DIBPREP_AVX2 inline Outcome Step(const Sources& sources, const Window* windows, const Weights& first,
+                                 const Weights& second) {
+    const Outcome a = Mixed<Rows, OneWindow>(sources, windows[0], first, second);
+    const Outcome b = Mixed<Rows, OneWindow>(sources, windows[1], first, second);
     const Outcome ab = {{_mm256_packs_epi32(a.rows[0], b.rows[0]), _mm256_packs_epi32(a.rows[1], b.rows[1])}};
-    const Outcome c = Mixed<Rows, OneWindow>(plan, task, windows[2], weights + 64, first, second);
-    const Outcome d = Mixed<Rows, OneWindow>(plan, task, windows[3], weights + 96, first, second);
+    const Outcome c = Mixed<Rows, OneWindow>(sources, windows[2], first, second);
+    const Outcome d = Mixed<Rows, OneWindow>(sources, windows[3], first, second);
     Outcome bytes;
     for (int i = 0; i < OutputRowsOf(Rows); ++i) {
         bytes.rows[i] = _mm256_packus_epi16(ab.rows[i], _mm256_packs_epi32(c.rows[i], d.rows[i]));
@@ -104,23 +105,24 @@ DIBPREP_AVX2 inline void StoreStep(unsigned char* out, __m256i bytes) {
 
 template <Group Rows, bool OneWindow, Storing Form>
 DIBPREP_AVX2 void MixRows(const MixPlan& plan, const MixTask& task) {
-    constexpr std::int64_t StepBytes = Form == StoreThrice ? 3 * SlotsPerStep : SlotsPerStep;
+    constexpr std::ptrdiff_t StepBytes = Form == StoreThrice ? 3 * SlotsPerStep : SlotsPerStep;
+    const Sources sources = task.sources;
     const Weights first = WeightsOf(task.fy[0]);
     const Weights second = WeightsOf(task.fy[1]);
+    unsigned char* out[] = {task.out[0], task.out[1]};
     const Window* windows = plan.windows;
-    const std::int8_t* weights = plan.weights;
-    for (std::int64_t at = 0; at < task.bytes;
-         at += StepBytes, windows += RegistersPerStep, weights += 4 * SlotsPerStep) {
+    for (std::ptrdiff_t left = task.bytes; left > 0; left -= StepBytes, windows += RegistersPerStep) {
         for (int i = 0; i < SourceRowsOf(Rows); ++i)
-            _mm_prefetch(reinterpret_cast<const char*>(task.ahead[i] + static_cast<std::uintptr_t>(windows->base[0])),
-                         _MM_HINT_T1);
-        const Outcome bytes = Step<Rows, OneWindow>(plan, task, windows, weights, first, second);
-        const std::int64_t left = task.bytes - at;
+            _mm_prefetch(
+                reinterpret_cast<const char*>(sources.ahead[i] + static_cast<std::uintptr_t>(windows->base[0])),
+                _MM_HINT_T1);
+        const Outcome bytes = Step<Rows, OneWindow>(sources, windows, first, second);
         for (int i = 0; i < OutputRowsOf(Rows); ++i) {
             unsigned char rest[StepBytes];
-            StoreStep<Form>(left < StepBytes ? rest : task.out[i] + at, bytes.rows[i]);
+            StoreStep<Form>(left < StepBytes ? rest : out[i], bytes.rows[i]);
             if (left < StepBytes)
-                std::memcpy(task.out[i] + at, rest, static_cast<std::size_t>(left));
+                std::memcpy(out[i], rest, static_cast<std::size_t>(left));
+            out[i] += StepBytes;
         }
     }
 }

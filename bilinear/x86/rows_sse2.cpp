@@ -15,18 +15,18 @@ DIBPREP_TIER inline __m128i Joined(__m128i p, __m128i q) {
 // A pixel of three or four bytes.
 template <int PixelBytes>
 struct Pixel {
-    DIBPREP_TIER Pixel(const MixPlan& plan, std::ptrdiff_t place)
-        : offset(plan.columns[place].offset), shift(_mm_cvtsi32_si128(plan.columns[place].shift)),
-          weights(LoadEight(plan.columns[place].coarse)) {}
+    using Place = PixelColumn;
+    static constexpr int Places = 1;
+    static const Place* First(const MixPlan& plan) { return plan.columns; }
+    static std::int32_t Offset(const Place* place) { return place->offset; }
+    DIBPREP_TIER explicit Pixel(const Place* place)
+        : offset(place->offset), shift(_mm_cvtsi32_si128(place->shift)), weights(LoadEight(place->coarse)) {}
     DIBPREP_TIER __m128i Across(const unsigned char* row) const {
         const __m128i both = _mm_srl_epi64(LoadEight(row + offset), shift);
         const __m128i bytes = _mm_unpacklo_epi8(both, _mm_srli_si128(both, PixelBytes));
         const __m128i samples = _mm_unpacklo_epi8(bytes, _mm_setzero_si128());
         return Joined(_mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x00)),
                       _mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x55)));
-    }
-    static std::uintptr_t Offset(const MixPlan& plan, std::ptrdiff_t place) {
-        return static_cast<std::uintptr_t>(plan.columns[place].offset);
     }
 
     std::int32_t offset;
@@ -44,7 +44,11 @@ DIBPREP_TIER inline __m128i WithPair(__m128i pairs, const unsigned char* row, co
 
 // Four pixels of one byte.
 struct FourPixels {
-    DIBPREP_TIER FourPixels(const MixPlan& plan, std::ptrdiff_t place) : columns(plan.columns + place * 4) {
+    using Place = PixelColumn;
+    static constexpr int Places = 4;
+    static const Place* First(const MixPlan& plan) { return plan.columns; }
+    static std::int32_t Offset(const Place* place) { return place->offset; }
+    DIBPREP_TIER explicit FourPixels(const Place* place) : columns(place) {
         const __m128i begin = _mm_unpacklo_epi32(LoadEight(columns[0].coarse), LoadEight(columns[1].coarse));
         const __m128i end = _mm_unpacklo_epi32(LoadEight(columns[2].coarse), LoadEight(columns[3].coarse));
         coarse = _mm_unpacklo_epi64(begin, end);
@@ -58,9 +62,6 @@ struct FourPixels {
         pairs = WithPair<3>(pairs, row, columns[3]);
         const __m128i samples = _mm_unpacklo_epi8(pairs, _mm_setzero_si128());
         return Joined(_mm_madd_epi16(samples, coarse), _mm_madd_epi16(samples, fine));
-    }
-    static std::uintptr_t Offset(const MixPlan& plan, std::ptrdiff_t place) {
-        return static_cast<std::uintptr_t>(plan.columns[place * 4].offset);
     }
 
     const PixelColumn* columns;
@@ -82,8 +83,8 @@ DIBPREP_TIER inline __m128i WithoutFourth(__m128i pixels) {
 
 // The next pixels are stored over the four empty bytes.
 struct ThreeOfFour {
-    static constexpr std::int64_t Bytes = 12;
-    static constexpr std::int64_t Written = 16;
+    static constexpr std::ptrdiff_t Bytes = 12;
+    static constexpr std::ptrdiff_t Written = 16;
     DIBPREP_TIER static void Put(unsigned char* out, __m128i bytes) { Store(out, WithoutFourth(bytes)); }
 };
 
@@ -92,8 +93,8 @@ DIBPREP_TIER inline void StoreGray(unsigned char* out, __m128i fourTimes) { Stor
 
 // 16 gray values as 52 bytes, of which the last four have any value.
 struct Thrice {
-    static constexpr std::int64_t Bytes = 48;
-    static constexpr std::int64_t Written = 52;
+    static constexpr std::ptrdiff_t Bytes = 48;
+    static constexpr std::ptrdiff_t Written = 52;
     DIBPREP_TIER static void Put(unsigned char* out, __m128i gray) {
         const __m128i low = _mm_unpacklo_epi8(gray, gray);
         const __m128i high = _mm_unpackhi_epi8(gray, gray);

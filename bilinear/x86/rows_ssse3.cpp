@@ -10,14 +10,14 @@ namespace {
 
 // The slots of a window.
 struct Four {
-    DIBPREP_TIER Four(const MixPlan& plan, std::ptrdiff_t place)
-        : base(plan.windows[place].base[0]), picks(Load(plan.picks + plan.windows[place].picks)),
-          weights(Load(plan.weights + place * 4 * SlotsPerWindow)) {}
+    using Place = Window;
+    static constexpr int Places = 1;
+    static const Place* First(const MixPlan& plan) { return plan.windows; }
+    static std::int32_t Offset(const Place* place) { return place->base[0]; }
+    DIBPREP_TIER explicit Four(const Place* place)
+        : base(place->base[0]), picks(Load(place->picks)), weights(Load(place->weights)) {}
     DIBPREP_TIER __m128i Across(const unsigned char* row) const {
         return _mm_maddubs_epi16(_mm_shuffle_epi8(Load(row + base), picks), weights);
-    }
-    static std::uintptr_t Offset(const MixPlan& plan, std::ptrdiff_t place) {
-        return static_cast<std::uintptr_t>(plan.windows[place].base[0]);
     }
 
     std::int32_t base;
@@ -27,8 +27,8 @@ struct Four {
 
 // 16 gray values as 48 bytes.
 struct Thrice {
-    static constexpr std::int64_t Bytes = 48;
-    static constexpr std::int64_t Written = 48;
+    static constexpr std::ptrdiff_t Bytes = 48;
+    static constexpr std::ptrdiff_t Written = 48;
     DIBPREP_TIER static void Put(unsigned char* out, __m128i gray) {
         Store(out, _mm_shuffle_epi8(gray, _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5)));
         Store(out + 16, _mm_shuffle_epi8(gray, _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10)));

@@ -36,35 +36,35 @@ struct Outcome {
     __m128i rows[2];
 };
 
-// The tier says what it takes four slots from: a type with a constructor from plan and place, which keeps
-// what is known of the columns, and a member Across for a source row.
+// The tier says how it takes four slots: a type that keeps what is known of the columns from its place in the
+// plan, or from a few places, with a member Across for a source row.
 template <Group Rows, class Four>
-DIBPREP_TIER inline Outcome Mixed(const MixPlan& plan, const MixTask& task, std::ptrdiff_t place, const Weights& first,
+DIBPREP_TIER inline Outcome Mixed(const Sources& sources, const typename Four::Place* place, const Weights& first,
                                   const Weights& second) {
     constexpr int Second = SecondUpperOf(Rows);
-    const Four four(plan, place);
-    const __m128i row0 = four.Across(task.rows[0]);
-    const __m128i row1 = four.Across(task.rows[1]);
+    const Four four(place);
+    const __m128i row0 = four.Across(sources.rows[0]);
+    const __m128i row1 = four.Across(sources.rows[1]);
     Outcome outcome;
     outcome.rows[0] = outcome.rows[1] = Down(row0, row1, first);
     if (Rows == Group::Same) {
         outcome.rows[1] = Down(row0, row1, second);
     } else if (Rows != Group::One) {
-        const __m128i upper = Rows == Group::Chain ? row1 : four.Across(task.rows[Second]);
-        outcome.rows[1] = Down(upper, four.Across(task.rows[Second + 1]), second);
+        const __m128i upper = Rows == Group::Chain ? row1 : four.Across(sources.rows[Second]);
+        outcome.rows[1] = Down(upper, four.Across(sources.rows[Second + 1]), second);
     }
     return outcome;
 }
 
 // 16 slots of each output row.
 template <Group Rows, class Four>
-DIBPREP_TIER inline Outcome Step(const MixPlan& plan, const MixTask& task, std::ptrdiff_t place, const Weights& first,
+DIBPREP_TIER inline Outcome Step(const Sources& sources, const typename Four::Place* place, const Weights& first,
                                  const Weights& second) {
-    const Outcome a = Mixed<Rows, Four>(plan, task, place, first, second);
-    const Outcome b = Mixed<Rows, Four>(plan, task, place + 1, first, second);
+    const Outcome a = Mixed<Rows, Four>(sources, place, first, second);
+    const Outcome b = Mixed<Rows, Four>(sources, place + Four::Places, first, second);
     const Outcome ab = {{_mm_packs_epi32(a.rows[0], b.rows[0]), _mm_packs_epi32(a.rows[1], b.rows[1])}};
-    const Outcome c = Mixed<Rows, Four>(plan, task, place + 2, first, second);
-    const Outcome d = Mixed<Rows, Four>(plan, task, place + 3, first, second);
+    const Outcome c = Mixed<Rows, Four>(sources, place + 2 * Four::Places, first, second);
+    const Outcome d = Mixed<Rows, Four>(sources, place + 3 * Four::Places, first, second);
     return {{_mm_packus_epi16(ab.rows[0], _mm_packs_epi32(c.rows[0], d.rows[0])),
              _mm_packus_epi16(ab.rows[1], _mm_packs_epi32(c.rows[1], d.rows[1]))}};
 }
@@ -72,19 +72,23 @@ DIBPREP_TIER inline Outcome Step(const MixPlan& plan, const MixTask& task, std::
 // The form puts the output bytes of 16 slots, `Bytes`, and perhaps more, `Written` in all.
 template <class Four, class Form, Group Rows>
 DIBPREP_TIER void MixRows(const MixPlan& plan, const MixTask& task) {
+    const Sources sources = task.sources;
     const Weights first = WeightsOf(task.fy[0]);
     const Weights second = WeightsOf(task.fy[1]);
-    std::ptrdiff_t place = 0;
-    for (std::int64_t at = 0; at < task.bytes; at += Form::Bytes, place += RegistersPerStep) {
+    unsigned char* out[] = {task.out[0], task.out[1]};
+    const typename Four::Place* place = Four::First(plan);
+    for (std::ptrdiff_t left = task.bytes; left > 0; left -= Form::Bytes, place += RegistersPerStep * Four::Places) {
         for (int i = 0; i < SourceRowsOf(Rows); ++i)
-            _mm_prefetch(reinterpret_cast<const char*>(task.ahead[i] + Four::Offset(plan, place)), _MM_HINT_T0);
-        const Outcome bytes = Step<Rows, Four>(plan, task, place, first, second);
-        const std::int64_t left = task.bytes - at;
+            _mm_prefetch(
+                reinterpret_cast<const char*>(sources.ahead[i] + static_cast<std::uintptr_t>(Four::Offset(place))),
+                _MM_HINT_T1);
+        const Outcome bytes = Step<Rows, Four>(sources, place, first, second);
         for (int i = 0; i < OutputRowsOf(Rows); ++i) {
             unsigned char rest[Form::Written];
-            Form::Put(left < Form::Written ? rest : task.out[i] + at, bytes.rows[i]);
+            Form::Put(left < Form::Written ? rest : out[i], bytes.rows[i]);
             if (left < Form::Written)
-                std::memcpy(task.out[i] + at, rest, static_cast<std::size_t>(left < Form::Bytes ? left : Form::Bytes));
+                std::memcpy(out[i], rest, static_cast<std::size_t>(left < Form::Bytes ? left : Form::Bytes));
+            out[i] += Form::Bytes;
         }
     }
 }
@@ -104,8 +108,8 @@ void Mix(const MixPlan& plan, const MixTask& task) {
 }
 
 struct All {
-    static constexpr std::int64_t Bytes = 16;
-    static constexpr std::int64_t Written = 16;
+    static constexpr std::ptrdiff_t Bytes = 16;
+    static constexpr std::ptrdiff_t Written = 16;
     DIBPREP_TIER static void Put(unsigned char* out, __m128i bytes) { Store(out, bytes); }
 };
 
