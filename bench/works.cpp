@@ -128,7 +128,7 @@ Work Conversion(const Page& page, const Convert& convert, Job job) {
                                     state->convert({state->handle, state->address});
                                 },
                                 [state]() -> std::string { return state->result.empty() ? "failed" : ""; }});
-    for (const Tier tier : {Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2}) {
+    for (const Tier tier : dibprep::EveryTier) {
         if (tier > dibprep::ProcessorTier())
             continue;
         work.contestants.push_back({std::string("dibprep, ") + dibprep::NameOf(tier), Memory::Touched, [state, tier] {

@@ -40,9 +40,7 @@ bool ReadLimits(DeepLimits& limits, bool fourth) {
 } // namespace
 
 const DeepTable& DeepRowsFor(Tier tier) {
-    static const std::array<DeepTable, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2), TableFor(Tier::Ssse3),
-                                                    TableFor(Tier::Avx2)};
-    static_assert(static_cast<std::size_t>(BestKnownTier) + 1 == std::tuple_size<decltype(tables)>::value);
+    static const auto tables = TablesFor(TableFor);
     return tables[static_cast<std::size_t>(tier)];
 }
 

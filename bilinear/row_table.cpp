@@ -63,9 +63,7 @@ RowTable TableFor(Tier tier) {
 } // namespace
 
 const RowTable& RowsFor(Tier tier) {
-    static const std::array<RowTable, 4> tables = {TableFor(Tier::Scalar), TableFor(Tier::Sse2), TableFor(Tier::Ssse3),
-                                                   TableFor(Tier::Avx2)};
-    static_assert(static_cast<std::size_t>(BestKnownTier) + 1 == std::tuple_size<decltype(tables)>::value);
+    static const auto tables = TablesFor(TableFor);
     return tables[static_cast<std::size_t>(tier)];
 }
 

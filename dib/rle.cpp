@@ -220,6 +220,7 @@ void* Restore(unsigned char* dib) {
 
 DrawPlainRle8 PlainRle8For(Tier tier) {
     switch (tier) {
+    case Tier::Avx512:
     case Tier::Avx2:
         return DrawPlainRle8Avx2;
     case Tier::Ssse3:

@@ -226,7 +226,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         return 0;
 
     const Outcome expected = Do(work, conditions, dib, Tier::Scalar);
-    for (const Tier tier : {Tier::Sse2, Tier::Ssse3, Tier::Avx2}) {
+    for (const Tier tier : dibprep::EveryTier) {
+        if (tier == Tier::Scalar)
+            continue;
         if (tier > dibprep::ProcessorTier())
             break;
         if (!(Do(work, conditions, dib, tier) == expected)) {

@@ -28,6 +28,7 @@ const QuantizeKernels ScalarQuantizeKernels = {Tier::Scalar, Keys, Nearest};
 
 const QuantizeKernels& KernelsOf(Tier tier) {
     switch (tier) {
+    case Tier::Avx512:
     case Tier::Avx2:
         return Avx2QuantizeKernels;
     case Tier::Ssse3:

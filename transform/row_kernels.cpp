@@ -166,6 +166,8 @@ RowKernels RowKernelsFor(Tier tier) {
         AddAvx2RowKernels(kernels);
         AddAvx2EstimateKernels(kernels);
     }
+    if (tier >= Tier::Avx512)
+        AddAvx512RowKernels(kernels);
     return kernels;
 }
 

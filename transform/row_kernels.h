@@ -143,5 +143,6 @@ void AddSse2RowKernels(RowKernels& kernels);
 void AddSsse3RowKernels(RowKernels& kernels);
 void AddAvx2RowKernels(RowKernels& kernels);
 void AddAvx2EstimateKernels(RowKernels& kernels);
+void AddAvx512RowKernels(RowKernels& kernels);
 
 } // namespace dibprep

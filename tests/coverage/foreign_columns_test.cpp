@@ -2,9 +2,9 @@
 // leave the rows to the definition.
 #include "bilinear/deep_rows.h"
 #include "bilinear/fast_rows.h"
-#include "memory/x86/cpu_tier.h"
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "tests/support/tiers.h"
 #include "transform/columns.h"
 #include "transform/row_road.h"
 
@@ -24,8 +24,6 @@ CLinearTransformMem* EngineWith(CLinearTransformMem& engine, std::vector<CPositi
     engine.positions = std::move(positions);
     return &engine;
 }
-
-const Tier tiers[] = {Tier::Sse2, Tier::Ssse3, Tier::Avx2};
 
 // A source of one row below another, and what the row kernels are told of it.
 struct Picture {
@@ -123,9 +121,7 @@ TEST_F(ForeignColumns, BothSamplesOnOneDeepPixelGiveThatPixel) {
         picture.columns[0] = {0, 0, 700};
         picture.columns[3] = {2 * unit, 2 * unit, 700};
         const Bytes expected = picture.Made(bits == 48 ? ScalarRow48 : ScalarRow64);
-        for (const Tier tier : tiers) {
-            if (tier > ProcessorTier())
-                break;
+        for (const Tier tier : testtiers::FastTiersHere()) {
             DeepRows rows(DeepRowsFor(tier), picture.task, true);
             ASSERT_TRUE(rows.Active());
             EXPECT_EQ(picture.Made(rows), expected) << NameOf(tier) << ", " << bits << " bits";
@@ -208,9 +204,7 @@ TEST_F(ForeignColumns, WithoutMemoryForBlocksOfOneColourTheRowsAreTheSame) {
         GTEST_SKIP() << "this build keeps its own operator new";
     Picture picture(120, 8, 8);
     const Bytes expected = picture.Made(ScalarRow8);
-    for (const Tier tier : tiers) {
-        if (tier > ProcessorTier())
-            break;
+    for (const Tier tier : testtiers::FastTiersHere()) {
         for (int n = 2; n <= 5; ++n) {
             testhost::FailNew(n);
             FastRows rows(RowsFor(tier), picture.task, true);

@@ -1,8 +1,8 @@
 // The scalar entries of the kernel tables, which define the results of all others: literal results,
 // and every tier's entry against them.
 #include "bilinear/row_table.h"
-#include "memory/x86/cpu_tier.h"
 #include "tests/support/dib_builder.h"
+#include "tests/support/tiers.h"
 #include "transform/row_kernels.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +12,6 @@ using testdib::Bytes;
 using testdib::Random;
 
 namespace {
-
-const Tier tiers[] = {Tier::Sse2, Tier::Ssse3, Tier::Avx2};
 
 template <typename Value>
 std::vector<Value> Filled(std::size_t count, Random& random) {
@@ -45,9 +43,7 @@ TEST(ScalarRowKernels, EveryTierPairsColoursAlike) {
         }
         Bytes expected(pixels * 6 + 8), got(pixels * 6 + 8);
         RowKernelsFor(Tier::Scalar).pairColours(row.data(), firsts.data(), seconds.data(), pixels, expected.data());
-        for (const Tier tier : tiers) {
-            if (tier > ProcessorTier())
-                break;
+        for (const Tier tier : testtiers::FastTiersHere()) {
             RowKernelsFor(tier).pairColours(row.data(), firsts.data(), seconds.data(), pixels, got.data());
             expected.resize(pixels * 6);
             EXPECT_EQ(Bytes(got.begin(), got.end() - 8), expected) << NameOf(tier) << ", " << pixels << " pixels";
@@ -95,9 +91,7 @@ TEST(ScalarRowKernels, EveryTierGathersBitsAlike) {
         plan.secondMasks = seconds.data();
         Bytes first(64), second(64);
         RowKernelsFor(Tier::Scalar).gatherBits(plan, row.data(), first.data(), second.data());
-        for (const Tier tier : tiers) {
-            if (tier > ProcessorTier())
-                break;
+        for (const Tier tier : testtiers::FastTiersHere()) {
             Bytes gotFirst(64), gotSecond(64);
             RowKernelsFor(tier).gatherBits(plan, row.data(), gotFirst.data(), gotSecond.data());
             EXPECT_EQ(gotFirst, first) << NameOf(tier) << ", " << groups << " groups";
@@ -181,9 +175,7 @@ TEST(ScalarRowStages, EveryTierGivesTheSameColoursLevelsAndGroups) {
     Random random(3);
     const auto colours = Filled<std::uint32_t>(256, random);
     Bytes groups = Filled<std::uint8_t>(256 * 8, random);
-    for (const Tier tier : tiers) {
-        if (tier > ProcessorTier())
-            break;
+    for (const Tier tier : testtiers::FastTiersHere()) {
         const RowTable& scalar = RowsFor(Tier::Scalar);
         const RowTable& table = RowsFor(tier);
         for (int count = 0; count < 70; ++count) {

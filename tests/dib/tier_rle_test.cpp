@@ -91,7 +91,7 @@ Bytes WildStream(Random& random) {
 TEST_P(RleTier, DrawsPlainCodesItself) {
     EXPECT_EQ(dibprep::PlainRle8For(Tier::Scalar), nullptr);
     const dibprep::DrawPlainRle8 draw = dibprep::PlainRle8For(GetParam());
-    for (const Tier tier : {Tier::Sse2, Tier::Ssse3, Tier::Avx2})
+    for (const Tier tier : testtiers::FastTiersHere())
         EXPECT_EQ(draw == dibprep::PlainRle8For(tier), tier == GetParam());
 
     // Three rows of 100, and a row below them: no code comes near the end of the pixels.

@@ -1,7 +1,7 @@
 // Whatever rounding mode a host left in the SSE control word, and whether it has tiny numbers taken as
 // zero: the same bytes.
-#include "memory/x86/cpu_tier.h"
 #include "tests/modes/roads.h"
+#include "tests/support/tiers.h"
 
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
@@ -9,7 +9,6 @@
 namespace {
 
 using namespace modes;
-using dibprep::Tier;
 
 constexpr unsigned int RoundingBits = _MM_ROUND_MASK;
 constexpr unsigned int Down = _MM_ROUND_DOWN, Up = _MM_ROUND_UP, Chop = _MM_ROUND_TOWARD_ZERO;
@@ -48,16 +47,7 @@ TEST(RoundingMode, ReachesTheArithmetic) {
     EXPECT_NE(up, nearest);
 }
 
-class RoundingModeOnTier : public testing::TestWithParam<Tier> {
-protected:
-    void SetUp() override {
-        if (GetParam() > dibprep::ProcessorTier())
-            GTEST_SKIP() << "this processor has no " << dibprep::NameOf(GetParam());
-        dibprep::ForceTier(GetParam());
-        ASSERT_EQ(dibprep::CurrentTier(), GetParam());
-    }
-    void TearDown() override { dibprep::ForceTier(dibprep::BestKnownTier); }
-};
+class RoundingModeOnTier : public testtiers::OnTier<testing::Test> {};
 
 TEST_P(RoundingModeOnTier, IntegerRoadsDoNotDependOnIt) { EXPECT_EQ(Differences<SseMode>(IntegerTrips(), Modes), ""); }
 
@@ -65,8 +55,6 @@ TEST_P(RoundingModeOnTier, ShortFractionsOfThePipelineDoNotDependOnIt) {
     EXPECT_EQ(Differences<SseMode>(ShortFractionTrips(), Modes), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(AllTiers, RoundingModeOnTier,
-                         testing::Values(Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2),
-                         [](const auto& each) { return std::string(dibprep::NameOf(each.param)); });
+INSTANTIATE_TEST_SUITE_P(AllTiers, RoundingModeOnTier, testtiers::AllTiers(), testtiers::NameOfTier);
 
 } // namespace

@@ -1,14 +1,13 @@
 // Whatever precision and rounding a host left in the x87 control word: the same bytes on every road,
 // in both widths.
-#include "memory/x86/cpu_tier.h"
 #include "tests/modes/roads.h"
+#include "tests/support/tiers.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using namespace modes;
-using dibprep::Tier;
 
 constexpr unsigned int Precision24 = 0x000, Precision53 = 0x200, Precision64 = 0x300;
 constexpr unsigned int Down = 0x400, Up = 0x800, Chop = 0xC00;
@@ -53,16 +52,7 @@ TEST(X87Precision, ReachesTheArithmetic) {
     EXPECT_NE(single, extended);
 }
 
-class X87PrecisionOnTier : public testing::TestWithParam<Tier> {
-protected:
-    void SetUp() override {
-        if (GetParam() > dibprep::ProcessorTier())
-            GTEST_SKIP() << "this processor has no " << dibprep::NameOf(GetParam());
-        dibprep::ForceTier(GetParam());
-        ASSERT_EQ(dibprep::CurrentTier(), GetParam());
-    }
-    void TearDown() override { dibprep::ForceTier(dibprep::BestKnownTier); }
-};
+class X87PrecisionOnTier : public testtiers::OnTier<testing::Test> {};
 
 TEST_P(X87PrecisionOnTier, IntegerRoadsDoNotDependOnIt) { EXPECT_EQ(Differences<X87Mode>(IntegerTrips(), Modes), ""); }
 
@@ -71,8 +61,6 @@ TEST_P(X87PrecisionOnTier, ThePipelineDoesNotDependOnIt) {
     EXPECT_EQ(Differences<X87Mode>(OtherFractionTrips(), Modes), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(AllTiers, X87PrecisionOnTier,
-                         testing::Values(Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2),
-                         [](const auto& each) { return std::string(dibprep::NameOf(each.param)); });
+INSTANTIATE_TEST_SUITE_P(AllTiers, X87PrecisionOnTier, testtiers::AllTiers(), testtiers::NameOfTier);
 
 } // namespace

@@ -32,7 +32,7 @@ void CompareMappings(CNiGoRo2& q, const Bytes& dib, const std::string& what) {
         targetStride * static_cast<std::size_t>(height - 1) + static_cast<std::size_t>(width);
     Bytes expected(targetSize, 0xA5);
     (plain16 ? dibprep::ScalarMap16 : dibprep::ScalarMap24)(q, dib.data() + 40, width, height, expected.data());
-    for (const Tier tier : FastTiers()) {
+    for (const Tier tier : FastTiersHere()) {
         for (const auto side : {testhost::GuardedBuffer::Side::Start, testhost::GuardedBuffer::Side::End}) {
             const ForcedTier forced(tier);
             testhost::GuardedBuffer source(size, side);
@@ -184,7 +184,7 @@ TEST(QuantizeMapTiers, WholeReductionIsTheSameOnEveryTier) {
             };
             const Bytes expected = reduce(Tier::Scalar);
             ASSERT_EQ(expected.size(), 1064u + 200u * 91u);
-            for (const Tier tier : FastTiers())
+            for (const Tier tier : FastTiersHere())
                 ASSERT_EQ(reduce(tier), expected) << NameOf(kind) << ' ' << dibprep::NameOf(tier);
             testhost::Reset();
         }

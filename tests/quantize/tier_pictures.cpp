@@ -151,13 +151,4 @@ std::string DifferenceOfSearches(const CNiGoRo2& a, const CNiGoRo2& b) {
     return "";
 }
 
-std::vector<dibprep::Tier> FastTiers() {
-    std::vector<dibprep::Tier> tiers;
-    for (const dibprep::Tier tier : {dibprep::Tier::Sse2, dibprep::Tier::Ssse3, dibprep::Tier::Avx2}) {
-        if (tier <= dibprep::ProcessorTier())
-            tiers.push_back(tier);
-    }
-    return tiers;
-}
-
 } // namespace tiertest

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "dibprep/quantize.h"
-#include "memory/x86/cpu_tier.h"
 #include "tests/support/dib_builder.h"
+#include "tests/support/tiers.h"
 
 #include <memory>
 #include <string>
@@ -13,6 +13,8 @@ namespace tiertest {
 
 using testdib::Bytes;
 using testdib::Random;
+using testtiers::FastTiersHere;
+using testtiers::ForcedTier;
 
 enum class Kind { Noise, Gradient, FewColours, Photo, Runs, Flat, Narrow };
 constexpr Kind AllKinds[] = {Kind::Noise, Kind::Gradient, Kind::FewColours, Kind::Photo,
@@ -31,17 +33,5 @@ void SetPalette(CNiGoRo2& quantiser, const std::vector<CColorTrans2>& records);
 // Everything that is not a pointer of both palettes, cubes and lists: "" or what differs.
 std::string DifferenceOfTrees(const CNiGoRo2& a, const CNiGoRo2& b);
 std::string DifferenceOfSearches(const CNiGoRo2& a, const CNiGoRo2& b);
-
-// A tier of the processor in use for a scope.
-class ForcedTier {
-public:
-    explicit ForcedTier(dibprep::Tier tier) { dibprep::ForceTier(tier); }
-    ~ForcedTier() { dibprep::ForceTier(dibprep::BestKnownTier); }
-    ForcedTier(const ForcedTier&) = delete;
-    ForcedTier& operator=(const ForcedTier&) = delete;
-};
-
-// The tiers above Scalar that this processor has.
-std::vector<dibprep::Tier> FastTiers();
 
 } // namespace tiertest

@@ -52,7 +52,7 @@ protected:
 
 TEST_P(UninitialisedMemory, ResultsDoNotDependOnWhatWasThereBefore) {
     const failing::Entry& entry = GetParam();
-    for (const Tier tier : {Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2}) {
+    for (const Tier tier : dibprep::EveryTier) {
         if (tier > dibprep::ProcessorTier())
             break;
         dibprep::ForceTier(tier);

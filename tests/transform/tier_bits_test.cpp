@@ -3,22 +3,22 @@
 
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "tests/support/tiers.h"
 #include "transform/sampling.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
 
 using namespace dibprep;
+using namespace testtiers;
 
 namespace {
 
-std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return NameOf(tier.param); }
-
-class BitChoiceTier : public testing::TestWithParam<Tier> {};
+class BitChoiceTier : public ForTier<testing::Test> {};
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Every, BitChoiceTier, testing::Values(Tier::Sse2, Tier::Avx2), NameOfParameter);
+INSTANTIATE_TEST_SUITE_P(Every, BitChoiceTier, FastTiers(), NameOfTier);
 
 TEST(BitBuckets, DecideAsTheLineBuilderDoesAndLeaveLittleOpen) {
     testdib::Random random(23);
@@ -68,8 +68,6 @@ TEST(BitBuckets, DecideAsTheLineBuilderDoesAndLeaveLittleOpen) {
 }
 
 TEST_P(BitChoiceTier, PicksAndOpensAsTheScalarFormDoes) {
-    if (ProcessorTier() < GetParam())
-        GTEST_SKIP() << "this processor has no " << NameOf(GetParam());
     const RowKernels scalar = RowKernelsFor(Tier::Scalar);
     const RowKernels kernels = RowKernelsFor(GetParam());
     ASSERT_NE(scalar.pickChoices, kernels.pickChoices);

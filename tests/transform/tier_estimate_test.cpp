@@ -4,6 +4,7 @@
 #include "dibprep/host.h"
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "tests/support/tiers.h"
 #include "transform/estimate.h"
 #include "transform/estimated_rows.h"
 #include "transform/row_road.h"
@@ -13,6 +14,7 @@
 #include <gtest/gtest.h>
 
 using namespace dibprep;
+using namespace testtiers;
 
 namespace {
 
@@ -66,12 +68,13 @@ struct Rows {
     }
 };
 
-class Estimates : public testing::Test {
+class Estimates : public ForTier<testing::Test> {
 protected:
     void SetUp() override {
-        if (ProcessorTier() < Tier::Avx2)
-            GTEST_SKIP() << "this processor has no AVX2";
-        kernels = RowKernelsFor(Tier::Avx2);
+        ForTier::SetUp();
+        if (IsSkipped())
+            return;
+        kernels = RowKernelsFor(GetParam());
         ASSERT_TRUE(kernels.estimates);
         ASSERT_NE(scalar.estimate, kernels.estimate);
         ASSERT_NE(scalar.mixEstimates, kernels.mixEstimates);
@@ -109,6 +112,8 @@ protected:
 
 } // namespace
 
+INSTANTIATE_TEST_SUITE_P(Every, Estimates, testing::Values(Tier::Avx2, Tier::Avx512), NameOfTier);
+
 TEST(EstimateBound, WeightsAreOddAndNextToTheirFraction) {
     testdib::Random random(3);
     for (int round = 0; round < 20000; ++round) {
@@ -135,7 +140,7 @@ TEST(EstimateBound, HorizontalEstimatesAreNearAndWholeOnlyForEqualSamples) {
     }
 }
 
-TEST_F(Estimates, EveryCountAndStrip) {
+TEST_P(Estimates, EveryCountAndStrip) {
     for (std::size_t count = 1; count <= MostChannels; ++count) {
         const Rows rows(count, 256, random);
         for (const double fraction : {0.0, 1.0 / 3, NearlyOne, 1e-13, 0.5, 0.7183})
@@ -150,7 +155,7 @@ TEST_F(Estimates, EveryCountAndStrip) {
     }
 }
 
-TEST_F(Estimates, RandomAndAdversarialWeights) {
+TEST_P(Estimates, RandomAndAdversarialWeights) {
     std::size_t open = 0;
     for (int round = 0; round < 6000; ++round) {
         const int levels = round % 3 == 0 ? 2 : round % 3 == 1 ? 6 : 256;
@@ -160,7 +165,7 @@ TEST_F(Estimates, RandomAndAdversarialWeights) {
     EXPECT_GT(open, 1000u);
 }
 
-TEST_F(Estimates, EqualSamplesAreNeverLeftOpen) {
+TEST_P(Estimates, EqualSamplesAreNeverLeftOpen) {
     for (int level = 0; level < 256; ++level) {
         Rows rows(MostChannels, 256, random);
         for (auto& row : rows.bytes)
@@ -196,7 +201,7 @@ EstimatedRows::Counts CountsOf(tiertest::Picture picture, int from, int to) {
 
 } // namespace
 
-TEST_F(Estimates, DecideNearlyAllGroupsOfARatioWithManyFractions) {
+TEST_P(Estimates, DecideNearlyAllGroupsOfARatioWithManyFractions) {
     const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::Random, 300, 137);
     EXPECT_GT(counts.estimated, 900u);
     EXPECT_GT(counts.open, 0u);
@@ -204,25 +209,25 @@ TEST_F(Estimates, DecideNearlyAllGroupsOfARatioWithManyFractions) {
     EXPECT_EQ(0u, counts.inDoubles);
 }
 
-TEST_F(Estimates, DecideNearlyAllGroupsOfRunsOfOneLevel) {
+TEST_P(Estimates, DecideNearlyAllGroupsOfRunsOfOneLevel) {
     const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::Levels, 400, 300);
     EXPECT_GT(counts.estimated, 900u);
     EXPECT_LT(counts.open, counts.estimated / 10);
 }
 
-TEST_F(Estimates, AreNotMadeForAWhitePage) {
+TEST_P(Estimates, AreNotMadeForAWhitePage) {
     const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::White, 400, 300);
     EXPECT_EQ(90u, counts.filledRows);
     EXPECT_EQ(0u, counts.estimated + counts.open + counts.inDoubles);
 }
 
-TEST_F(Estimates, GiveWayToDoublesWhereThirdsMakeWholeLevels) {
+TEST_P(Estimates, GiveWayToDoublesWhereThirdsMakeWholeLevels) {
     const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::FewLevels, 400, 300);
     EXPECT_GT(counts.inDoubles, counts.estimated + counts.open);
     EXPECT_GT(counts.open, 0u);
 }
 
-TEST_F(Estimates, StayOutOfShortFractions) {
+TEST_P(Estimates, StayOutOfShortFractions) {
     const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::Random, 300, 200);
     EXPECT_EQ(0u, counts.estimated + counts.open + counts.inDoubles);
 }

@@ -1,22 +1,25 @@
 // Each row kernel of each tier against its scalar form, on rows that end at an unreadable page.
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "tests/support/tiers.h"
 #include "transform/row_kernels.h"
 
 #include <gtest/gtest.h>
 
 using namespace dibprep;
+using namespace testtiers;
 
 namespace {
 
 constexpr std::size_t MostChannels = 140;
 constexpr std::size_t Room = 160; // to the next 32 elements
 
-class RowKernelTier : public testing::TestWithParam<Tier> {
+class RowKernelTier : public ForTier<testing::Test> {
 protected:
     void SetUp() override {
-        if (ProcessorTier() < GetParam())
-            GTEST_SKIP() << "this processor has no " << NameOf(GetParam());
+        ForTier::SetUp();
+        if (IsSkipped())
+            return;
         kernels = RowKernelsFor(GetParam());
         ASSERT_EQ(GetParam(), kernels.tier);
         random = testdib::Random(11);
@@ -42,11 +45,9 @@ protected:
     testdib::Random random{11};
 };
 
-std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return NameOf(tier.param); }
-
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Every, RowKernelTier, testing::Values(Tier::Sse2, Tier::Ssse3, Tier::Avx2), NameOfParameter);
+INSTANTIATE_TEST_SUITE_P(Every, RowKernelTier, FastTiers(), NameOfTier);
 
 TEST_P(RowKernelTier, NarrowsEveryCount) {
     for (std::size_t count = 1; count <= MostChannels; ++count) {

@@ -5,10 +5,12 @@
 #include "dibprep/host.h"
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "tests/support/tiers.h"
 
 #include <gtest/gtest.h>
 
 using dibprep::Tier;
+using namespace testtiers;
 using namespace tiertest;
 
 namespace {
@@ -26,21 +28,17 @@ int ChangeSourceAndStop(unsigned short percent) {
     return percent < 40;
 }
 
-class TransformTierChange : public testing::TestWithParam<Tier> {
+class TransformTierChange : public ForTier<testing::Test> {
 protected:
     void SetUp() override {
-        if (dibprep::ProcessorTier() < GetParam())
-            GTEST_SKIP() << "this processor has no " << dibprep::NameOf(GetParam());
+        ForTier::SetUp();
         testhost::Reset();
     }
 };
 
-std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return dibprep::NameOf(tier.param); }
-
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Every, TransformTierChange, testing::Values(Tier::Sse2, Tier::Ssse3, Tier::Avx2),
-                         NameOfParameter);
+INSTANTIATE_TEST_SUITE_P(Every, TransformTierChange, FastTiers(), NameOfTier);
 
 TEST_P(TransformTierChange, CallbackThatChangesTheSourceIsSeenByTheNextRow) {
     for (const int bits : {1, 8, 24}) {

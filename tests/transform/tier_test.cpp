@@ -4,20 +4,20 @@
 #include "dibprep/host.h"
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "tests/support/tiers.h"
 
 #include <gtest/gtest.h>
 
-using dibprep::NameOf;
 using dibprep::Tier;
+using namespace testtiers;
 using namespace tiertest;
 
 namespace {
 
-class TransformTier : public testing::TestWithParam<Tier> {
+class TransformTier : public ForTier<testing::Test> {
 protected:
     void SetUp() override {
-        if (dibprep::ProcessorTier() < GetParam())
-            GTEST_SKIP() << "this processor has no " << NameOf(GetParam());
+        ForTier::SetUp();
         testhost::Reset();
     }
     void Compare(const Page& page, int dpi, int threshold = 128, std::uint32_t start = 1) {
@@ -37,11 +37,9 @@ constexpr Resolutions CommonResolutions[] = {{300, 200}, {600, 300}, {200, 400},
                                              {300, 204}, {600, 200}, {300, 400}, {300, 300}, {96, 300},  {300, 96},
                                              {240, 256}, {200, 256}, {300, 137}, {299, 200}};
 
-std::string NameOfParameter(const testing::TestParamInfo<Tier>& tier) { return NameOf(tier.param); }
-
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Every, TransformTier, testing::Values(Tier::Sse2, Tier::Ssse3, Tier::Avx2), NameOfParameter);
+INSTANTIATE_TEST_SUITE_P(Every, TransformTier, FastTiers(), NameOfTier);
 
 // A narrower row than a vector load is the line builders' work.
 TEST_P(TransformTier, EveryWidthAroundTheVectorLengthsInColour) {
