@@ -308,6 +308,56 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
         }
 }
 
+// Two rows at once, of the same source rows, of neighbouring ones or of others, and after each other with
+// anything else: the rows stand between guard pages, and the source does.
+TEST_P(BilinearTier, TwoRowsAtOnce) {
+    Random random(13);
+    for (const Format& format : formats)
+        for (int round = 0; round < 60 && format.bits <= 32; ++round) {
+            const int count = random.Range(1, 150);
+            const int width = random.Range(1, round % 2 == 0 ? count : count * 5);
+            const int height = 8;
+            const Bytes dib = MakeSource(format, width, height, random, random.OneIn(3));
+            GuardedBuffer memory(dib.size(), round % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End);
+            std::memcpy(memory.data(), dib.data(), dib.size());
+            _tagDIBPARAM source;
+            object.SetDIBParam(memory.data(), source);
+            const auto rowAt = [&](int r) { return source.pBits + (height - 1 - r) * source.nLineBytes; };
+            for (int r = 0; r < height; ++r) // of one colour, up to somewhere
+                if (random.OneIn(3))
+                    std::memset(rowAt(r), random.Range(0, 1) * 255, random.Range(0, source.nLineBytes));
+            const tagSIZE step = object.GetCoordUnit(source, {count, 3});
+            const std::unique_ptr<_tagCOORDENTRY[]> columns(object.GetCoordTable(source, 0, step.cx, count));
+            RowTask tasks[2] = {};
+            for (RowTask& task : tasks) {
+                task.columns = columns.get();
+                task.count = count;
+                task.outStep = std::max(format.bits, 24) / 8;
+                task.source = &source;
+                task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
+            }
+            FastRows rows(RowsFor(GetParam()), tasks[0], true);
+            for (int again = 0, upper = 0; again < 6; ++again) {
+                const std::size_t bytes = static_cast<std::size_t>(count * tasks[0].outStep);
+                const auto side = again % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End;
+                GuardedBuffer made[2] = {GuardedBuffer(bytes, side), GuardedBuffer(bytes, side)};
+                Bytes expected[2] = {Bytes(bytes), Bytes(bytes)};
+                for (int i = 0; i < 2; ++i, upper = std::min(upper + random.Range(0, 3), height - 2)) {
+                    tasks[i].upper = rowAt(upper);
+                    tasks[i].lower = tasks[i].upper - (format.bits == 16 ? 2 : source.nLineBytes);
+                    tasks[i].fy = random.OneIn(3) ? 0 : random.Range(1, 1023);
+                    tasks[i].out = expected[i].data();
+                    format.row(tasks[i]);
+                    tasks[i].out = made[i].data();
+                }
+                ASSERT_EQ(rows.Make(tasks[0], &tasks[1]), 2);
+                for (int i = 0; i < 2; ++i)
+                    ASSERT_EQ(std::memcmp(made[i].data(), expected[i].data(), bytes), 0)
+                        << format.name << ", " << width << " to " << count << ", round " << round << ", row " << i;
+            }
+        }
+}
+
 TEST_P(BilinearTier, LoweredLimitsAct) {
     Random random(5);
     int* const limits[] = {&COLOR_MAX_VALUE,     &WHITE_POINT_VALUE,   &BLACK_POINT_VALUE,   &COLOR_MAX_VALUE16,
