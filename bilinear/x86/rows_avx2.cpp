@@ -1,5 +1,6 @@
 // The row stages with AVX2: 32 slots at a time.
 #include "bilinear/row_table.h"
+#include "memory/unaligned.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -191,6 +192,21 @@ DIBPREP_AVX2 void LevelsBySums(const unsigned char* row, int count, const unsign
         out[x] = static_cast<unsigned char>(levels[row[x] & 15] + levels[16 + (row[x] >> 4)]);
 }
 
+// Four indices by one load: two thirds of what four loads and unpacking take, and half of gathering.
+DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
+    const auto colour = [colours](std::uint32_t index) { return static_cast<int>(colours[index & 0xFF]); };
+    int x = 0;
+    for (; x + 4 <= count; x += 4, out += 16) {
+        const std::uint32_t indices = LoadU32(row + x);
+        __m128i four = _mm_cvtsi32_si128(colour(indices));
+        four = _mm_insert_epi32(four, colour(indices >> 8), 1);
+        four = _mm_insert_epi32(four, colour(indices >> 16), 2);
+        StoreHalf(out, _mm_insert_epi32(four, colour(indices >> 24), 3));
+    }
+    for (; x < count; ++x, out += 4)
+        StoreU32(out, colours[row[x]]);
+}
+
 // ---- stretches of one colour ------------------------------------------------------------------
 
 // Which of 32 neighbouring pairs of bytes are equal.
@@ -224,6 +240,7 @@ DIBPREP_AVX2 int Changes(const unsigned char* row, int bytes, std::uint32_t* cha
 } // namespace
 
 void AddAvx2Rows(RowTable& table) {
+    table.colour = Colour;
     table.levels = Levels;
     table.levelsBySums = LevelsBySums;
     table.changes = Changes;
