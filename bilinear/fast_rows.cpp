@@ -37,16 +37,12 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
                 return Make(task, next);
             }
     }
-    if (m_feed == Feed::Source && !m_layout.sampled) {
-        AskAhead(mix);
-        m_table.mix[m_layout.storing](m_plan, mix);
-        return OutputRowsOf(mix.group);
-    }
+    AskAhead(mix);
     int places[MostSourceRows];
-    Bring(mix, places);
-    for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
-        mix.sources.rows[i] = m_kept[places[i]].fed;
-        mix.sources.ahead[i] = reinterpret_cast<std::uintptr_t>(mix.sources.rows[i]);
+    if (m_feed != Feed::Source || m_layout.sampled) {
+        Bring(mix, places);
+        for (int i = 0; i < SourceRowsOf(mix.group); ++i)
+            mix.sources.rows[i] = m_kept[places[i]].fed;
     }
     if (m_byBlocks)
         MakeByBlocks(mix, places);
@@ -92,12 +88,17 @@ std::uintptr_t FastRows::Ahead(const unsigned char* row) const {
     return reinterpret_cast<std::uintptr_t>(row) - RowsAhead * static_cast<std::uintptr_t>(m_source.nLineBytes);
 }
 
-// Each row is asked for once; the others are at hand.
+// Whether the pixels that the mixing stage reads stand where they do in the source row.
+bool FastRows::ReadsInPlace() const { return !m_layout.sampled && m_layout.pixelBytes * 8 == m_source.nBitCount; }
+
+// The mixing stage asks for rows, each once, where it reads in step with them: a little at a time is better
+// than a row at once. Else it asks for what is at hand.
 void FastRows::AskAhead(MixTask& mix) {
     for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
         const std::uintptr_t ahead = Ahead(mix.sources.rows[i]);
-        mix.sources.ahead[i] = ahead < m_fetched ? ahead : reinterpret_cast<std::uintptr_t>(mix.sources.rows[i]);
-        m_fetched = std::min(m_fetched, ahead);
+        mix.sources.ahead[i] = reinterpret_cast<std::uintptr_t>(mix.sources.rows[i]);
+        if (ReadsInPlace() && ahead < m_fetched)
+            mix.sources.ahead[i] = m_fetched = ahead;
     }
 }
 
@@ -224,7 +225,8 @@ void FastRows::FeedRow(const unsigned char* row, unsigned char* to) {
         FeedSampled(row, 0, m_count, to);
         return;
     }
-    m_table.fetch(Ahead(row), m_source.nLineBytes);
+    if (!ReadsInPlace())
+        m_table.fetch(Ahead(row), m_source.nLineBytes);
     if (m_feed == Feed::Widened)
         m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(to));
     else if (m_feed == Feed::LevelSums)

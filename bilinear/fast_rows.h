@@ -61,6 +61,7 @@ private:
     bool ShowsGraysOnly(const unsigned char* row) const;
     void Bring(const MixTask& mix, int* places);
     std::uintptr_t Ahead(const unsigned char* row) const;
+    bool ReadsInPlace() const;
     void AskAhead(MixTask& mix);
     void MakeByBlocks(const MixTask& mix, const int* places);
     void MakeRowByBlocks(const MixTask& mix, const int* places);
