@@ -38,7 +38,7 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
             }
     }
     AskAhead(mix);
-    int places[MostSourceRows];
+    int places[MostSourceRows] = {};
     if (m_feed != Feed::Source || m_layout.sampled) {
         Bring(mix, places);
         for (int i = 0; i < SourceRowsOf(mix.group); ++i)
@@ -141,9 +141,7 @@ std::uint32_t FastRows::ColourOf(int flatByte) const { return m_colours[flatByte
 void FastRows::MakeByBlocks(const MixTask& mix, const int* places) {
     const int count = SourceRowsOf(mix.group);
     if (std::all_of(places, places + count, [this](int place) { return m_blocks.IsMixed(place); })) {
-        for (int i = 0; i < count; ++i)
-            FeedBlocks(places[i], 0, m_blocks.Count());
-        m_table.mix[m_layout.storing](m_plan, mix);
+        MixBlocks(mix, places, 0, m_blocks.Count());
         return;
     }
     for (int i = 0; i < OutputRowsOf(mix.group); ++i) {
@@ -162,32 +160,35 @@ void FastRows::MakeByBlocks(const MixTask& mix, const int* places) {
 void FastRows::MakeRowByBlocks(const MixTask& mix, const int* places) {
     const FlatBlocks::Run* upperRun = m_blocks.Runs(places[0]);
     const FlatBlocks::Run* lowerRun = m_blocks.Runs(places[1]);
-    const int pixels = m_blocks.PixelsPerBlock();
-    const std::ptrdiff_t blockBytes = mix.bytes / m_count * pixels;
-    const auto bytesOf = [&](int begin, int end) { return std::min(end * blockBytes, mix.bytes) - begin * blockBytes; };
-    const auto mixBlocks = [&](int begin, int end) {
-        FeedBlocks(places[0], begin, end);
-        FeedBlocks(places[1], begin, end);
-        MixTask part = mix;
-        part.out[0] += begin * blockBytes;
-        part.bytes = bytesOf(begin, end);
-        m_table.mix[m_layout.storing](PlanFrom(begin * pixels), part);
-    };
+    const std::ptrdiff_t blockBytes = mix.bytes / m_count * m_blocks.PixelsPerBlock();
     int mixed = 0; // first of the blocks before `begin` that are still to be mixed
     for (int begin = 0; begin < m_blocks.Count();) {
         const int end = std::min(upperRun->end, lowerRun->end);
         if (upperRun->kind != FlatBlocks::Mixed && upperRun->kind == lowerRun->kind) {
-            if (mixed < begin)
-                mixBlocks(mixed, begin);
-            m_table.fill(mix.out[0] + begin * blockBytes, bytesOf(begin, end), ColourOf(upperRun->kind));
+            MixBlocks(mix, places, mixed, begin);
+            const std::ptrdiff_t from = begin * blockBytes;
+            m_table.fill(mix.out[0] + from, std::min(end * blockBytes, mix.bytes) - from, ColourOf(upperRun->kind));
             mixed = end;
         }
         upperRun += upperRun->end == end;
         lowerRun += lowerRun->end == end;
         begin = end;
     }
-    if (mixed < m_blocks.Count())
-        mixBlocks(mixed, m_blocks.Count());
+    MixBlocks(mix, places, mixed, m_blocks.Count());
+}
+
+void FastRows::MixBlocks(const MixTask& mix, const int* places, int begin, int end) {
+    if (begin == end)
+        return;
+    const int pixels = m_blocks.PixelsPerBlock();
+    const std::ptrdiff_t blockBytes = mix.bytes / m_count * pixels;
+    for (int i = 0; i < SourceRowsOf(mix.group); ++i)
+        FeedBlocks(places[i], begin, end);
+    MixTask part = mix;
+    for (int i = 0; i < OutputRowsOf(mix.group); ++i)
+        part.out[i] += begin * blockBytes;
+    part.bytes = std::min(end * blockBytes, mix.bytes) - begin * blockBytes;
+    m_table.mix[m_layout.storing](PlanFrom(begin * pixels), part);
 }
 
 // The plan of the pixels behind whole blocks.

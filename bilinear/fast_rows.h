@@ -20,7 +20,6 @@ public:
     // to the scalar kernel.
     FastRows(const RowTable& table, const RowTask& task, bool keep);
 
-    ~FastRows() = default;
     FastRows(const FastRows&) = delete;
     FastRows& operator=(const FastRows&) = delete;
 
@@ -66,6 +65,7 @@ private:
     void MakeByBlocks(const MixTask& mix, const int* places);
     void MakeRowByBlocks(const MixTask& mix, const int* places);
     std::uint32_t ColourOf(int flatByte) const;
+    void MixBlocks(const MixTask& mix, const int* places, int begin, int end);
     void FeedBlocks(int place, int begin, int end);
     MixPlan PlanFrom(int pixel) const;
 
