@@ -13,9 +13,6 @@ bool LimitsAct(int channels) {
     return COLOR_MAX_VALUE < 255 || (channels == 4 && (WHITE_POINT_VALUE < 255 || BLACK_POINT_VALUE > 0));
 }
 
-// How many rows further on is asked for: what the next two output rows need.
-constexpr std::uintptr_t RowsAhead = 3;
-
 } // namespace
 
 int FastRows::Make(const RowTask& task, const RowTask* next) {
@@ -37,6 +34,7 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
                 return Make(task, next);
             }
     }
+    NoteAdvance(task.upper);
     AskAhead(mix);
     int places[MostSourceRows] = {};
     if (m_feed != Feed::Source || m_layout.sampled) {
@@ -83,9 +81,17 @@ MixTask FastRows::GroupOf(const RowTask& task, const RowTask* next) const {
     return mix;
 }
 
-// Rows are read at falling addresses: some further on is soon, and not yet on its way.
+// What the next call is likely to need where this one needs a row: rows are read at falling addresses, as far
+// apart as before.
 std::uintptr_t FastRows::Ahead(const unsigned char* row) const {
-    return reinterpret_cast<std::uintptr_t>(row) - RowsAhead * static_cast<std::uintptr_t>(m_source.nLineBytes);
+    return reinterpret_cast<std::uintptr_t>(row) - std::max(m_advances[0], m_advances[1]);
+}
+
+void FastRows::NoteAdvance(const unsigned char* upper) {
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(upper);
+    m_advances[1] = m_advances[0];
+    m_advances[0] = at < m_upper ? m_upper - at : 0;
+    m_upper = at;
 }
 
 // Whether the pixels that the mixing stage reads stand where they do in the source row.
@@ -222,12 +228,12 @@ void FastRows::FeedBlocks(int place, int begin, int end) {
 
 void FastRows::FeedRow(const unsigned char* row, unsigned char* to) {
     const int width = m_source.nWidth;
+    if (!ReadsInPlace())
+        m_table.fetch(Ahead(row), m_source.nLineBytes);
     if (m_layout.sampled) {
         FeedSampled(row, 0, m_count, to);
         return;
     }
-    if (!ReadsInPlace())
-        m_table.fetch(Ahead(row), m_source.nLineBytes);
     if (m_feed == Feed::Widened)
         m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(to));
     else if (m_feed == Feed::LevelSums)
@@ -291,7 +297,14 @@ void FastRows::FeedSampled(const unsigned char* row, int begin, int end, unsigne
     } else if (m_layout.pixelBytes == 1) {
         each([=](unsigned char* at, int offset) { *at = row[offset]; });
     } else if (m_layout.pixelBytes == 3) {
-        each([=](unsigned char* at, int offset) { std::memcpy(at, row + offset, 3); });
+        // Both at once, and two bytes that the next pixel covers. Without a right neighbour it weighs nothing.
+        const int last = m_source.nLineBytes - 8;
+        for (int k = begin; k < end; ++k) {
+            const int offset = m_columns[k].nOffset0;
+            std::memcpy(to + std::ptrdiff_t{k} * 6, row + offset, offset <= last ? 8 : 3);
+            if (offset > last)
+                std::memcpy(to + std::ptrdiff_t{k} * 6 + 3, row + m_columns[k].nOffset1, 3);
+        }
     } else {
         each([=](unsigned char* at, int offset) { std::memcpy(at, row + offset, 4); });
     }

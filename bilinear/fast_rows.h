@@ -60,6 +60,7 @@ private:
     bool ShowsGraysOnly(const unsigned char* row) const;
     void Bring(const MixTask& mix, int* places);
     std::uintptr_t Ahead(const unsigned char* row) const;
+    void NoteAdvance(const unsigned char* upper);
     bool ReadsInPlace() const;
     void AskAhead(MixTask& mix);
     void MakeByBlocks(const MixTask& mix, const int* places);
@@ -97,6 +98,8 @@ private:
     int m_pickBytes = 0;
     PixelColumn* m_pixels = nullptr;
     KeptRow m_kept[MostSourceRows] = {};
+    std::uintptr_t m_upper = 0;                    // the upper row of the last call
+    std::uintptr_t m_advances[2] = {};             // from the one before, and from that of the call before
     std::uintptr_t m_fetched = ~std::uintptr_t{0}; // the lowest of the rows that were asked for
     bool m_byBlocks = false;
     FlatBlocks m_blocks;
