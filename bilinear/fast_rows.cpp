@@ -297,14 +297,7 @@ void FastRows::FeedSampled(const unsigned char* row, int begin, int end, unsigne
     } else if (m_layout.pixelBytes == 1) {
         each([=](unsigned char* at, int offset) { *at = row[offset]; });
     } else if (m_layout.pixelBytes == 3) {
-        // Both at once, and two bytes that the next pixel covers. Without a right neighbour it weighs nothing.
-        const int last = m_source.nLineBytes - 8;
-        for (int k = begin; k < end; ++k) {
-            const int offset = m_columns[k].nOffset0;
-            std::memcpy(to + std::ptrdiff_t{k} * 6, row + offset, offset <= last ? 8 : 3);
-            if (offset > last)
-                std::memcpy(to + std::ptrdiff_t{k} * 6 + 3, row + m_columns[k].nOffset1, 3);
-        }
+        each([=](unsigned char* at, int offset) { std::memcpy(at, row + offset, 3); });
     } else {
         each([=](unsigned char* at, int offset) { std::memcpy(at, row + offset, 4); });
     }

@@ -152,20 +152,23 @@ bool FastRows::ArrangeColours(const RowTask& task) {
 
 // Finds the layout whose windows hold their samples, and fills its plan: both halves of a register from
 // one window as long as source and output pixels are near each other, up to about 1.4 source pixels per
-// output pixel of three channels, or a window for each, up to about four. Beyond, and where the row is
-// shorter than a window, it is made of the samples alone.
+// output pixel of three channels; or a window for each, up to about four (two, where pixels have four
+// bytes). With a fourth slot, which nobody stores, a window has one pixel only, at any distance. What is left,
+// bytes far apart and rows shorter than a window, is made of the samples alone.
 bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const bool windows = m_table.windowsPerRegister != 0;
     Layout layout = wanted;
-    if (!windows && layout.slotsPerPixel == 3) {
+    const auto withGaps = [&] {
         layout.slotsPerPixel = 4;
         layout.storing = StoreThreeOfFour;
-    }
-    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * layout.slotsPerPixel, SlotsPerStep);
+    };
+    if (!windows && layout.slotsPerPixel == 3)
+        withGaps();
+    // Room for any layout.
+    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * (layout.slotsPerPixel == 1 ? 1 : 4), SlotsPerStep);
     const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * layout.pixelBytes + FeedPadding;
     const std::int64_t registers = slots / (SlotsPerWindow * std::max(m_table.windowsPerRegister, 1));
     const auto aligned = [](std::int64_t size) { return RoundedUp(size, ScratchAlignment); };
-    // Room for any layout.
     const std::int64_t fed = aligned(std::max(layout.rowBytes, sampledBytes));
     const std::int64_t planned = windows ? aligned(registers * std::int64_t{sizeof(Window)}) + aligned(slots * 4)
                                          : aligned(slots / layout.slotsPerPixel * std::int64_t{sizeof(PixelColumn)});
@@ -207,6 +210,12 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     };
     if ((m_table.windowsPerRegister > 1 && fits(true)) || fits(false))
         return true;
+    if (windows && layout.slotsPerPixel == 3) {
+        withGaps();
+        if (fits(false))
+            return true;
+        layout = wanted;
+    }
     layout.sampled = true;
     layout.rowBytes = sampledBytes;
     return fits(false);
@@ -239,16 +248,17 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
         window = {};
         std::int8_t* weights = window.weights;
         std::int64_t left[2 * SlotsPerWindow];  // samples in the row, and
-        std::int64_t right[2 * SlotsPerWindow]; // none behind the last pixel
+        std::int64_t right[2 * SlotsPerWindow]; // none behind the last pixel or its last channel
         for (int slot = 0; slot < slotsPerRegister; ++slot, weights += 4) {
             const std::int64_t at = FirstSlot(r, slot / SlotsPerWindow) + slot % SlotsPerWindow;
             const int k = static_cast<int>(at / layout.slotsPerPixel);
             left[slot] = right[slot] = -1;
-            if (k >= m_count)
+            const int channel = static_cast<int>(at % layout.slotsPerPixel);
+            if (k >= m_count || channel >= layout.pixelBytes)
                 continue;
             const _tagCOORDENTRY& column = task.columns[k];
             const int fx = FractionOf(column);
-            left[slot] = OffsetOf(column, k, layout) + at % layout.slotsPerPixel;
+            left[slot] = OffsetOf(column, k, layout) + channel;
             right[slot] = fx != 0 ? left[slot] + layout.pixelBytes : left[slot];
             weights[0] = static_cast<std::int8_t>(-(fx & 15));
             weights[1] = static_cast<std::int8_t>(fx & 15);
@@ -261,10 +271,12 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
         for (int begin = 0; begin < slotsPerRegister && left[begin] >= 0; begin += slotsPerBase) {
             // The last windows move back into the row.
             std::int64_t base = layout.rowBytes - WindowBytes;
-            for (int slot = begin; slot < begin + slotsPerBase && left[slot] >= 0; ++slot)
-                base = std::min(base, left[slot]);
+            for (int slot = begin; slot < begin + slotsPerBase; ++slot)
+                base = left[slot] >= 0 ? std::min(base, left[slot]) : base;
             window.base[begin / SlotsPerWindow] = static_cast<std::int32_t>(base);
-            for (int slot = begin; slot < begin + slotsPerBase && left[slot] >= 0; ++slot) {
+            for (int slot = begin; slot < begin + slotsPerBase; ++slot) {
+                if (left[slot] < 0)
+                    continue;
                 if (right[slot] - base >= WindowBytes)
                     return false;
                 picks[slot * 4] = picks[slot * 4 + 2] = static_cast<std::uint8_t>(left[slot] - base);

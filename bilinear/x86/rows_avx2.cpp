@@ -96,34 +96,47 @@ DIBPREP_AVX2 inline void StoreGray(unsigned char* out, __m256i gray) {
     Store(out + 64, _mm256_shuffle_epi8(_mm256_permute4x64_epi64(gray, 0xEE), end));
 }
 
+// Four pixels of four bytes as twelve bytes, in each half. The second half is stored over the four empty
+// bytes of the first, and has four itself.
+DIBPREP_AVX2 inline void StoreThree(unsigned char* out, __m256i fours) {
+    const __m256i three = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, //
+                                           0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    const __m256i pixels = _mm256_shuffle_epi8(fours, three);
+    StoreHalf(out, _mm256_castsi256_si128(pixels));
+    StoreHalf(out + 12, _mm256_extracti128_si256(pixels, 1));
+}
+
 template <Storing Form>
 DIBPREP_AVX2 inline void StoreStep(unsigned char* out, __m256i bytes) {
     if (Form == StoreThrice)
         StoreGray(out, bytes);
+    else if (Form == StoreThreeOfFour)
+        StoreThree(out, bytes);
     else
         Store(out, bytes);
 }
 
 template <Group Rows, bool OneWindow, Storing Form>
 DIBPREP_AVX2 void MixRows(const MixPlan& plan, const MixTask& task) {
-    constexpr std::ptrdiff_t StepBytes = Form == StoreThrice ? 3 * SlotsPerStep : SlotsPerStep;
+    constexpr std::ptrdiff_t Bytes = Form == StoreThrice ? 96 : Form == StoreThreeOfFour ? 24 : 32;
+    constexpr std::ptrdiff_t Written = Form == StoreThreeOfFour ? 28 : Bytes;
     const Sources sources = task.sources;
     const Weights first = WeightsOf(task.fy[0]);
     const Weights second = WeightsOf(task.fy[1]);
     unsigned char* out[] = {task.out[0], task.out[1]};
     const Window* windows = plan.windows;
-    for (std::ptrdiff_t left = task.bytes; left > 0; left -= StepBytes, windows += RegistersPerStep) {
+    for (std::ptrdiff_t left = task.bytes; left > 0; left -= Bytes, windows += RegistersPerStep) {
         for (int i = 0; i < SourceRowsOf(Rows); ++i)
             _mm_prefetch(
                 reinterpret_cast<const char*>(sources.ahead[i] + static_cast<std::uintptr_t>(windows->base[0])),
                 _MM_HINT_T1);
         const Outcome bytes = Step<Rows, OneWindow>(sources, windows, first, second);
         for (int i = 0; i < OutputRowsOf(Rows); ++i) {
-            unsigned char rest[StepBytes];
-            StoreStep<Form>(left < StepBytes ? rest : out[i], bytes.rows[i]);
-            if (left < StepBytes)
-                std::memcpy(out[i], rest, static_cast<std::size_t>(left));
-            out[i] += StepBytes;
+            unsigned char rest[Written];
+            StoreStep<Form>(left < Written ? rest : out[i], bytes.rows[i]);
+            if (left < Written)
+                std::memcpy(out[i], rest, static_cast<std::size_t>(left < Bytes ? left : Bytes));
+            out[i] += Bytes;
         }
     }
 }
@@ -246,6 +259,7 @@ void AddAvx2Rows(RowTable& table) {
     table.changes = Changes;
     table.windowsPerRegister = 2;
     table.mix[StoreAll] = Mix<StoreAll>;
+    table.mix[StoreThreeOfFour] = MixGroup<false, StoreThreeOfFour>;
     table.mix[StoreThrice] = Mix<StoreThrice>;
 }
 

@@ -25,6 +25,15 @@ struct Four {
     __m128i weights;
 };
 
+// The next pixels are stored over the four empty bytes.
+struct ThreeOfFour {
+    static constexpr std::ptrdiff_t Bytes = 12;
+    static constexpr std::ptrdiff_t Written = 16;
+    DIBPREP_TIER static void Put(unsigned char* out, __m128i bytes) {
+        Store(out, _mm_shuffle_epi8(bytes, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1)));
+    }
+};
+
 // 16 gray values as 48 bytes.
 struct Thrice {
     static constexpr std::ptrdiff_t Bytes = 48;
@@ -77,6 +86,7 @@ DIBPREP_TIER void Levels4(const unsigned char* row, int count, const unsigned ch
 void AddSsse3Rows(RowTable& table) {
     table.windowsPerRegister = 1;
     table.mix[StoreAll] = Mix<Four, All>;
+    table.mix[StoreThreeOfFour] = Mix<Four, ThreeOfFour>;
     table.mix[StoreThrice] = Mix<Four, Thrice>;
     table.levelsBySums = LevelsBySums;
     table.levels4 = Levels4;
