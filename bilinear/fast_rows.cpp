@@ -212,13 +212,9 @@ MixPlan FastRows::PlanFrom(int pixel) const {
 // Feeds those blocks that have not been fed.
 void FastRows::FeedBlocks(int place, int begin, int end) {
     const KeptRow& kept = m_kept[place];
-    const int pixels = m_blocks.PixelsPerBlock();
     while ((begin = m_blocks.NextFed(place, begin, end, false)) < end) {
         const int behind = m_blocks.NextFed(place, begin, end, true);
-        if (m_layout.sampled)
-            FeedSampled(kept.row, begin * pixels, std::min(behind * pixels, m_count), kept.fed);
-        else
-            FeedColours(kept.row, m_blocks.Begin(begin), m_blocks.End(behind - 1), kept.fed);
+        FeedColours(kept.row, m_blocks.Begin(begin), m_blocks.End(behind - 1), kept.fed);
         m_blocks.SetFed(place, begin, behind, true);
         begin = behind;
     }
@@ -231,7 +227,7 @@ void FastRows::FeedRow(const unsigned char* row, unsigned char* to) {
     if (!ReadsInPlace())
         m_table.fetch(Ahead(row), m_source.nLineBytes);
     if (m_layout.sampled) {
-        FeedSampled(row, 0, m_count, to);
+        FeedSampled(row, to);
         return;
     }
     if (m_feed == Feed::Widened)
@@ -261,39 +257,26 @@ void FastRows::FeedPacked(const unsigned char* row, int begin, int end, unsigned
         m_table.packed(row + begin, end - begin, m_groups, m_groupBytes, at);
 }
 
-// Both samples of the output pixels from `begin` to before `end`, one after the other.
-void FastRows::FeedSampled(const unsigned char* row, int begin, int end, unsigned char* to) {
+// Both samples of the output pixels, one after the other: of gray ones, or in the shortest rows.
+void FastRows::FeedSampled(const unsigned char* row, unsigned char* to) {
     const auto each = [&](auto pixel) {
         const int step = m_layout.pixelBytes;
-        unsigned char* at = to + std::ptrdiff_t{begin} * 2 * step;
-        for (int k = begin; k < end; ++k, at += 2 * step) {
+        unsigned char* at = to;
+        for (int k = 0; k < m_count; ++k, at += 2 * step) {
             pixel(at, m_columns[k].nOffset0);
             pixel(at + step, m_columns[k].nOffset1);
         }
     };
     const auto index4 = [row](int x) { return row[x >> 1] >> (x & 1 ? 0 : 4) & 0xF; };
     const auto index1 = [row](int x) { return row[x >> 3] >> (7 - (x & 7)) & 1; };
-    const std::uint32_t* const colours = m_colours;
     const unsigned char* const levels = m_levels;
     const bool toLevels = m_layout.pixelBytes == 1 && m_feed != Feed::Source;
-    if (m_feed == Feed::Widened) {
-        each([&](unsigned char* at, int offset) {
-            std::uint32_t pixel;
-            m_table.widen(row + offset, 1, &pixel);
-            StoreU32(at, pixel);
-        });
-    } else if (toLevels && m_source.nBitCount == 8) {
+    if (toLevels && m_source.nBitCount == 8) {
         each([=](unsigned char* at, int x) { *at = levels[row[x]]; });
     } else if (toLevels && m_source.nBitCount == 4) {
         each([=](unsigned char* at, int x) { *at = levels[index4(x)]; });
     } else if (toLevels) {
         each([=](unsigned char* at, int x) { *at = levels[index1(x)]; });
-    } else if (m_feed == Feed::Colours && m_source.nBitCount == 8) {
-        each([=](unsigned char* at, int x) { StoreU32(at, colours[row[x]]); });
-    } else if (m_feed == Feed::Colours && m_source.nBitCount == 4) {
-        each([=](unsigned char* at, int x) { StoreU32(at, colours[index4(x)]); });
-    } else if (m_feed == Feed::Colours) {
-        each([=](unsigned char* at, int x) { StoreU32(at, colours[index1(x)]); });
     } else if (m_layout.pixelBytes == 1) {
         each([=](unsigned char* at, int offset) { *at = row[offset]; });
     } else if (m_layout.pixelBytes == 3) {

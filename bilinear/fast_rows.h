@@ -73,7 +73,7 @@ private:
     void FeedRow(const unsigned char* row, unsigned char* to);
     void FeedColours(const unsigned char* row, int begin, int end, unsigned char* to);
     void FeedPacked(const unsigned char* row, int begin, int end, unsigned char* to);
-    void FeedSampled(const unsigned char* row, int begin, int end, unsigned char* to);
+    void FeedSampled(const unsigned char* row, unsigned char* to);
 
     // What rows of scratch memory start at: a line of the caches.
     static constexpr std::int64_t ScratchAlignment = 64;

@@ -124,7 +124,7 @@ TEST_P(BilinearTier, BringsItsOwnForms) {
     const dibprep::RowTable& below = RowsFor(static_cast<Tier>(static_cast<int>(GetParam()) - 1));
     EXPECT_NE(table.mix[dibprep::StoreAll], below.mix[dibprep::StoreAll]);
     EXPECT_NE(table.mix[dibprep::StoreThrice], below.mix[dibprep::StoreThrice]);
-    EXPECT_NE(table.mix[dibprep::StoreThreeOfFour], nullptr);
+    EXPECT_NE(table.mix[dibprep::StoreThreeOfFour], below.mix[dibprep::StoreThreeOfFour]);
     EXPECT_EQ(table.windowsPerRegister, static_cast<int>(GetParam()) - static_cast<int>(Tier::Sse2));
     if (GetParam() > Tier::Sse2) {
         EXPECT_NE(table.levelsBySums, below.levelsBySums);
