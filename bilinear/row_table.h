@@ -44,9 +44,9 @@ struct PixelColumn {
 
 // One register of slots, with all that a stage needs to know in one place: registers for addresses are few.
 struct alignas(16) Window {
+    std::int8_t weights[2 * WindowBytes]; // -b, b, 64 - a, a for each slot
     std::int32_t base[2];                 // first bytes in the row of the windows of its halves
     const std::uint8_t* picks;            // s0, s1, s0, s1 for each slot: which bytes of them; 0x80: none
-    std::int8_t weights[2 * WindowBytes]; // -b, b, 64 - a, a for each slot
 };
 
 // Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
