@@ -221,7 +221,7 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     return fits(false);
 }
 
-// The left sample of output pixel k in the row that the across stage reads.
+// The left sample of output pixel k in the row that the mixing stage reads.
 std::int64_t FastRows::OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const {
     if (layout.sampled)
         return std::int64_t{k} * 2 * layout.pixelBytes;
