@@ -71,7 +71,7 @@ void* dibprep::NewDib(CConvertResolution& object, const tagBITMAPINFO* info, con
         object.m_nLastError = error;
         return nullptr;
     };
-    const auto header = reinterpret_cast<const unsigned char*>(info);
+    const auto* const header = reinterpret_cast<const unsigned char*>(info);
     if (!header || IsBadReadPtr(header, InfoHeaderSize))
         return fail(ErrorArgument);
 

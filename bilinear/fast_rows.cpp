@@ -250,7 +250,8 @@ void FastRows::FeedColours(const unsigned char* row, int begin, int end, unsigne
 
 // Whole bytes: behind the last pixel there is room for the others of its byte.
 void FastRows::FeedPacked(const unsigned char* row, int begin, int end, unsigned char* to) {
-    unsigned char* const at = &to[std::ptrdiff_t{begin} * m_source.nPixelsPerByte * m_layout.pixelBytes];
+    const std::ptrdiff_t bytesOfOne = std::ptrdiff_t{m_source.nPixelsPerByte} * m_layout.pixelBytes;
+    unsigned char* const at = to + begin * bytesOfOne;
     if (m_source.nBitCount == 4 && m_layout.pixelBytes == 1 && m_table.levels4)
         m_table.levels4(row + begin, end - begin, m_levels, at);
     else

@@ -49,7 +49,7 @@ private:
     bool PrepareTable(const RowTask& task);
     bool ArrangeLevels(const RowTask& task);
     bool ArrangeColours(const RowTask& task);
-    bool Arrange(const RowTask& task, const Layout& layout);
+    bool Arrange(const RowTask& task, const Layout& wanted);
     bool FillWindows(const RowTask& task, const Layout& layout);
     std::int64_t FirstSlot(std::int64_t r, int half) const;
     const std::uint8_t* KeptPicks(const std::uint8_t* picks, int bytes);

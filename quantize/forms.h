@@ -15,6 +15,18 @@ bool FastFillTree(CNiGoRo2& quantiser);
 unsigned int ScalarReduceColors(CNiGoRo2& quantiser);
 bool FastReduceColors(CNiGoRo2& quantiser, unsigned int& left);
 
+// QuantizeBitmap for an object that no host can look into: what it makes is the same, but the nodes of
+// the octree are left unwritten.
+void* QuantizeUnseen(CNiGoRo2& quantiser);
+// Its palette records, without a tree: false, with nothing done, where they cannot be had so.
+bool MakePalette(CNiGoRo2& quantiser);
+
+// Allocates the node array: InitOctree, but for zeroing it where `zeroed` is false.
+bool AllocateOctree(CNiGoRo2& quantiser, bool zeroed);
+
+bool FastBuildPalette(CNiGoRo2& quantiser, tagRGBQUAD* table);
+void ScalarBuildPalette(CNiGoRo2& quantiser, tagRGBQUAD* table);
+
 void ScalarBuildSearchCube(CNiGoRo2& quantiser, tagRGBQUAD* table);
 bool FastBuildSearchCube(CNiGoRo2& quantiser, tagRGBQUAD* table);
 

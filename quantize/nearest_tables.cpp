@@ -12,30 +12,22 @@ namespace dibprep {
 
 namespace {
 
-// Longer lists of a cell, which only a host can have made, are searched colour by colour.
-constexpr int MostListed = 1024;
-
 // A table costs about as much as this many searches. So one is made only after so many colours for
 // each made before: noise, with its many cells, then never costs much more than the searches alone.
 constexpr std::uint64_t ColoursPerTable = 8;
 constexpr std::uint32_t FreeTables = 64;
 
-// The squared distances of a value from the nearest and from the farthest end of a cell that starts
-// at 0, by the value + 255.
-struct EndDistances {
-    std::uint64_t of[511]; // nearest in the lower half, farthest in the upper
+// The squares of the distances -255 to 262, where the scores have them.
+struct ScoredSquares {
+    std::uint32_t of[255 + 263];
 
-    constexpr EndDistances() : of() {
-        for (int value = -255; value <= 255; ++value) {
-            const int nearest = value < 0 ? value : value > 7 ? value - 7 : 0;
-            const int farthest = value < 4 ? 7 - value : value;
-            of[value + 255] =
-                static_cast<std::uint64_t>(Square(farthest)) << 32 | static_cast<std::uint64_t>(Square(nearest));
-        }
+    constexpr ScoredSquares() : of() {
+        for (int distance = -255; distance < 263; ++distance)
+            of[distance + 255] = static_cast<std::uint32_t>(Square(distance)) << CellScores::DistanceShift;
     }
 };
 
-constexpr EndDistances Ends;
+constexpr ScoredSquares Squares;
 
 } // namespace
 
@@ -47,30 +39,7 @@ NearestTables::NearestTables(CNiGoRo2& quantiser, const QuantizeKernels& kernels
     m_room = static_cast<std::uint32_t>(std::min<std::uint64_t>(colours / ColoursPerTable + FreeTables, ColourCells));
     for (; m_room >= FreeTables && !m_tables; m_room = m_tables ? m_room : m_room / 2)
         m_tables = static_cast<unsigned char*>(std::malloc(std::size_t{m_room} * CellColours));
-    m_usable = m_offsets && m_scores && m_tables && (!quantiser.m_wLinear || PrepareListSearch());
-}
-
-// The list search over a palette in order of blue finds the nearest entry; among equals the start,
-// then those before it backwards, then those behind it.
-bool NearestTables::PrepareListSearch() {
-    const CColorTrans2* const palette = m_quantiser.m_Palette;
-    const int count = UsedRecords(m_quantiser);
-    if (count == 0)
-        return false;
-    for (int i = 1; i < count; ++i) {
-        if (palette[i].m_rgb.rgbBlue < palette[i - 1].m_rgb.rgbBlue)
-            return false;
-    }
-    int start = 0;
-    for (int blue = 0; blue < 256; ++blue) {
-        if (count > 1 && blue > palette[0].m_rgb.rgbBlue) {
-            start = std::max(start, 1);
-            while (start < count - 1 && palette[start].m_rgb.rgbBlue < blue)
-                ++start;
-        }
-        m_start[blue] = static_cast<unsigned char>(start);
-    }
-    return true;
+    m_usable = m_offsets && m_scores && m_tables && (!quantiser.m_wLinear || FindListStarts(quantiser, m_start));
 }
 
 void NearestTables::Map(const std::uint32_t* keys, int count, unsigned char* target) {
@@ -100,6 +69,13 @@ void NearestTables::Map(const std::uint32_t* keys, int count, unsigned char* tar
         target[i] = answer(keys[i]);
 }
 
+void NearestTables::MapRun(std::uint32_t key, int count, unsigned char* target) {
+    m_mapped += static_cast<unsigned int>(count);
+    const std::uint32_t offset = m_offsets[key >> LowBits];
+    const unsigned char index = offset ? m_tables[static_cast<std::size_t>(offset) + key - Origin] : Answer(key);
+    std::memset(target, index, static_cast<std::size_t>(count));
+}
+
 // The answer for a colour whose cell has no table yet.
 unsigned char NearestTables::Answer(std::uint32_t key) {
     if (m_made < m_room && m_made * ColoursPerTable < m_mapped + FreeTables * ColoursPerTable && Build(key >> LowBits))
@@ -108,87 +84,60 @@ unsigned char NearestTables::Answer(std::uint32_t key) {
                                  : m_quantiser.GetNearestColorIndexC(RedOf(key), GreenOf(key), BlueOf(key));
 }
 
-// Entries that can be nearest to a colour of the cell, in their order. Answers how many; more than fit
-// into the scores when it gives up.
-template <typename RecordAt>
-int NearestTables::PickCandidates(std::uint32_t cell, int count, RecordAt recordAt, Candidate* candidates) const {
-    const std::uint32_t key = cell << LowBits;
-    const std::uint64_t* const reds = Ends.of + 255 - RedOf(key);
-    const std::uint64_t* const greens = Ends.of + 255 - GreenOf(key);
-    const std::uint64_t* const blues = Ends.of + 255 - BlueOf(key);
-    std::uint32_t nearest[MostListed];
-    std::uint32_t bound = 0xFFFFFFFF;
-    for (int i = 0; i < count; ++i) {
-        const tagRGBQUAD& colour = recordAt(i).m_rgb;
-        const std::uint64_t both = reds[colour.rgbRed] + greens[colour.rgbGreen] + blues[colour.rgbBlue];
-        nearest[i] = static_cast<std::uint32_t>(both);
-        bound = std::min(bound, static_cast<std::uint32_t>(both >> 32));
-    }
-    int picked = 0;
-    for (int i = 0; i < count; ++i) {
-        if (nearest[i] > bound)
-            continue;
-        if (picked == CellScores::Most)
-            return picked + 1;
-        const CColorTrans2& record = recordAt(i);
-        candidates[picked++] = {record.m_rgb.rgbRed, record.m_rgb.rgbGreen, record.m_rgb.rgbBlue, record.m_byIndex, i};
-    }
-    return picked;
-}
-
 // What decides among equal distances goes into the scores by blue: the place in the list of a cell of
 // the cube, or the place in the order in which the list search comes by, which depends on the blue it
 // looks for.
-void NearestTables::SetScores(std::uint32_t cell, const Candidate* candidates, int count) {
+void NearestTables::SetScores(std::uint32_t cell, const CColorTrans2* records, const std::uint16_t* picked, int count) {
     CellScores& scores = m_scores[0];
     const std::uint32_t key = cell << LowBits;
-    const auto squares = [](int distance, std::uint32_t add, std::uint32_t* of) {
+    // Of the distances from a channel's value to the eight of the cell.
+    const auto squares = [](int first, int value, std::uint32_t add, std::uint32_t* of) {
+        const std::uint32_t* const square = Squares.of + (first - value + 255);
         for (int i = 0; i < 8; ++i)
-            of[i] = (static_cast<std::uint32_t>(Square(distance + i)) << CellScores::DistanceShift) + add;
+            of[i] = square[i] + add;
     };
     scores.count = count;
     for (int i = 0; i < count; ++i) {
-        const Candidate& candidate = candidates[i];
-        squares(RedOf(key) - candidate.red, 0x80000000u, scores.red[i]);
-        squares(GreenOf(key) - candidate.green, 0, scores.green[i]);
-        squares(BlueOf(key) - candidate.blue, candidate.index, scores.blue[i]);
+        const CColorTrans2& record = records[picked[i]];
+        squares(RedOf(key), record.m_rgb.rgbRed, 0x80000000u, scores.red[i]);
+        squares(GreenOf(key), record.m_rgb.rgbGreen, 0, scores.green[i]);
+        const std::uint32_t place = m_quantiser.m_wLinear ? 0 : static_cast<std::uint32_t>(i) << CellScores::PlaceShift;
+        squares(BlueOf(key), record.m_rgb.rgbBlue, place + record.m_byIndex, scores.blue[i]);
     }
+    if (!m_quantiser.m_wLinear)
+        return;
     for (int z = 0; z < 8; ++z) {
         int before = 0; // candidates that the list search meets on its way down
-        if (m_quantiser.m_wLinear) {
-            while (before < count && candidates[before].place <= m_start[BlueOf(key) + z])
-                ++before;
-        }
+        while (before < count && picked[before] <= m_start[BlueOf(key) + z])
+            ++before;
         for (int i = 0; i < count; ++i)
             scores.blue[i][z] += static_cast<std::uint32_t>(i < before ? before - 1 - i : i) << CellScores::PlaceShift;
     }
 }
 
 bool NearestTables::Build(std::uint32_t cell) {
-    Candidate candidates[CellScores::Most];
-    int count = 0;
-    if (m_quantiser.m_wLinear) {
-        count = PickCandidates(
-            cell, UsedRecords(m_quantiser), [this](int i) -> const CColorTrans2& { return m_quantiser.m_Palette[i]; },
-            candidates);
-    } else {
-        const CCubeCell& listed = m_quantiser.m_SearchCube[cell >> 12][cell >> 7 & 7][cell >> 2 & 7];
-        if (listed.m_nCount > MostListed)
+    const CColorTrans2* records = m_quantiser.m_Palette;
+    int listed = UsedRecords(m_quantiser);
+    if (!m_quantiser.m_wLinear) {
+        const CCubeCell& list = m_quantiser.m_SearchCube[cell >> 12][cell >> 7 & 7][cell >> 2 & 7];
+        if (list.m_nCount > MostListed)
             return false;
-        count = PickCandidates(
-            cell, listed.m_nCount, [&listed](int i) -> const CColorTrans2& { return listed.m_pList[i]; }, candidates);
+        records = list.m_pList;
+        listed = list.m_nCount;
     }
+    std::uint16_t picked[CellScores::Most];
+    const int count = m_kernels.pick(records, listed, cell, picked);
     if (count > CellScores::Most)
         return false;
     std::uint32_t number = m_made;
     unsigned char* const table = m_tables + std::size_t{number} * CellColours;
     if (count > 1) {
-        SetScores(cell, candidates, count);
+        SetScores(cell, records, picked, count);
         m_kernels.nearest(m_scores[0], table);
         ++m_made;
     } else {
         // Cells with one entry share its table. A cell of the cube that lists nothing answers the first.
-        const unsigned char index = count == 1 ? candidates[0].index : 0;
+        const unsigned char index = count == 1 ? records[picked[0]].m_byIndex : 0;
         std::uint32_t& uniform = m_uniform[index];
         if (uniform == 0) {
             std::memset(table, index, CellColours);

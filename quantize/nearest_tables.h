@@ -11,6 +11,7 @@
 
 #include "dibprep/quantize.h"
 #include "quantize/kernels.h"
+#include "quantize/list_starts.h"
 #include "quantize/scratch.h"
 
 #include <cstdint>
@@ -31,22 +32,13 @@ public:
 
     // The indices of `count` colours.
     void Map(const std::uint32_t* keys, int count, unsigned char* target);
+    // The index of a colour that occurs `count` times in a row.
+    void MapRun(std::uint32_t key, int count, unsigned char* target);
 
 private:
-    struct Candidate {
-        unsigned char red;
-        unsigned char green;
-        unsigned char blue;
-        unsigned char index;
-        int place; // in the palette that the list search goes through
-    };
-
-    bool PrepareListSearch();
     __attribute__((noinline)) unsigned char Answer(std::uint32_t key);
     bool Build(std::uint32_t cell);
-    template <typename RecordAt>
-    int PickCandidates(std::uint32_t cell, int count, RecordAt recordAt, Candidate* candidates) const;
-    void SetScores(std::uint32_t cell, const Candidate* candidates, int count);
+    void SetScores(std::uint32_t cell, const CColorTrans2* records, const std::uint16_t* picked, int count);
 
     // A cell's offset, with the key of one of its colours added, is where the answer stands, counted
     // from this far before the first table. So no offset is 0, which means that there is no table.

@@ -3,10 +3,12 @@
 // the nodes with the least weight are merged into their parents, all ties at once, until few enough
 // colours are left; inner nodes can be colours too. Each colour becomes one palette record.
 #include "dibprep/quantize.h"
+#include "memory/x86/cpu_tier.h"
 #include "quantize/forms.h"
 #include "quantize/limits.h"
 #include "quantize/source_pixels.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
 
@@ -39,20 +41,22 @@ constexpr unsigned char ChildBit(unsigned int i) { return static_cast<unsigned c
 
 } // namespace
 
-int CNiGoRo2::InitOctree() {
-    if (m_bih.biBitCount <= 8)
-        return 0;
-    const std::size_t nodes = TreeNodes(m_wDepth);
+bool dibprep::AllocateOctree(CNiGoRo2& quantiser, bool zeroed) {
+    if (quantiser.m_bih.biBitCount <= 8)
+        return false;
+    const std::size_t nodes = TreeNodes(quantiser.m_wDepth);
     if (nodes == 0)
-        return 0;
+        return false;
     try {
-        m_pCube = new (std::nothrow) CCube2[nodes]();
+        quantiser.m_pCube = zeroed ? new (std::nothrow) CCube2[nodes]() : new (std::nothrow) CCube2[nodes];
     } catch (const std::bad_alloc&) {
         // A host's replacement of the non-throwing form may throw all the same.
-        m_pCube = nullptr;
+        quantiser.m_pCube = nullptr;
     }
-    return m_pCube ? 1 : 0;
+    return quantiser.m_pCube != nullptr;
 }
+
+int CNiGoRo2::InitOctree() { return AllocateOctree(*this, true) ? 1 : 0; }
 
 void CNiGoRo2::InsertColor(unsigned char r, unsigned char g, unsigned char b, int fixed) {
     unsigned int node = 0;
@@ -123,6 +127,7 @@ void CNiGoRo2::FillTree() {
         ScalarFillTree(*this);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 unsigned int CNiGoRo2::CountColors(unsigned int node, unsigned int& minWeight, int all) {
     const CCube2& cube = m_pCube[node];
     unsigned int count = cube.m_dwPixels && (all || !cube.m_dwFixed) ? 1 : 0;
@@ -135,6 +140,7 @@ unsigned int CNiGoRo2::CountColors(unsigned int node, unsigned int& minWeight, i
     return count;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 void CNiGoRo2::Cut(unsigned int node, CCube2* parent) {
     // What is merged into a default colour is lost: it stays exact.
     if (parent->m_dwFixed)
@@ -158,6 +164,7 @@ void CNiGoRo2::Cut(unsigned int node, CCube2* parent) {
     }
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 unsigned int CNiGoRo2::CutBranches(unsigned int node, unsigned int weight) {
     CCube2& cube = m_pCube[node];
     if (cube.m_dwWeight == weight) {
@@ -207,6 +214,7 @@ unsigned int CNiGoRo2::ReduceColors() {
     return FastReduceColors(*this, left) ? left : ScalarReduceColors(*this);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 void CNiGoRo2::CreateColorTableRec(unsigned int node, unsigned int& next) {
     CCube2& cube = m_pCube[node];
     if (cube.m_dwPixels && next < MostRecords) {
@@ -222,4 +230,19 @@ void CNiGoRo2::CreateColorTableRec(unsigned int node, unsigned int& next) {
         if (cube.m_byChild & ChildBit(i))
             CreateColorTableRec(Child(node, i), next);
     }
+}
+
+void* dibprep::QuantizeUnseen(CNiGoRo2& quantiser) {
+    if (CurrentTier() == Tier::Scalar)
+        return quantiser.QuantizeBitmap(1, 0);
+    if (!AllocateOctree(quantiser, false))
+        return nullptr;
+    if (!MakePalette(quantiser)) {
+        std::fill_n(quantiser.m_pCube, TreeNodes(quantiser.m_wDepth), CCube2{});
+        quantiser.FillTree();
+        quantiser.ReduceColors();
+        unsigned int next = 0;
+        quantiser.CreateColorTableRec(0, next);
+    }
+    return quantiser.Quantize();
 }

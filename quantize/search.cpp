@@ -10,15 +10,21 @@
 
 using namespace dibprep;
 
-void CNiGoRo2::BuildPalette(tagRGBQUAD* table) {
-    const int count = UsedRecords(*this);
+void dibprep::ScalarBuildPalette(CNiGoRo2& quantiser, tagRGBQUAD* table) {
+    CColorTrans2* const palette = quantiser.m_Palette;
+    const int count = UsedRecords(quantiser);
     // The colour table lists the colours from the least to the most used.
-    Qsort(m_Palette, count, CompareDenom);
+    Qsort(palette, count, CompareDenom);
     for (int i = 0; i < count; ++i) {
-        table[i] = m_Palette[i].m_rgb;
-        m_Palette[i].m_byIndex = static_cast<unsigned char>(i);
+        table[i] = palette[i].m_rgb;
+        palette[i].m_byIndex = static_cast<unsigned char>(i);
     }
-    Qsort(m_Palette, count, CompareBlue);
+    Qsort(palette, count, CompareBlue);
+}
+
+void CNiGoRo2::BuildPalette(tagRGBQUAD* table) {
+    if (!FastBuildPalette(*this, table))
+        ScalarBuildPalette(*this, table);
 }
 
 void dibprep::ScalarBuildSearchCube(CNiGoRo2& quantiser, tagRGBQUAD* table) {

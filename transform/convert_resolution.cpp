@@ -4,6 +4,7 @@
 #include "dibprep/quantize.h"
 #include "dibprep/transform.h"
 #include "memory/locked_block.h"
+#include "quantize/forms.h"
 #include "transform/pre_conversion.h"
 #include "transform/size_rules.h"
 
@@ -30,7 +31,7 @@ unsigned int ReduceColours(void** result) {
         // An aborted transform left no block: the quantiser makes nothing of no picture.
         const std::unique_ptr<CNiGoRo2> quantiser(new (std::nothrow) CNiGoRo2(dib, MostColours, OctreeDepth, 0));
         if (quantiser)
-            reduced = quantiser->QuantizeBitmap(1, 0);
+            reduced = QuantizeUnseen(*quantiser);
         else
             outOfMemory = true;
     }

@@ -2,6 +2,7 @@
 // so they become 24-bit colours; 4-bit gray becomes 8-bit gray.
 #include "transform/pre_conversion.h"
 
+#include "dib/depth_rows.h"
 #include "dibprep/entries.h"
 #include "dibprep/transform.h"
 #include "memory/header_fields.h"
@@ -72,25 +73,6 @@ struct IndexedSource {
         const std::uint64_t end = before + (height - std::uint64_t{1}) * stride + UsedRowBytes();
         return block.Holds(end) ? DIBPREP_OK : DIBPREP_BAD_SOURCE;
     }
-
-    // The high nibble holds the even column.
-    unsigned int IndexAt(const unsigned char* row, std::uint32_t x) const {
-        if (bitCount == 8)
-            return row[x];
-        return x & 1 ? row[x >> 1] & 15u : row[x >> 1] >> 4;
-    }
-
-    // Calls put(index) for the first `pixels` pixels of a row.
-    template <typename Put>
-    void ForEachIndex(const unsigned char* row, std::uint32_t pixels, Put put) const {
-        if (bitCount == 8) {
-            for (std::uint32_t x = 0; x < pixels; ++x)
-                put(row[x]);
-        } else {
-            for (std::uint32_t x = 0; x < pixels; ++x)
-                put(IndexAt(row, x));
-        }
-    }
 };
 
 // Copies what describes the picture. The image size is the source's and no longer true, by
@@ -121,22 +103,14 @@ PreConversion ExpandColourTable(void* handle) {
         return {DIBPREP_NO_MEMORY, nullptr};
     }
     PutHeader(block.data(), source.block.data(), 24, 0);
-    // A copy of the table, which no store can change.
-    std::uint32_t entries[256];
+    std::uint32_t colours[256];
     for (std::uint32_t i = 0; i < 1u << source.bitCount; ++i)
-        entries[i] = LoadU32(source.table + i * EntryBytes);
-    // Whole entries are stored, each but the row's last with one byte too many, which the next pixel
-    // covers: a row ends exactly where its pixels end.
-    for (std::uint32_t y = 0; y < source.height && source.width > 0; ++y) {
-        unsigned char* out = block.data() + InfoHeaderSize + std::size_t{y} * stride;
-        const unsigned char* const row = source.rows + std::size_t{y} * source.stride;
-        const auto put = [&](unsigned int index) {
-            StoreU32(out, entries[index]);
-            out += 3;
-        };
-        source.ForEachIndex(row, source.width - 1u, put);
-        std::memcpy(out, source.table + source.IndexAt(row, source.width - 1u) * EntryBytes, 3);
-    }
+        colours[i] = LoadU32(source.table + i * EntryBytes) & 0xFFFFFF;
+    const DepthRows& rows = DepthRowsFor(CurrentTier());
+    const auto expand = source.bitCount == 8 ? rows.from8To24 : rows.from4To24;
+    for (std::uint32_t y = 0; y < source.height; ++y)
+        expand(block.data() + InfoHeaderSize + std::size_t{y} * stride, source.rows + std::size_t{y} * source.stride,
+               source.width, colours);
     return {DIBPREP_OK, result};
 }
 
@@ -163,8 +137,12 @@ PreConversion WidenGray(void* handle) {
         std::memset(block.data() + InfoHeaderSize + level * EntryBytes, level, 3);
     for (std::uint32_t y = 0; y < source.height; ++y) {
         unsigned char* out = block.data() + RowsAt + std::size_t{y} * stride;
-        source.ForEachIndex(source.rows + std::size_t{y} * source.stride, source.width,
-                            [&](unsigned int index) { *out++ = source.table[index * EntryBytes]; });
+        const unsigned char* const row = source.rows + std::size_t{y} * source.stride;
+        for (std::uint32_t x = 0; x < source.width; ++x) {
+            // The high nibble holds the even column.
+            const unsigned int index = x & 1 ? row[x >> 1] & 15u : row[x >> 1] >> 4;
+            *out++ = source.table[index * EntryBytes];
+        }
     }
     return {DIBPREP_OK, result};
 }

@@ -1,4 +1,6 @@
 // The kernels in SSE2.
+#define DIBPREP_TARGET __attribute__((target("sse2")))
+
 #include "quantize/x86/kernels_128.h"
 
 #include "memory/unaligned.h"
@@ -7,27 +9,42 @@ namespace dibprep {
 
 namespace {
 
-DIBPREP_SSE2 inline __m128i Pixel(const unsigned char* at) { return _mm_cvtsi32_si128(static_cast<int>(LoadU32(at))); }
+DIBPREP_TARGET inline __m128i Pixel(const unsigned char* at) {
+    return _mm_cvtsi32_si128(static_cast<int>(LoadU32(at)));
+}
 
-DIBPREP_SSE2 void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
+// Four pixels from twelve bytes. The four-byte load of the last one starts a byte early.
+DIBPREP_TARGET inline __m128i Pixels4(const unsigned char* pixels) {
+    const __m128i low = _mm_unpacklo_epi32(Pixel(pixels), Pixel(pixels + 3));
+    const __m128i high = _mm_unpacklo_epi32(Pixel(pixels + 6), _mm_srli_epi32(Pixel(pixels + 8), 8));
+    return _mm_unpacklo_epi64(low, high);
+}
+
+DIBPREP_TARGET void Keys(const unsigned char* pixels, int count, std::uint32_t* keys) {
     int i = 0;
-    // The four-byte load of a fourth pixel reaches one byte into the fifth.
-    for (; i + 5 <= count; i += 4, pixels += 12) {
-        const __m128i low = _mm_unpacklo_epi32(Pixel(pixels), Pixel(pixels + 3));
-        const __m128i high = _mm_unpacklo_epi32(Pixel(pixels + 6), Pixel(pixels + 9));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(keys + i), KeysOf4(_mm_unpacklo_epi64(low, high)));
-    }
+    for (; i + 4 <= count; i += 4, pixels += 12)
+        PutKeys4(Pixels4(pixels), keys + i);
     ScalarQuantizeKernels.keys(pixels, count - i, keys + i);
 }
 
-DIBPREP_SSE2 inline __m128i Smaller(__m128i a, __m128i b) {
+DIBPREP_TARGET int MixedBlocks(const unsigned char* pixels, int blocks, std::uint32_t* keys) {
+    for (int i = 0; i < blocks; ++i) {
+        if (OfOneColour(pixels))
+            return i;
+        for (int part = 0; part < 4; ++part, pixels += 12, keys += 4)
+            PutKeys4(Pixels4(pixels), keys);
+    }
+    return blocks;
+}
+
+DIBPREP_TARGET inline __m128i Smaller(__m128i a, __m128i b) {
     const __m128i second = _mm_cmpgt_epi32(a, b);
     return _mm_or_si128(_mm_andnot_si128(second, a), _mm_and_si128(second, b));
 }
 
 } // namespace
 
-DIBPREP_SSE2 void NearestSse2(const CellScores& scores, unsigned char* indices) {
+DIBPREP_TARGET void NearestSse2(const CellScores& scores, unsigned char* indices) {
     const __m128i index = _mm_set1_epi32(0xFF);
     for (int r = 0; r < 8; ++r) {
         for (int g = 0; g < 8; ++g, indices += 8) {
@@ -45,6 +62,7 @@ DIBPREP_SSE2 void NearestSse2(const CellScores& scores, unsigned char* indices) 
     }
 }
 
-const QuantizeKernels Sse2QuantizeKernels = {Tier::Sse2, Keys, NearestSse2};
+const QuantizeKernels Sse2QuantizeKernels = {Tier::Sse2, Keys,          SameBlocks,   MixedBlocks,
+                                             PickScalar, SortFewScalar, SearchScalar, NearestSse2};
 
 } // namespace dibprep

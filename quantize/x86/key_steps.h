@@ -14,12 +14,11 @@ __attribute__((target("sse2"))) inline bool AllEqual8(const std::uint32_t* keys)
     return _mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi32(lower, first), _mm_cmpeq_epi32(upper, first))) == 0xFFFF;
 }
 
-// Adds 2^Shift times the increment to a 64-bit word and answers the sum (in the lower half): one
-// addition in 32 bits too.
-template <int Shift>
+// Adds the increment to a 64-bit word and answers the sum (in the lower half): one addition in 32 bits
+// too.
 __attribute__((target("sse2"))) inline __m128i AddTo(std::uint64_t& word, const std::uint64_t& increment) {
-    const __m128i times = _mm_slli_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(&increment)), Shift);
-    const __m128i sum = _mm_add_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(&word)), times);
+    const __m128i sum = _mm_add_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(&word)),
+                                      _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&increment)));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(&word), sum);
     return sum;
 }

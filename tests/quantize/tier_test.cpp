@@ -38,6 +38,13 @@ TEST(QuantizeTiers, EveryTierHasKernelsOfItsOwn) {
     EXPECT_NE(KernelsOf(Tier::Sse2).keys, KernelsOf(Tier::Scalar).keys);
     EXPECT_NE(KernelsOf(Tier::Ssse3).keys, KernelsOf(Tier::Sse2).keys);
     EXPECT_NE(KernelsOf(Tier::Avx2).keys, KernelsOf(Tier::Ssse3).keys);
+    for (const Tier tier : {Tier::Sse2, Tier::Ssse3, Tier::Avx2}) {
+        EXPECT_NE(KernelsOf(tier).sameBlocks, KernelsOf(Tier::Scalar).sameBlocks);
+        EXPECT_NE(KernelsOf(tier).mixedBlocks, KernelsOf(Tier::Scalar).mixedBlocks);
+    }
+    EXPECT_NE(KernelsOf(Tier::Avx2).pick, KernelsOf(Tier::Scalar).pick);
+    EXPECT_NE(KernelsOf(Tier::Avx2).sortFew, KernelsOf(Tier::Scalar).sortFew);
+    EXPECT_NE(KernelsOf(Tier::Avx2).search, KernelsOf(Tier::Scalar).search);
     EXPECT_NE(KernelsOf(Tier::Sse2).nearest, KernelsOf(Tier::Scalar).nearest);
     EXPECT_NE(KernelsOf(Tier::Avx2).nearest, KernelsOf(Tier::Sse2).nearest);
 }

@@ -1,0 +1,35 @@
+// Where the list search starts in a palette in order of blue.
+#pragma once
+
+#include "dibprep/quantize.h"
+#include "quantize/limits.h"
+
+#include <algorithm>
+
+namespace dibprep {
+
+// For each blue; false where there is no palette, or one that is not in order. The list search finds the
+// nearest entry of an ordered one; among equals the start, then those before it backwards, then those
+// behind it.
+inline bool FindListStarts(const CNiGoRo2& quantiser, unsigned char* starts) {
+    const CColorTrans2* const palette = quantiser.m_Palette;
+    const int count = UsedRecords(quantiser);
+    if (count == 0)
+        return false;
+    for (int i = 1; i < count; ++i) {
+        if (palette[i].m_rgb.rgbBlue < palette[i - 1].m_rgb.rgbBlue)
+            return false;
+    }
+    int start = 0;
+    for (int blue = 0; blue < 256; ++blue) {
+        if (count > 1 && blue > palette[0].m_rgb.rgbBlue) {
+            start = std::max(start, 1);
+            while (start < count - 1 && palette[start].m_rgb.rgbBlue < blue)
+                ++start;
+        }
+        starts[blue] = static_cast<unsigned char>(start);
+    }
+    return true;
+}
+
+} // namespace dibprep
