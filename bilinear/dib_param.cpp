@@ -63,8 +63,12 @@ void CConvertResolution::SetDIBParam(const unsigned char* dib, _tagDIBPARAM& par
 }
 
 void* CConvertResolution::CreateDIB(const tagBITMAPINFO* info, const void* bits) {
-    const auto fail = [this](int error) {
-        m_nLastError = error;
+    return NewDib(*this, info, bits, false);
+}
+
+void* dibprep::NewDib(CConvertResolution& object, const tagBITMAPINFO* info, const void* bits, bool written) {
+    const auto fail = [&object](int error) {
+        object.m_nLastError = error;
         return nullptr;
     };
     const auto* const header = reinterpret_cast<const unsigned char*>(info);
@@ -72,7 +76,7 @@ void* CConvertResolution::CreateDIB(const tagBITMAPINFO* info, const void* bits)
         return fail(ErrorArgument);
 
     const std::uint32_t ownBytes = LoadU32(header + AtSize);
-    const std::uint32_t headBytes = ownBytes + GetPaletteSize(header);
+    const std::uint32_t headBytes = ownBytes + object.GetPaletteSize(header);
     if (IsBadReadPtr(header, headBytes))
         return fail(ErrorArgument);
 
@@ -103,7 +107,7 @@ void* CConvertResolution::CreateDIB(const tagBITMAPINFO* info, const void* bits)
     unsigned char* const pixels = locked.data() + headBytes;
     if (bits)
         CopyMemory(pixels, bits, static_cast<std::size_t>(imageBytes));
-    else
+    else if (!written)
         FillMemory(pixels, static_cast<std::size_t>(imageBytes), 0xFF); // white, row padding included
     locked.Unlock();
     return block.Release();

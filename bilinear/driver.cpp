@@ -81,6 +81,16 @@ int Stretched(int pixels, int finer, int recorded) {
     return fits ? static_cast<int>(exact) : std::numeric_limits<int>::min();
 }
 
+// What stands in each row behind the pixels.
+void WhitenPadding(const _tagDIBPARAM& dib) {
+    const int pixelBytes = dib.nWidth * dib.nBytesPerPixel;
+    if (pixelBytes == dib.nLineBytes)
+        return;
+    unsigned char* row = dib.pBits;
+    for (int y = 0; y < dib.nHeight; ++y, row += dib.nLineBytes)
+        std::memset(row + pixelBytes, 0xFF, static_cast<std::size_t>(dib.nLineBytes - pixelBytes));
+}
+
 // A copy of a whole block, or null. Without a size there is nothing to make a copy of.
 void* CopyOfBlock(void* handle) {
     const std::size_t bytes = GlobalSize(handle);
@@ -207,7 +217,9 @@ void* CConvertResolution::BiLinear(const unsigned char* dib, const tagRECT* fram
     info.bmiHeader.biHeight = height;
     info.bmiHeader.biPlanes = 1;
     info.bmiHeader.biBitCount = static_cast<unsigned short>(std::max(source.nBitCount, 24));
-    NewBlock block(CreateDIB(&info, nullptr));
+    // A callback may look at rows that are not made yet. Without one nobody sees the white pixels, and
+    // filling them would take as long as a third of the resampling.
+    NewBlock block(NewDib(*this, &info, nullptr, !progress));
     if (!block)
         return fail(ErrorMemory);
     LockedBlock locked(block.handle());
@@ -220,6 +232,8 @@ void* CConvertResolution::BiLinear(const unsigned char* dib, const tagRECT* fram
     if (!kernel)
         return fail(ErrorArgument);
     const int made = (this->*kernel)(source, frame, &clip, destination, progress);
+    if (!progress)
+        WhitenPadding(destination);
     locked.Unlock();
     return made != 0 ? block.Release() : nullptr;
 }

@@ -15,50 +15,97 @@ bool LimitsAct(int channels) {
 
 } // namespace
 
-FastRows::~FastRows() {
-    if (m_stream)
-        m_table.fence();
-}
-
-bool FastRows::Make(const RowTask& task) {
+int FastRows::Make(const RowTask& task, const RowTask* next) {
     if (!m_active || LimitsAct(m_source.nBitCount == 32 ? 4 : 3))
-        return false;
-    // Without a weight the lower row is not looked at.
-    const unsigned char* const lower = task.fy != 0 ? task.lower : task.upper;
+        return 0;
+    MixTask mix = GroupOf(task, next);
     if (!m_keep) {
-        m_mixed[0].row = m_mixed[1].row = nullptr;
+        for (KeptRow& kept : m_kept)
+            kept.row = nullptr;
         if (m_feed == Feed::Colours) {
             ReadTable(task);
             FillGroups();
         }
-    } else if (m_grays < 256 && m_layout.storing == StoreThrice &&
-               !(ShowsGraysOnly(task.upper) && ShowsGraysOnly(lower))) {
-        // Colours from behind the gray table: from now on every row may have them.
-        m_mixed[0] = m_mixed[1] = {};
-        m_active = ArrangeColours(task);
-        if (!m_active)
-            return false;
+    } else if (m_grays < 256 && m_layout.storing == StoreThrice) {
+        for (int i = 0; i < SourceRowsOf(mix.group); ++i)
+            if (!ShowsGraysOnly(mix.sources.rows[i])) {
+                // Colours from behind the gray table: from now on every row may have them.
+                m_active = ArrangeColours(task);
+                return Make(task, next);
+            }
     }
-    unsigned char* const out =
-        m_stream ? m_finished + reinterpret_cast<std::uintptr_t>(task.out) % ScratchAlignment : task.out;
+    NoteAdvance(task.upper);
+    AskAhead(mix);
+    int places[MostSourceRows] = {};
+    if (m_feed != Feed::Source || m_layout.sampled) {
+        Bring(mix, places);
+        for (int i = 0; i < SourceRowsOf(mix.group); ++i)
+            mix.sources.rows[i] = m_kept[places[i]].fed;
+    }
     if (m_byBlocks)
-        MakeByBlocks(task, lower, out);
+        MakeByBlocks(mix, places);
     else
-        MakeByStages(task, lower, out);
-    if (m_stream)
-        m_table.stream(task.out, out, static_cast<std::size_t>(m_count) * static_cast<std::size_t>(task.outStep));
-    return true;
+        m_table.mix[m_layout.storing](m_plan, mix);
+    return OutputRowsOf(mix.group);
 }
 
-void FastRows::MakeByStages(const RowTask& task, const unsigned char* lower, unsigned char* out) {
-    const std::int32_t* const mixedUpper = Mixed(task.upper, lower);
-    const std::int32_t* const mixedLower = Mixed(lower, task.upper);
-    m_table.down[m_layout.storing](mixedUpper, mixedLower, task.fy, out, std::int64_t{m_count} * task.outStep);
+// Which rows are made together, and of what. Without a weight the lower row is not looked at.
+MixTask FastRows::GroupOf(const RowTask& task, const RowTask* next) const {
+    MixTask mix = {};
+    mix.bytes = std::ptrdiff_t{m_count} * task.outStep;
+    mix.fy[0] = task.fy;
+    mix.out[0] = task.out;
+    mix.sources.rows[0] = task.upper;
+    mix.sources.rows[1] = task.fy != 0 ? task.lower : task.upper;
+    mix.group = Group::One;
+    if (!next)
+        return mix;
+    mix.fy[1] = next->fy;
+    mix.out[1] = next->out;
+    if (next->upper == task.upper) {
+        mix.group = Group::Same;
+        if (next->fy != 0)
+            mix.sources.rows[1] = next->lower;
+        return mix;
+    }
+    const unsigned char* const lower = next->fy != 0 ? next->lower : next->upper;
+    if (next->upper == task.lower) {
+        mix.group = Group::Chain;
+        mix.sources.rows[1] = task.lower;
+        mix.sources.rows[2] = lower;
+    } else {
+        mix.group = Group::Apart;
+        mix.sources.rows[2] = next->upper;
+        mix.sources.rows[3] = lower;
+    }
+    return mix;
 }
 
-// Rows are read at falling addresses: two further on is soon, and not yet on its way.
+// What the next call is likely to need where this one needs a row: rows are read at falling addresses, as far
+// apart as before.
 std::uintptr_t FastRows::Ahead(const unsigned char* row) const {
-    return reinterpret_cast<std::uintptr_t>(row) - 2 * static_cast<std::uintptr_t>(m_source.nLineBytes);
+    return reinterpret_cast<std::uintptr_t>(row) - std::max(m_advances[0], m_advances[1]);
+}
+
+void FastRows::NoteAdvance(const unsigned char* upper) {
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(upper);
+    m_advances[1] = m_advances[0];
+    m_advances[0] = at < m_upper ? m_upper - at : 0;
+    m_upper = at;
+}
+
+// Whether the pixels that the mixing stage reads stand where they do in the source row.
+bool FastRows::ReadsInPlace() const { return !m_layout.sampled && m_layout.pixelBytes * 8 == m_source.nBitCount; }
+
+// The mixing stage asks for rows, each once, where it reads in step with them: a little at a time is better
+// than a row at once. Else it asks for what is at hand.
+void FastRows::AskAhead(MixTask& mix) {
+    for (int i = 0; i < SourceRowsOf(mix.group); ++i) {
+        const std::uintptr_t ahead = Ahead(mix.sources.rows[i]);
+        mix.sources.ahead[i] = reinterpret_cast<std::uintptr_t>(mix.sources.rows[i]);
+        if (ReadsInPlace() && ahead < m_fetched)
+            mix.sources.ahead[i] = m_fetched = ahead;
+    }
 }
 
 // Whether no index of a row lies behind the gray entries of the table.
@@ -66,16 +113,30 @@ bool FastRows::ShowsGraysOnly(const unsigned char* row) const {
     return m_table.highest(row, m_source.nWidth) < m_grays;
 }
 
-// The mixed row of a source row, in the place that does not hold the other one.
-const std::int32_t* FastRows::Mixed(const unsigned char* row, const unsigned char* other) {
-    for (const MixedRow& kept : m_mixed)
-        if (kept.row == row)
-            return kept.mixed;
-    MixedRow& place = m_mixed[0].row == other ? m_mixed[1] : m_mixed[0];
-    place.row = row;
-    const unsigned char* const fed = FeedRow(row);
-    m_across(m_plan, fed, place.mixed, fed == row ? Ahead(row) : reinterpret_cast<std::uintptr_t>(fed));
-    return place.mixed;
+// Sees to it that what is kept of the task's source rows is there, and where.
+void FastRows::Bring(const MixTask& mix, int* places) {
+    const int count = SourceRowsOf(mix.group);
+    const unsigned char* const* const last = mix.sources.rows + count;
+    const auto placeOf = [&](auto fits) {
+        int place = 0;
+        while (place < MostSourceRows && !fits(m_kept[place].row))
+            ++place;
+        return place;
+    };
+    for (int i = 0; i < count; ++i) {
+        const unsigned char* const row = mix.sources.rows[i];
+        places[i] = placeOf([row](const unsigned char* kept) { return kept == row; });
+        if (places[i] < MostSourceRows)
+            continue;
+        // There are as many places as rows: one of them holds none of the task's.
+        places[i] = placeOf([&](const unsigned char* kept) { return std::find(mix.sources.rows, last, kept) == last; });
+        KeptRow& place = m_kept[places[i]];
+        place.row = row;
+        if (m_byBlocks)
+            m_blocks.Look(m_table.changes, row, places[i], Ahead(row));
+        else
+            FeedRow(row, place.fed);
+    }
 }
 
 // ---- pictures with a colour table, by blocks --------------------------------------------------
@@ -83,166 +144,140 @@ const std::int32_t* FastRows::Mixed(const unsigned char* row, const unsigned cha
 // The colour of a byte whose pixels are all the same: that of its lowest pixel.
 std::uint32_t FastRows::ColourOf(int flatByte) const { return m_colours[flatByte & m_source.byMask]; }
 
-// Stretches of one colour in both rows are that colour; others go through the stages.
-void FastRows::MakeByBlocks(const RowTask& task, const unsigned char* lower, unsigned char* out) {
-    const int upperPlace = BlocksOf(task.upper, lower);
-    const int lowerPlace = BlocksOf(lower, task.upper);
-    const FlatBlocks::Run* upperRun = m_blocks.Runs(upperPlace);
-    const FlatBlocks::Run* lowerRun = m_blocks.Runs(lowerPlace);
-    const std::int64_t rowBytes = std::int64_t{m_count} * task.outStep;
-    const int blockBytes = m_blocks.PixelsPerBlock() * task.outStep;
-    const auto bytesOf = [&](int begin, int end) {
-        return std::min(std::int64_t{end} * blockBytes, rowBytes) - std::int64_t{begin} * blockBytes;
-    };
-    const auto mix = [&](int from, int to) {
-        MixMissing(upperPlace, from, to);
-        MixMissing(lowerPlace, from, to);
-        const std::ptrdiff_t slot = std::ptrdiff_t{from} * m_blocks.PixelsPerBlock() * m_layout.slotsPerPixel;
-        m_table.down[m_layout.storing](m_mixed[upperPlace].mixed + slot, m_mixed[lowerPlace].mixed + slot, task.fy,
-                                       out + std::ptrdiff_t{from} * blockBytes, bytesOf(from, to));
-    };
+void FastRows::MakeByBlocks(const MixTask& mix, const int* places) {
+    const int count = SourceRowsOf(mix.group);
+    if (std::all_of(places, places + count, [this](int place) { return m_blocks.IsMixed(place); })) {
+        MixBlocks(mix, places, 0, m_blocks.Count());
+        return;
+    }
+    for (int i = 0; i < OutputRowsOf(mix.group); ++i) {
+        const int upper = i == 0 ? 0 : SecondUpperOf(mix.group);
+        MixTask one = mix;
+        one.group = Group::One;
+        one.fy[0] = mix.fy[i];
+        one.out[0] = mix.out[i];
+        one.sources.rows[0] = mix.sources.rows[upper];
+        one.sources.rows[1] = mix.sources.rows[upper + 1];
+        MakeRowByBlocks(one, places + upper);
+    }
+}
+
+// Stretches of one colour in both rows are that colour; others are mixed.
+void FastRows::MakeRowByBlocks(const MixTask& mix, const int* places) {
+    const FlatBlocks::Run* upperRun = m_blocks.Runs(places[0]);
+    const FlatBlocks::Run* lowerRun = m_blocks.Runs(places[1]);
+    const std::ptrdiff_t blockBytes = mix.bytes / m_count * m_blocks.PixelsPerBlock();
     int mixed = 0; // first of the blocks before `begin` that are still to be mixed
     for (int begin = 0; begin < m_blocks.Count();) {
         const int end = std::min(upperRun->end, lowerRun->end);
         if (upperRun->kind != FlatBlocks::Mixed && upperRun->kind == lowerRun->kind) {
-            if (mixed < begin)
-                mix(mixed, begin);
-            m_table.fill(out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end), ColourOf(upperRun->kind));
+            MixBlocks(mix, places, mixed, begin);
+            const std::ptrdiff_t from = begin * blockBytes;
+            m_table.fill(mix.out[0] + from, std::min(end * blockBytes, mix.bytes) - from, ColourOf(upperRun->kind));
             mixed = end;
         }
         upperRun += upperRun->end == end;
         lowerRun += lowerRun->end == end;
         begin = end;
     }
-    if (mixed < m_blocks.Count())
-        mix(mixed, m_blocks.Count());
+    MixBlocks(mix, places, mixed, m_blocks.Count());
 }
 
-// The place that holds the blocks of a source row, and the mixed row of those of several colours.
-int FastRows::BlocksOf(const unsigned char* row, const unsigned char* other) {
-    for (int place = 0; place < 2; ++place)
-        if (m_mixed[place].row == row)
-            return place;
-    const int place = m_mixed[0].row == other ? 1 : 0;
-    m_mixed[place].row = row;
-    m_blocks.Look(m_table.changes, row, place, Ahead(row));
-    m_blocks.SetMade(place, 0, m_blocks.Count(), false);
-    const FlatBlocks::Run* run = m_blocks.Runs(place);
-    for (int begin = 0; begin < m_blocks.Count(); begin = run++->end)
-        if (run->kind == FlatBlocks::Mixed)
-            MixBlocks(row, place, begin, run->end);
-    return place;
-}
-
-void FastRows::MixBlocks(const unsigned char* row, int place, int begin, int end) {
+void FastRows::MixBlocks(const MixTask& mix, const int* places, int begin, int end) {
+    if (begin == end)
+        return;
     const int pixels = m_blocks.PixelsPerBlock();
-    if (m_layout.sampled)
-        FeedSampled(row, begin * pixels, std::min(end * pixels, m_count));
-    else
-        FeedColours(row, m_blocks.Begin(begin), m_blocks.End(end - 1));
-    AcrossPlan part = m_plan;
-    if (part.pairs != 0) {
-        const int perBlock = pixels * m_layout.slotsPerPixel / SlotsPerWindow / 2;
-        part.pairs = std::min(end * perBlock, m_plan.pairs) - begin * perBlock;
-        part.windows += begin * perBlock;
-    } else {
-        part.pixels = (end - begin) * pixels;
-        part.unshifted = std::min(std::max(m_plan.unshifted - begin * pixels, 0), part.pixels);
-        part.columns += std::ptrdiff_t{begin} * pixels;
-    }
-    m_across(part, m_fed, m_mixed[place].mixed + std::ptrdiff_t{begin} * pixels * m_layout.slotsPerPixel,
-             reinterpret_cast<std::uintptr_t>(m_fed));
-    m_blocks.SetMade(place, begin, end, true);
+    const std::ptrdiff_t blockBytes = mix.bytes / m_count * pixels;
+    for (int i = 0; i < SourceRowsOf(mix.group); ++i)
+        FeedBlocks(places[i], begin, end);
+    MixTask part = mix;
+    for (int i = 0; i < OutputRowsOf(mix.group); ++i)
+        part.out[i] += begin * blockBytes;
+    part.bytes = std::min(end * blockBytes, mix.bytes) - begin * blockBytes;
+    m_table.mix[m_layout.storing](PlanFrom(begin * pixels), part);
 }
 
-// Blocks of one colour that stand beside others.
-void FastRows::MixMissing(int place, int begin, int end) {
-    while ((begin = m_blocks.NextMade(place, begin, end, false)) < end) {
-        const int made = m_blocks.NextMade(place, begin, end, true);
-        MixBlocks(m_mixed[place].row, place, begin, made);
-        begin = made;
+// The plan of the pixels behind whole blocks.
+MixPlan FastRows::PlanFrom(int pixel) const {
+    MixPlan plan = m_plan;
+    const std::ptrdiff_t slots = std::ptrdiff_t{pixel} * m_layout.slotsPerPixel;
+    if (plan.windows) {
+        plan.windows += slots / (SlotsPerWindow * m_table.windowsPerRegister);
+    } else {
+        plan.columns += pixel;
+    }
+    return plan;
+}
+
+// Feeds those blocks that have not been fed.
+void FastRows::FeedBlocks(int place, int begin, int end) {
+    const KeptRow& kept = m_kept[place];
+    while ((begin = m_blocks.NextFed(place, begin, end, false)) < end) {
+        const int behind = m_blocks.NextFed(place, begin, end, true);
+        FeedColours(kept.row, m_blocks.Begin(begin), m_blocks.End(behind - 1), kept.fed);
+        m_blocks.SetFed(place, begin, behind, true);
+        begin = behind;
     }
 }
 
 // ---- feeding ----------------------------------------------------------------------------------
 
-const unsigned char* FastRows::FeedRow(const unsigned char* row) {
-    if (m_layout.sampled)
-        FeedSampled(row, 0, m_count);
-    else if (m_feed != Feed::Source)
-        FeedWhole(row);
-    else
-        return row;
-    return m_fed;
-}
-
-void FastRows::FeedWhole(const unsigned char* row) {
+void FastRows::FeedRow(const unsigned char* row, unsigned char* to) {
     const int width = m_source.nWidth;
-    m_table.fetch(Ahead(row), m_source.nLineBytes);
+    if (!ReadsInPlace())
+        m_table.fetch(Ahead(row), m_source.nLineBytes);
+    if (m_layout.sampled) {
+        FeedSampled(row, to);
+        return;
+    }
     if (m_feed == Feed::Widened)
-        m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(m_fed));
+        m_table.widen(row, width, reinterpret_cast<std::uint32_t*>(to));
     else if (m_feed == Feed::LevelSums)
-        m_table.levelsBySums(row, width, m_sums, m_fed);
+        m_table.levelsBySums(row, width, m_sums, to);
     else if (m_feed == Feed::Levels && m_source.nBitCount == 8)
-        m_table.levels(row, width, m_levels, m_fed);
+        m_table.levels(row, width, m_levels, to);
     else
-        FeedColours(row, 0, width);
+        FeedColours(row, 0, width, to);
 }
 
 // The pixels from `begin` to before `end`, each in its place.
-void FastRows::FeedColours(const unsigned char* row, int begin, int end) {
+void FastRows::FeedColours(const unsigned char* row, int begin, int end, unsigned char* to) {
     if (m_source.nBitCount == 8)
-        (m_layout.pixelBytes == 3 ? m_table.colour24 : m_table.colour)(
-            row + begin, end - begin, m_colours, m_fed + std::ptrdiff_t{begin} * m_layout.pixelBytes);
+        m_table.colour(row + begin, end - begin, m_colours, to + std::ptrdiff_t{begin} * 4);
     else
-        FeedPacked(row, begin / m_source.nPixelsPerByte, (end - 1) / m_source.nPixelsPerByte + 1);
+        FeedPacked(row, begin / m_source.nPixelsPerByte, (end - 1) / m_source.nPixelsPerByte + 1, to);
 }
 
 // Whole bytes: behind the last pixel there is room for the others of its byte.
-void FastRows::FeedPacked(const unsigned char* row, int begin, int end) {
-    const int step = m_source.nPixelsPerByte * m_layout.pixelBytes;
-    unsigned char* const at = m_fed + std::ptrdiff_t{begin} * step;
+void FastRows::FeedPacked(const unsigned char* row, int begin, int end, unsigned char* to) {
+    const std::ptrdiff_t bytesOfOne = std::ptrdiff_t{m_source.nPixelsPerByte} * m_layout.pixelBytes;
+    unsigned char* const at = to + begin * bytesOfOne;
     if (m_source.nBitCount == 4 && m_layout.pixelBytes == 1 && m_table.levels4)
         m_table.levels4(row + begin, end - begin, m_levels, at);
-    else if (m_groupBytes == 16)
-        m_table.packed(row + begin, end - begin, m_groups, 16, step / 2, at);
     else
-        m_table.packed(row + begin, end - begin, m_groups, m_groupBytes, step, at);
+        m_table.packed(row + begin, end - begin, m_groups, m_groupBytes, at);
 }
 
-// Both samples of the output pixels from `begin` to before `end`, one after the other.
-void FastRows::FeedSampled(const unsigned char* row, int begin, int end) {
+// Both samples of the output pixels, one after the other: of gray ones, or in the shortest rows.
+void FastRows::FeedSampled(const unsigned char* row, unsigned char* to) {
     const auto each = [&](auto pixel) {
         const int step = m_layout.pixelBytes;
-        unsigned char* at = m_fed + std::ptrdiff_t{begin} * 2 * step;
-        for (int k = begin; k < end; ++k, at += 2 * step) {
+        unsigned char* at = to;
+        for (int k = 0; k < m_count; ++k, at += 2 * step) {
             pixel(at, m_columns[k].nOffset0);
             pixel(at + step, m_columns[k].nOffset1);
         }
     };
     const auto index4 = [row](int x) { return row[x >> 1] >> (x & 1 ? 0 : 4) & 0xF; };
     const auto index1 = [row](int x) { return row[x >> 3] >> (7 - (x & 7)) & 1; };
-    const std::uint32_t* const colours = m_colours;
     const unsigned char* const levels = m_levels;
     const bool toLevels = m_layout.pixelBytes == 1 && m_feed != Feed::Source;
-    if (m_feed == Feed::Widened) {
-        each([&](unsigned char* at, int offset) {
-            std::uint32_t pixel;
-            m_table.widen(row + offset, 1, &pixel);
-            StoreU32(at, pixel);
-        });
-    } else if (toLevels && m_source.nBitCount == 8) {
+    if (toLevels && m_source.nBitCount == 8) {
         each([=](unsigned char* at, int x) { *at = levels[row[x]]; });
     } else if (toLevels && m_source.nBitCount == 4) {
         each([=](unsigned char* at, int x) { *at = levels[index4(x)]; });
     } else if (toLevels) {
         each([=](unsigned char* at, int x) { *at = levels[index1(x)]; });
-    } else if (m_feed == Feed::Colours && m_source.nBitCount == 8) {
-        each([=](unsigned char* at, int x) { StoreU32(at, colours[row[x]]); });
-    } else if (m_feed == Feed::Colours && m_source.nBitCount == 4) {
-        each([=](unsigned char* at, int x) { StoreU32(at, colours[index4(x)]); });
-    } else if (m_feed == Feed::Colours) {
-        each([=](unsigned char* at, int x) { StoreU32(at, colours[index1(x)]); });
     } else if (m_layout.pixelBytes == 1) {
         each([=](unsigned char* at, int offset) { *at = row[offset]; });
     } else if (m_layout.pixelBytes == 3) {

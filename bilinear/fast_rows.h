@@ -14,31 +14,29 @@ namespace dibprep {
 class FastRows {
 public:
     // From the members of a task that all rows share. `keep` tells whether nobody can change the
-    // source between two rows: then a row mixed once is used again. `stream` asks for rows that go to
-    // memory past the caches: that pays for results larger than these.
+    // source between two rows: then a row looked at once is used again.
     //
     // Without scratch memory, for deeper formats, or for columns that no source has, rows are left
     // to the scalar kernel.
-    FastRows(const RowTable& table, const RowTask& task, bool keep, bool stream);
+    FastRows(const RowTable& table, const RowTask& task, bool keep);
 
-    ~FastRows();
     FastRows(const FastRows&) = delete;
     FastRows& operator=(const FastRows&) = delete;
 
-    // Makes a row; or does nothing and answers false, and the scalar kernel makes it.
-    bool Make(const RowTask& task);
+    // Makes a row, and the one after it too where one is given and both are made faster at once.
+    // Answers how many it has made; none are left to the scalar kernel.
+    int Make(const RowTask& task, const RowTask* next = nullptr);
 
     bool Active() const { return m_active; }
 
 private:
-    // What the across stage reads: the source row itself, or a row made from it.
+    // What the mixing stage reads: the source row itself, or a row made from it.
     enum class Feed { Source, Levels, LevelSums, Colours, Widened };
 
-    // One source column per output column, and what it is in the row that the across stage reads.
+    // One source column per output column, and what it is in the row that the mixing stage reads.
     struct Layout {
         int slotsPerPixel; // 1, 3 or 4
         int pixelBytes;    // of a pixel in that row
-        bool halves;       // windows have two halves of four slots, one pixel each
         bool sampled;      // the row holds both samples of each output pixel, one after the other
         std::int64_t rowBytes;
         Storing storing;
@@ -53,31 +51,37 @@ private:
     bool ArrangeColours(const RowTask& task);
     bool Arrange(const RowTask& task, const Layout& wanted);
     bool FillWindows(const RowTask& task, const Layout& layout);
+    std::int64_t FirstSlot(std::int64_t r, int half) const;
+    const std::uint8_t* KeptPicks(const std::uint8_t* picks, int bytes);
     void FillPixels(const RowTask& task, const Layout& layout);
     std::int64_t OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const;
 
-    std::uint32_t ColourOf(int flatByte) const;
+    MixTask GroupOf(const RowTask& task, const RowTask* next) const;
     bool ShowsGraysOnly(const unsigned char* row) const;
-    void MakeByStages(const RowTask& task, const unsigned char* lower, unsigned char* out);
-    void MakeByBlocks(const RowTask& task, const unsigned char* lower, unsigned char* out);
-    int BlocksOf(const unsigned char* row, const unsigned char* other);
-    void MixBlocks(const unsigned char* row, int place, int begin, int end);
-    void MixMissing(int place, int begin, int end);
-
+    void Bring(const MixTask& mix, int* places);
     std::uintptr_t Ahead(const unsigned char* row) const;
-    const std::int32_t* Mixed(const unsigned char* row, const unsigned char* other);
-    const unsigned char* FeedRow(const unsigned char* row);
-    void FeedColours(const unsigned char* row, int begin, int end);
-    void FeedWhole(const unsigned char* row);
-    void FeedPacked(const unsigned char* row, int begin, int end);
-    void FeedSampled(const unsigned char* row, int begin, int end);
+    void NoteAdvance(const unsigned char* upper);
+    bool ReadsInPlace() const;
+    void AskAhead(MixTask& mix);
+    void MakeByBlocks(const MixTask& mix, const int* places);
+    void MakeRowByBlocks(const MixTask& mix, const int* places);
+    std::uint32_t ColourOf(int flatByte) const;
+    void MixBlocks(const MixTask& mix, const int* places, int begin, int end);
+    void FeedBlocks(int place, int begin, int end);
+    MixPlan PlanFrom(int pixel) const;
+
+    void FeedRow(const unsigned char* row, unsigned char* to);
+    void FeedColours(const unsigned char* row, int begin, int end, unsigned char* to);
+    void FeedPacked(const unsigned char* row, int begin, int end, unsigned char* to);
+    void FeedSampled(const unsigned char* row, unsigned char* to);
 
     // What rows of scratch memory start at: a line of the caches.
     static constexpr std::int64_t ScratchAlignment = 64;
 
-    struct MixedRow {
+    // A source row of which something is kept, by blocks or fed.
+    struct KeptRow {
         const unsigned char* row;
-        std::int32_t* mixed;
+        unsigned char* fed;
     };
 
     const RowTable& m_table;
@@ -85,15 +89,18 @@ private:
     const _tagCOORDENTRY* const m_columns;
     const int m_count;
     const bool m_keep;
-    bool m_stream;
     bool m_active = false;
     Feed m_feed = Feed::Source;
     Layout m_layout = {};
-    AcrossKernel m_across = nullptr;
-    AcrossPlan m_plan = {};
-    MixedRow m_mixed[2] = {};
-    unsigned char* m_fed = nullptr;
-    unsigned char* m_finished = nullptr; // an output row on its way to memory
+    MixPlan m_plan = {};
+    Window* m_windows = nullptr;     // what the plan points to
+    std::uint8_t* m_picks = nullptr; // few registers differ in theirs: they stay in the first cache
+    int m_pickBytes = 0;
+    PixelColumn* m_pixels = nullptr;
+    KeptRow m_kept[MostSourceRows] = {};
+    std::uintptr_t m_upper = 0;                    // the upper row of the last call
+    std::uintptr_t m_advances[2] = {};             // from the one before, and from that of the call before
+    std::uintptr_t m_fetched = ~std::uintptr_t{0}; // the lowest of the rows that were asked for
     bool m_byBlocks = false;
     FlatBlocks m_blocks;
     std::unique_ptr<unsigned char[]> m_scratch;

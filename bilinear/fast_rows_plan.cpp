@@ -21,9 +21,8 @@ int FractionOf(const _tagCOORDENTRY& column) { return column.nOffset1 == column.
 
 } // namespace
 
-FastRows::FastRows(const RowTable& table, const RowTask& task, bool keep, bool stream)
-    : m_table(table), m_source(*task.source), m_columns(task.columns), m_count(task.count), m_keep(keep),
-      m_stream(stream && table.stream) {
+FastRows::FastRows(const RowTable& table, const RowTask& task, bool keep)
+    : m_table(table), m_source(*task.source), m_columns(task.columns), m_count(task.count), m_keep(keep) {
     m_active = Prepare(task);
 }
 
@@ -81,7 +80,7 @@ void FastRows::FillGroups() {
 
 bool FastRows::Prepare(const RowTask& task) {
     // Output pixels have the place that their format needs, unless the caller made the record.
-    if (!m_table.acrossPixels || m_count < 1 || task.outStep != (m_source.nBitCount == 32 ? 4 : 3) ||
+    if (!m_table.mix[StoreAll] || m_count < 1 || task.outStep != (m_source.nBitCount == 32 ? 4 : 3) ||
         !ColumnsAreInside(task))
         return false;
     switch (m_source.nBitCount) {
@@ -91,11 +90,11 @@ bool FastRows::Prepare(const RowTask& task) {
         return PrepareTable(task);
     case 16:
         m_feed = Feed::Widened;
-        return Arrange(task, {4, 4, false, false, std::int64_t{m_source.nWidth} * 4 + FeedPadding, StoreThreeOfFour});
+        return Arrange(task, {3, 4, false, std::int64_t{m_source.nWidth} * 4 + FeedPadding, StoreAll});
     case 24:
-        return Arrange(task, {3, 3, false, false, m_source.nLineBytes, StoreAll});
+        return Arrange(task, {3, 3, false, m_source.nLineBytes, StoreAll});
     case 32:
-        return Arrange(task, {4, 4, false, false, m_source.nLineBytes, StoreAll});
+        return Arrange(task, {4, 4, false, m_source.nLineBytes, StoreAll});
     default:
         return false;
     }
@@ -135,50 +134,45 @@ bool FastRows::ArrangeLevels(const RowTask& task) {
         if (identity)
             rowBytes = m_source.nLineBytes;
     }
-    if (!Arrange(task, {1, 1, false, false, rowBytes, StoreThrice}))
+    if (!Arrange(task, {1, 1, false, rowBytes, StoreThrice}))
         return false;
     FillGroups();
     return true;
 }
 
-// Pixels of three bytes where their slots stand without gaps, else of four.
 bool FastRows::ArrangeColours(const RowTask& task) {
     m_feed = Feed::Colours;
     const std::int64_t width = m_source.nWidth;
-    if (!Arrange(task, {m_table.colour24 ? 3 : 4, m_table.colour24 ? 3 : 4, false, false, width * 4 + FeedPadding,
-                        m_table.colour24 ? StoreAll : StoreThreeOfFour}))
+    if (!Arrange(task, {3, 4, false, width * 4 + FeedPadding, StoreAll}))
         return false;
     FillGroups();
     m_byBlocks = m_table.changes && m_blocks.Plan(task, m_layout.slotsPerPixel == 3 ? SlotsPerStep : SlotsPerStep / 4);
     return true;
 }
 
-// Finds the densest layout whose windows hold their samples, and fills its plan. Up to about 1.3
-// source pixels per output pixel slots of three channels stand without gaps; up to three (where pixels
-// have four bytes, two), four slots make a pixel. Beyond, a half window makes one; and where the row
-// has to be made anyway, or is shorter than a window, it is made of the samples alone.
+// Finds the layout whose windows hold their samples, and fills its plan: both halves of a register from
+// one window as long as source and output pixels are near each other, up to about 1.4 source pixels per
+// output pixel of three channels; or a window for each, up to about four (two, where pixels have four
+// bytes). With a fourth slot, which nobody stores, a window has one pixel only, at any distance. What is left,
+// bytes far apart and rows shorter than a window, is made of the samples alone.
 bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
-    const bool windows = m_table.acrossWindows != nullptr;
+    const bool windows = m_table.windowsPerRegister != 0;
     Layout layout = wanted;
     const auto withGaps = [&] {
         layout.slotsPerPixel = 4;
         layout.storing = StoreThreeOfFour;
-        if (m_feed == Feed::Colours)
-            layout.pixelBytes = 4;
     };
     if (!windows && layout.slotsPerPixel == 3)
         withGaps();
     // Room for any layout.
-    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * (layout.storing == StoreThrice ? 1 : 4), SlotsPerStep);
-    const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * (layout.storing == StoreThrice ? 1 : 4) + FeedPadding;
-    const std::int64_t fed = RoundedUp(std::max(layout.rowBytes, sampledBytes), ScratchAlignment);
-    const std::int64_t mixed = RoundedUp(slots * 4, ScratchAlignment);
-    const std::int64_t plan = RoundedUp(windows ? slots / SlotsPerWindow / 2 * std::int64_t{sizeof(WindowPair)}
-                                                : RoundedUp(m_count, SlotsPerStep) * std::int64_t{sizeof(PixelColumn)},
-                                        ScratchAlignment);
-    const std::int64_t finished =
-        m_stream ? RoundedUp(std::int64_t{m_count} * task.outStep, ScratchAlignment) + ScratchAlignment : 0;
-    const std::int64_t bytes = ScratchAlignment + fed + 2 * mixed + finished + plan;
+    const std::int64_t slots = RoundedUp(std::int64_t{m_count} * (layout.slotsPerPixel == 1 ? 1 : 4), SlotsPerStep);
+    const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * layout.pixelBytes + FeedPadding;
+    const std::int64_t registers = slots / (SlotsPerWindow * std::max(m_table.windowsPerRegister, 1));
+    const auto aligned = [](std::int64_t size) { return RoundedUp(size, ScratchAlignment); };
+    const std::int64_t fed = aligned(std::max(layout.rowBytes, sampledBytes));
+    const std::int64_t planned = windows ? aligned(registers * std::int64_t{sizeof(Window)}) + aligned(slots * 4)
+                                         : aligned(slots / layout.slotsPerPixel * std::int64_t{sizeof(PixelColumn)});
+    const std::int64_t bytes = ScratchAlignment + MostSourceRows * fed + planned;
     if (bytes > std::numeric_limits<std::int32_t>::max())
         return false;
     m_scratch.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(bytes)]);
@@ -186,114 +180,131 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
         return false;
     const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(m_scratch.get());
     unsigned char* at = m_scratch.get() + (ScratchAlignment - start % ScratchAlignment) % ScratchAlignment;
-    const auto take = [&at](std::int64_t size) {
+    const auto take = [&](std::int64_t size) {
         unsigned char* const taken = at;
-        at += RoundedUp(size, ScratchAlignment);
+        at += aligned(size);
         return taken;
     };
-    m_fed = take(fed);
-    // The last pixels' right neighbours are taken from behind them, with no weight. They are nothing
-    // that shows, but something that was written.
-    std::memset(m_fed, 0, static_cast<std::size_t>(fed));
-    m_mixed[0].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
-    m_mixed[1].mixed = reinterpret_cast<std::int32_t*>(take(mixed));
-    m_finished = take(finished);
-    unsigned char* const planned = take(plan);
-
-    const auto fits = [&] {
-        m_layout = layout;
-        m_plan = {};
-        m_plan.pixelBytes = layout.pixelBytes;
-        if (!windows) {
-            if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
-                return false;
-            m_plan.columns = reinterpret_cast<PixelColumn*>(planned);
-            FillPixels(task, layout);
-            m_across = layout.pixelBytes == 1 ? m_table.acrossLevels : m_table.acrossPixels;
-            return true;
-        }
-        m_plan.windows = reinterpret_cast<WindowPair*>(planned);
-        m_across = layout.halves ? m_table.acrossHalves : m_table.acrossWindows;
-        return layout.rowBytes >= (layout.halves ? HalfWindowBytes : WindowBytes) && FillWindows(task, layout);
-    };
-    if (fits())
-        return true;
-    if (layout.slotsPerPixel == 3) {
-        withGaps();
-        if (fits())
-            return true;
+    for (KeptRow& kept : m_kept) {
+        kept = {nullptr, take(fed)};
+        // The last pixels' right neighbours are taken from behind them, with no weight. They are nothing
+        // that shows, but something that was written.
+        std::memset(kept.fed, 0, static_cast<std::size_t>(fed));
     }
-    if (windows && m_feed == Feed::Source && layout.slotsPerPixel == 4) {
-        layout.halves = true;
-        if (fits())
+    if (windows) {
+        m_windows = reinterpret_cast<Window*>(take(registers * std::int64_t{sizeof(Window)}));
+        m_picks = take(slots * 4);
+    } else {
+        m_pixels = reinterpret_cast<PixelColumn*>(at);
+    }
+
+    const auto fits = [&](bool oneWindow) {
+        m_layout = layout;
+        m_plan = {m_windows, oneWindow, m_pixels, layout.pixelBytes};
+        if (windows)
+            return layout.rowBytes >= WindowBytes && FillWindows(task, layout);
+        if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
+            return false;
+        FillPixels(task, layout);
+        return true;
+    };
+    if ((m_table.windowsPerRegister > 1 && fits(true)) || fits(false))
+        return true;
+    if (windows && layout.slotsPerPixel == 3) {
+        withGaps();
+        if (fits(false))
             return true;
-        layout.halves = false;
+        layout = wanted;
     }
     layout.sampled = true;
     layout.rowBytes = sampledBytes;
-    return fits();
+    return fits(false);
 }
 
-// The left sample of output pixel k in the row that the across stage reads.
+// The left sample of output pixel k in the row that the mixing stage reads.
 std::int64_t FastRows::OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const {
     if (layout.sampled)
         return std::int64_t{k} * 2 * layout.pixelBytes;
     return std::int64_t{column.nOffset0} / std::max(m_source.nBitCount >> 3, 1) * layout.pixelBytes;
 }
 
+// The first slot of a half of register r. Registers are narrowed to bytes half by half: where each half
+// has a window of its own, the first halves of a step become its first bytes.
+std::int64_t FastRows::FirstSlot(std::int64_t r, int half) const {
+    const std::int64_t slots = std::int64_t{SlotsPerWindow} * m_table.windowsPerRegister;
+    if (m_plan.oneWindow)
+        return r * slots + half * SlotsPerWindow;
+    const std::int64_t within = r % RegistersPerStep;
+    return (r - within) * slots + (half * RegistersPerStep + within) * SlotsPerWindow;
+}
+
 bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
-    const std::int64_t slots = std::int64_t{m_count} * layout.slotsPerPixel;
-    m_plan.pairs = static_cast<int>(RoundedUp(slots, SlotsPerStep) / SlotsPerWindow / 2);
-    int pixel = 0;
-    int channel = 0;
-    for (int w = 0; w < m_plan.pairs * 2; ++w) {
-        WindowPair& pair = m_plan.windows[w / 2];
-        std::int32_t* const base = pair.base + w % 2 * 2;
-        std::uint8_t* picks = pair.picks + w % 2 * WindowBytes;
-        std::int8_t* coarse = pair.coarse + w % 2 * WindowBytes;
-        std::int8_t* fine = pair.fine + w % 2 * WindowBytes;
-        std::int64_t start = 0;
-        int skipped = 0; // bytes of the window in front of its second half
-        for (int slot = 0; slot < SlotsPerWindow; ++slot, picks += 2, coarse += 2, fine += 2) {
-            if (slot == 0 || (layout.halves && slot == SlotsPerWindow / 2)) {
-                const int last = m_count - 1;
-                const std::int64_t first = OffsetOf(task.columns[std::min(pixel, last)], std::min(pixel, last), layout);
-                // The last windows move back into the row.
-                start = std::min(first, layout.rowBytes - (layout.halves ? HalfWindowBytes : WindowBytes));
-                skipped = slot == 0 ? 0 : HalfWindowBytes;
-                base[slot == 0 ? 0 : 1] = static_cast<std::int32_t>(start);
-            }
-            picks[0] = picks[1] = 0x80;
-            coarse[0] = coarse[1] = fine[0] = fine[1] = 0;
-            if (pixel < m_count && channel < layout.pixelBytes) {
-                const _tagCOORDENTRY& column = task.columns[pixel];
-                const int fx = FractionOf(column);
-                const std::int64_t left = OffsetOf(column, pixel, layout) + channel - start + skipped;
-                const std::int64_t right = fx != 0 ? left + layout.pixelBytes : left;
-                if (right >= WindowBytes)
+    const int slotsPerRegister = SlotsPerWindow * m_table.windowsPerRegister;
+    const std::int64_t registers =
+        RoundedUp(std::int64_t{m_count} * layout.slotsPerPixel, SlotsPerStep) / slotsPerRegister;
+    m_pickBytes = 0;
+    for (std::int64_t r = 0; r < registers; ++r) {
+        Window& window = m_windows[r];
+        window = {};
+        std::int8_t* weights = window.weights;
+        std::int64_t left[2 * SlotsPerWindow];  // samples in the row, and
+        std::int64_t right[2 * SlotsPerWindow]; // none behind the last pixel or its last channel
+        for (int slot = 0; slot < slotsPerRegister; ++slot, weights += 4) {
+            const std::int64_t at = FirstSlot(r, slot / SlotsPerWindow) + slot % SlotsPerWindow;
+            const int k = static_cast<int>(at / layout.slotsPerPixel);
+            left[slot] = right[slot] = -1;
+            const int channel = static_cast<int>(at % layout.slotsPerPixel);
+            if (k >= m_count || channel >= layout.pixelBytes)
+                continue;
+            const _tagCOORDENTRY& column = task.columns[k];
+            const int fx = FractionOf(column);
+            left[slot] = OffsetOf(column, k, layout) + channel;
+            right[slot] = fx != 0 ? left[slot] + layout.pixelBytes : left[slot];
+            weights[0] = static_cast<std::int8_t>(-(fx & 15));
+            weights[1] = static_cast<std::int8_t>(fx & 15);
+            weights[2] = static_cast<std::int8_t>(64 - (fx >> 4));
+            weights[3] = static_cast<std::int8_t>(fx >> 4);
+        }
+        std::uint8_t picks[2 * WindowBytes];
+        std::memset(picks, 0x80, sizeof picks);
+        const int slotsPerBase = m_plan.oneWindow ? slotsPerRegister : SlotsPerWindow;
+        for (int begin = 0; begin < slotsPerRegister && left[begin] >= 0; begin += slotsPerBase) {
+            // The last windows move back into the row.
+            std::int64_t base = layout.rowBytes - WindowBytes;
+            for (int slot = begin; slot < begin + slotsPerBase; ++slot)
+                base = left[slot] >= 0 ? std::min(base, left[slot]) : base;
+            window.base[begin / SlotsPerWindow] = static_cast<std::int32_t>(base);
+            for (int slot = begin; slot < begin + slotsPerBase; ++slot) {
+                if (left[slot] < 0)
+                    continue;
+                if (right[slot] - base >= WindowBytes)
                     return false;
-                picks[0] = static_cast<std::uint8_t>(left);
-                picks[1] = static_cast<std::uint8_t>(right);
-                coarse[0] = static_cast<std::int8_t>(64 - (fx >> 4));
-                coarse[1] = static_cast<std::int8_t>(fx >> 4);
-                fine[0] = static_cast<std::int8_t>(-(fx & 15));
-                fine[1] = static_cast<std::int8_t>(fx & 15);
-            }
-            if (++channel == layout.slotsPerPixel) {
-                channel = 0;
-                ++pixel;
+                picks[slot * 4] = picks[slot * 4 + 2] = static_cast<std::uint8_t>(left[slot] - base);
+                picks[slot * 4 + 1] = picks[slot * 4 + 3] = static_cast<std::uint8_t>(right[slot] - base);
             }
         }
+        window.picks = KeptPicks(picks, slotsPerRegister * 4);
     }
     return true;
 }
 
+// Where these picks stand, now or already. Scales repeat theirs soon; others are not sought for long.
+const std::uint8_t* FastRows::KeptPicks(const std::uint8_t* picks, int bytes) {
+    const int oldest = std::max(m_pickBytes - 64 * bytes, 0);
+    for (int place = m_pickBytes - bytes; place >= oldest; place -= bytes)
+        if (std::memcmp(m_picks + place, picks, static_cast<std::size_t>(bytes)) == 0)
+            return m_picks + place;
+    std::uint8_t* const kept = m_picks + m_pickBytes;
+    std::memcpy(kept, picks, static_cast<std::size_t>(bytes));
+    m_pickBytes += bytes;
+    return kept;
+}
+
 void FastRows::FillPixels(const RowTask& task, const Layout& layout) {
-    m_plan.pixels = static_cast<int>(RoundedUp(m_count, SlotsPerStep / layout.slotsPerPixel));
-    m_plan.unshifted = m_plan.pixels;
+    const std::int64_t pixels = RoundedUp(m_count, SlotsPerStep / layout.slotsPerPixel);
     const std::int64_t lastOffset = layout.rowBytes - (layout.pixelBytes == 1 ? 2 : 8);
-    PixelColumn* planned = m_plan.columns;
-    for (int k = 0; k < m_plan.pixels; ++k, ++planned) {
+    PixelColumn* planned = m_pixels;
+    for (int k = 0; k < pixels; ++k, ++planned) {
         *planned = {};
         if (k >= m_count)
             continue;
@@ -307,12 +318,9 @@ void FastRows::FillPixels(const RowTask& task, const Layout& layout) {
         planned->coarse[1] = static_cast<std::int16_t>(fx >> 4);
         planned->fine[0] = static_cast<std::int16_t>(-(fx & 15));
         planned->fine[1] = static_cast<std::int16_t>(fx & 15);
-        if (left != offset) {
-            m_plan.unshifted = std::min(m_plan.unshifted, k);
-            // The last byte of a row has no neighbour, and all the weight.
-            if (layout.pixelBytes == 1)
-                std::swap(planned->coarse[0], planned->coarse[1]);
-        }
+        // The last byte of a row has no neighbour, and all the weight.
+        if (left != offset && layout.pixelBytes == 1)
+            std::swap(planned->coarse[0], planned->coarse[1]);
     }
 }
 

@@ -29,10 +29,10 @@ bool FlatBlocks::Plan(const RowTask& task, int pixelsPerBlock) {
     m_pixels = pixelsPerBlock;
     m_count = task.count / m_pixels + (task.count % m_pixels != 0);
     m_blocks.reset(new (std::nothrow) Block[Size()]);
-    m_runs.reset(new (std::nothrow) Run[Size() * 2]);
-    m_made.reset(new (std::nothrow) unsigned char[Size() * 2]);
+    m_runs.reset(new (std::nothrow) Run[Size() * Places]);
+    m_fed.reset(new (std::nothrow) unsigned char[Size() * Places]);
     m_changes.reset(new (std::nothrow) std::uint32_t[static_cast<std::size_t>(source.nLineBytes / 32 + 2)]);
-    if (!m_blocks || !m_runs || !m_made || !m_changes)
+    if (!m_blocks || !m_runs || !m_fed || !m_changes)
         return false;
     for (int i = 0; i < m_count; ++i) {
         const int first = i * m_pixels;
@@ -71,6 +71,7 @@ FlatBlocks::Run* FlatBlocks::Append(Run* runs, Run* last, int end, int kind) {
 
 void FlatBlocks::Look(ChangeKernel kernel, const unsigned char* row, int place, std::uintptr_t ahead) {
     Run* const runs = m_runs.get() + static_cast<std::size_t>(place) * Size();
+    SetFed(place, 0, m_count, false);
     const int changes = kernel(row, m_bytes, m_changes.get(), ahead);
     if (changes > m_bytes / BytesPerChange) {
         runs[0] = {m_count, Mixed};

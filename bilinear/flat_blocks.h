@@ -30,20 +30,23 @@ public:
     int Begin(int block) const { return m_blocks[block].begin; }
     int End(int block) const { return m_blocks[block].end; }
 
-    // Looks at a row; what it finds is kept in one of two places.
+    // Looks at a row; what it finds is kept in one of a few places, and nothing of it is fed yet.
+    static constexpr int Places = MostSourceRows;
     void Look(ChangeKernel kernel, const unsigned char* row, int place, std::uintptr_t ahead);
     const Run* Runs(int place) const { return m_runs.get() + static_cast<std::size_t>(place) * Size(); }
 
-    // The blocks for which a mixed row has been made: those of several colours at once, others when
-    // they stand beside one of several colours in the other row. Answers the first from `begin` to
+    // Whether a row as a whole is left to the mixing stage.
+    bool IsMixed(int place) const { return Runs(place)->kind == Mixed && Runs(place)->end == m_count; }
+
+    // The blocks whose colours have been fed to the mixing stage. Answers the first from `begin` to
     // before `end` that is not (or is), or `end`.
-    int NextMade(int place, int begin, int end, bool made) const {
-        const unsigned char* const from = m_made.get() + static_cast<std::size_t>(place) * Size() + begin;
-        const void* const at = std::memchr(from, made ? 1 : 0, static_cast<std::size_t>(end - begin));
+    int NextFed(int place, int begin, int end, bool fed) const {
+        const unsigned char* const from = m_fed.get() + static_cast<std::size_t>(place) * Size() + begin;
+        const void* const at = std::memchr(from, fed ? 1 : 0, static_cast<std::size_t>(end - begin));
         return at ? begin + static_cast<int>(static_cast<const unsigned char*>(at) - from) : end;
     }
-    void SetMade(int place, int begin, int end, bool made) {
-        std::memset(m_made.get() + static_cast<std::size_t>(place) * Size() + begin, made ? 1 : 0,
+    void SetFed(int place, int begin, int end, bool fed) {
+        std::memset(m_fed.get() + static_cast<std::size_t>(place) * Size() + begin, fed ? 1 : 0,
                     static_cast<std::size_t>(end - begin));
     }
 
@@ -65,7 +68,7 @@ private:
     int m_bytes = 0; // of a row that are looked at
     std::unique_ptr<Block[]> m_blocks;
     std::unique_ptr<Run[]> m_runs;
-    std::unique_ptr<unsigned char[]> m_made;
+    std::unique_ptr<unsigned char[]> m_fed;
     std::unique_ptr<std::uint32_t[]> m_changes;
 };
 

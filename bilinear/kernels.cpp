@@ -13,10 +13,6 @@ using namespace dibprep;
 
 namespace {
 
-// Results from this size on are written past the caches: the first rows would have left them anyway
-// before the last are made.
-constexpr std::int64_t StreamedBytes = 4 << 20;
-
 // What a member gets, and how its format differs from the others.
 struct Job {
     CConvertResolution& object;
@@ -71,25 +67,37 @@ int Run(const Job& job) {
     task.outStep = job.destination.nBytesPerPixel;
     task.source = &source;
     task.table = TableOf(source);
-    // A callback may read the rows, best from a cache.
-    const bool stream = !job.progress && std::int64_t{count} * task.outStep * rows >= StreamedBytes;
-    FastRows fast(RowsFor(CurrentTier()), task, !job.progress, stream);
+    FastRows fast(RowsFor(CurrentTier()), task, !job.progress);
     DeepRows deep(DeepRowsFor(CurrentTier()), task, !job.progress);
 
     std::int32_t y = WrapMultiply(WrapSubtract(job.clip.top, job.frame.top), step.cy);
-    for (int i = 0; i < rows; ++i, y = WrapAdd(y, step.cy)) {
+    const auto aim = [&](RowTask& row, int i, std::int32_t position) {
+        const int r = position >> 15;
+        row.fy = (position >> 5) & 0x3FF;
+        row.upper = RowFromTop(source, r);
+        row.lower = r < source.nHeight - 1 ? row.upper - job.lowerRowBack : row.upper;
+        row.out = RowFromTop(job.destination, i);
+    };
+    RowTask next = task;
+    for (int i = 0; i < rows;) {
+        int made = 1;
         // A clip without columns needs no row of either picture, yet counts its rows.
         if (count > 0) {
-            const int r = y >> 15;
-            task.fy = (y >> 5) & 0x3FF;
-            task.upper = RowFromTop(source, r);
-            task.lower = r < source.nHeight - 1 ? task.upper - job.lowerRowBack : task.upper;
-            task.out = RowFromTop(job.destination, i);
-            if (!fast.Make(task) && !deep.Make(task))
-                job.makeRow(task);
+            aim(task, i, y);
+            // Exactly the rows reported are written: nothing works ahead of the callback.
+            const bool two = !job.progress && i + 1 < rows;
+            if (two)
+                aim(next, i + 1, WrapAdd(y, step.cy));
+            made = fast.Make(task, two ? &next : nullptr);
+            if (made == 0) {
+                made = 1;
+                if (!deep.Make(task))
+                    job.makeRow(task);
+            }
         }
-        // Exactly the rows reported are written: nothing works ahead of the callback.
-        if (job.progress && job.progress(i + 1, rows) == 0) {
+        i += made;
+        y = WrapAdd(y, WrapMultiply(step.cy, made));
+        if (job.progress && job.progress(i, rows) == 0) {
             job.object.m_nLastError = ErrorCancelled;
             return 0;
         }

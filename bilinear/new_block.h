@@ -1,6 +1,7 @@
 // A fresh block of the host's memory, freed at the end of its scope unless it was released.
 #pragma once
 
+#include "dibprep/bilinear.h"
 #include "memory/locked_block.h"
 
 #include <cstddef>
@@ -32,5 +33,9 @@ public:
 private:
     void* m_handle;
 };
+
+// What CConvertResolution::CreateDIB does. Without `bits` the pixels are white; or, where `written` says
+// that every one of them is written next, as they come.
+void* NewDib(CConvertResolution& object, const tagBITMAPINFO* info, const void* bits, bool written);
 
 } // namespace dibprep

@@ -26,10 +26,10 @@ void Widen(const unsigned char* row, int count, std::uint32_t* out) {
     }
 }
 
-void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step, unsigned char* out) {
+void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, unsigned char* out) {
     for (int i = 0; i < bytes; ++i) {
         const int halves = group == 16 ? 2 : 1;
-        for (int half = 0; half < halves; ++half, out += step) {
+        for (int half = 0; half < halves; ++half, out += group) {
             const int index = halves == 1 ? row[i] : half == 0 ? row[i] >> 4 : row[i] & 15;
             std::memcpy(out, groups + index * group, static_cast<std::size_t>(group));
         }

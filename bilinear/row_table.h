@@ -1,19 +1,22 @@
 // The fast form of the row kernels with 8-bit channels: the stages of which a row is made, and the
 // table of their best forms.
 //
-// The four weighted samples of a channel are mixed in two stages, nothing dropped between them:
+// The four weighted samples of a channel are mixed in two steps, nothing dropped between them:
 //     h = 1024 * s0 + fx * (s1 - s0)                   across one source row; at most 255 * 2^10
-//     v = ((1024 - fy) * h0 + fy * h1) >> 20           down, from two rows of h
-// which is the scalar kernels' sum, its terms in another order. What a source row gives across
-// depends on nothing else, so that it is kept while the row is needed.
+//     v = ((1024 - fy) * h0 + fy * h1) >> 20           down, from two h
+// which is the scalar kernels' sum, its terms in another order.
 //
 // 18 bits of h fit no 16-bit lane. With fx = 16 * a + b, a at most 63 and b at most 15,
 //     h = 16 * p + q     p = (64 - a) * s0 + a * s1    0 to 64 * 255 = 16320
 //                        q = b * (s1 - s0)             within 15 * 255 = 3825 of 0
-// and all weights of samples are signed bytes, all p and q signed words. A mixed row holds q in the
-// low and p in the high half of a 32-bit word; the pair times the weights (w, 16 * w) is h * w in
-// one multiply-add. 16 * w is at most 16384, and the two products add up to v * 2^20 at most:
-// no sum leaves 31 bits.
+// and all weights of samples are signed bytes, all p and q signed words. A slot, which is a channel of
+// an output pixel, is a 32-bit word with q in its low and p in its high half. The pair times the weights
+// (w, 16 * w) is h * w in one multiply-add. 16 * w is at most 16384, and the two products add up to
+// v * 2^20 at most: no sum leaves 31 bits.
+//
+// No h is kept: reading and writing rows of words that outgrow the first cache takes longer than mixing
+// a source row again. Instead two output rows are made at once, where they share what comes from a
+// source row, and always what is known of the columns.
 #pragma once
 
 #include "memory/x86/cpu_tier.h"
@@ -23,15 +26,13 @@
 
 namespace dibprep {
 
-// Eight neighbouring slots (channels of output pixels) of a mixed row take all their samples from
-// 16 bytes of the source row; or, where pixels lie far apart, each four from 8 bytes.
-constexpr int SlotsPerWindow = 8;
+// Four neighbouring slots take all their samples from 16 bytes of the source row: those of a register's
+// half, or of a whole one of the smallest.
+constexpr int SlotsPerWindow = 4;
 constexpr int WindowBytes = 16;
-constexpr int HalfWindowBytes = WindowBytes / 2;
-// Windows are made in fours, 32 slots: what one step of the widest stage takes. Likewise pixels in
-// eights, of four slots each.
-constexpr int WindowsPerStep = 4;
-constexpr int SlotsPerStep = SlotsPerWindow * WindowsPerStep;
+// Rows are made in steps of four registers. The widest have 8 slots; pixels of four slots go in eights.
+constexpr int RegistersPerStep = 4;
+constexpr int SlotsPerStep = 32;
 
 // One output pixel for stages that cannot pick bytes from a window.
 struct PixelColumn {
@@ -41,36 +42,52 @@ struct PixelColumn {
     std::int16_t fine[2];   // -b, b
 };
 
-// Two windows, with all that a stage needs to know in one place: registers for addresses are few.
-struct WindowPair {
-    std::uint8_t picks[2 * WindowBytes]; // the two samples of each slot; 0x80: none
-    std::int8_t coarse[2 * WindowBytes]; // 64 - a, a for each slot
-    std::int8_t fine[2 * WindowBytes];   // -b, b for each slot
-    std::int32_t base[4];                // first bytes in the row of the windows' halves
+// One register of slots, with all that a stage needs to know in one place: registers for addresses are few.
+struct alignas(16) Window {
+    std::int8_t weights[2 * WindowBytes]; // -b, b, 64 - a, a for each slot
+    std::int32_t base[2];                 // first bytes in the row of the windows of its halves
+    const std::uint8_t* picks;            // s0, s1, s0, s1 for each slot: which bytes of them; 0x80: none
 };
 
 // Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
-struct AcrossPlan {
-    int pairs;            // pairs of windows, a multiple of two
-    WindowPair* windows;  // one per pair
-    int pixels;           // pixels: a multiple of eight with four slots each, or of 32 with one
-    int unshifted;        // pixels in front of the first one with a shift
-    PixelColumn* columns; // one per pixel
-    int pixelBytes;       // from the left to the right sample: 3 or 4
+struct MixPlan {
+    const Window* windows;      // one per register
+    bool oneWindow;             // both halves of a register have the same window
+    const PixelColumn* columns; // one per pixel
+    int pixelBytes;             // from the left to the right sample: 1, 3 or 4
 };
 
-// From a source row to a mixed row. `ahead` is the address of a row that is needed soon; nothing is
-// read there.
-using AcrossKernel = void (*)(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                              std::uintptr_t ahead);
+// Which output rows are made at once, and of which source rows.
+enum class Group {
+    One,   // one of rows 0 and 1
+    Same,  // both of rows 0 and 1
+    Chain, // of rows 0 and 1, and of rows 1 and 2
+    Apart, // of rows 0 and 1, and of rows 2 and 3
+};
+constexpr int MostSourceRows = 4;
+constexpr int MostOutputRows = 2;
+constexpr int SourceRowsOf(Group group) { return group == Group::Apart ? 4 : group == Group::Chain ? 3 : 2; }
+constexpr int OutputRowsOf(Group group) { return group == Group::One ? 1 : 2; }
+// The first of the two source rows of the second output row.
+constexpr int SecondUpperOf(Group group) { return SourceRowsOf(group) - 2; }
 
-// From two mixed rows to `bytes` bytes of output, and not one more.
-using DownKernel = void (*)(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                            std::int64_t bytes);
+struct Sources {
+    const unsigned char* rows[MostSourceRows];
+    std::uintptr_t ahead[MostSourceRows]; // rows that are needed soon; nothing is read there
+};
 
-// From `count` pixels to pixels of four bytes (or of three, where the name says so), by the colours of
-// their indices or of five bits a channel; or to one byte each. Behind pixels of three bytes up to
-// four more are written.
+struct MixTask {
+    Group group;
+    Sources sources;
+    int fy[MostOutputRows];
+    unsigned char* out[MostOutputRows];
+    std::ptrdiff_t bytes; // of each output row; not one more is written
+};
+
+using MixKernel = void (*)(const MixPlan& plan, const MixTask& task);
+
+// From `count` pixels to pixels of four bytes, by the colours of their indices or of five bits a channel;
+// or to one byte each.
 using ColourKernel = void (*)(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out);
 using LevelKernel = void (*)(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out);
 using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t* out);
@@ -92,21 +109,15 @@ constexpr int LeastCompared = 33;
 // `bytes` bytes of pixels of three, all of one colour.
 using FillKernel = void (*)(unsigned char* out, std::int64_t bytes, std::uint32_t colour);
 
-// Lays the groups of whole bytes of a packed row one after the other, `step` bytes apart: those of
-// `group` bytes, by the byte, or those of 16 bytes, by its halves. A group may end behind its step.
-using PackedKernel = void (*)(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
+// Lays the groups of whole bytes of a packed row one after the other: those of 2 or 8 bytes, by the byte,
+// or those of 16, by its halves.
+using PackedKernel = void (*)(const unsigned char* row, int bytes, const unsigned char* groups, int group,
                               unsigned char* out);
-
-// Copies a finished row past the caches: whole lines of 64 bytes are neither read nor kept there. The
-// row stands as far behind such a boundary as its place in the picture does.
-using StreamKernel = void (*)(unsigned char* out, const unsigned char* row, std::size_t bytes);
-// Behind the last such row: other threads see the rows before what is written later.
-using FenceKernel = void (*)();
 
 // Asks for bytes that are needed soon; nothing is read there.
 using FetchKernel = void (*)(std::uintptr_t ahead, int bytes);
 
-// How a mixed row becomes output bytes.
+// How slots become output bytes.
 enum Storing {
     StoreAll,         // every slot is a byte
     StoreThreeOfFour, // four slots are a pixel of three bytes
@@ -115,13 +126,10 @@ enum Storing {
 };
 
 struct RowTable {
-    AcrossKernel acrossWindows;    // null: the tier cannot pick bytes
-    AcrossKernel acrossHalves;     // the same for windows of two halves
-    AcrossKernel acrossPixels;     // null with acrossWindows: rows are made by the scalar kernels
-    AcrossKernel acrossLevels;     // pixels of one slot, for tiers without acrossWindows
-    DownKernel down[StoringForms]; // null: the tier has no such form
+    // Of each form those that the tier's plans need. With none, rows are made by the scalar kernels.
+    MixKernel mix[StoringForms];
+    int windowsPerRegister; // 0: the tier cannot pick bytes and uses pixels
     ColourKernel colour;
-    ColourKernel colour24; // null: the tier has no such form
     LevelKernel levels;
     LevelKernel levelsBySums; // levels that are sums; null: the tier has no such form
     LevelKernel levels4;      // of halves of bytes; null: the tier has no such form
@@ -130,8 +138,6 @@ struct RowTable {
     HighestKernel highest;
     ChangeKernel changes; // null: not looked for
     FillKernel fill;
-    StreamKernel stream; // null: the tier has no such form
-    FenceKernel fence;
     FetchKernel fetch;
 };
 

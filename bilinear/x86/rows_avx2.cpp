@@ -1,5 +1,6 @@
-// The row stages with AVX2: two windows, or 32 output bytes, at a time.
+// The row stages with AVX2: 32 slots at a time.
 #include "bilinear/row_table.h"
+#include "memory/unaligned.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -14,40 +15,6 @@ DIBPREP_AVX2 inline void Store(void* at, __m256i value) { _mm256_storeu_si256(st
 DIBPREP_AVX2 inline __m128i LoadHalf(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 DIBPREP_AVX2 inline void StoreHalf(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
 
-// Two windows side by side. The mixed row gets slots 0 to 3 of both, then slots 4 to 7 of both.
-DIBPREP_AVX2 inline void AcrossPair(const WindowPair& pair, __m128i first, __m128i second, std::int32_t* mixed) {
-    const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1);
-    const __m256i samples = _mm256_shuffle_epi8(bytes, Load(pair.picks));
-    const __m256i p = _mm256_maddubs_epi16(samples, Load(pair.coarse));
-    const __m256i q = _mm256_maddubs_epi16(samples, Load(pair.fine));
-    Store(mixed, _mm256_unpacklo_epi16(q, p));
-    Store(mixed + 8, _mm256_unpackhi_epi16(q, p));
-}
-
-DIBPREP_AVX2 void AcrossWindows(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                                std::uintptr_t ahead) {
-    const WindowPair* const end = plan.windows + plan.pairs;
-    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
-        AcrossPair(*pair, LoadHalf(row + pair->base[0]), LoadHalf(row + pair->base[2]), mixed);
-    }
-}
-
-DIBPREP_AVX2 inline __m128i TwoHalves(const unsigned char* row, const std::int32_t* base) {
-    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + base[0])),
-                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + base[1])));
-}
-
-DIBPREP_AVX2 void AcrossHalves(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                               std::uintptr_t ahead) {
-    const WindowPair* const end = plan.windows + plan.pairs;
-    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[2])), _MM_HINT_T0);
-        AcrossPair(*pair, TwoHalves(row, pair->base), TwoHalves(row, pair->base + 2), mixed);
-    }
-}
-
 // The weights (w, 16 * w) of q and p.
 struct Weights {
     __m256i upper;
@@ -58,55 +25,62 @@ DIBPREP_AVX2 inline Weights WeightsOf(int fy) {
     return {_mm256_set1_epi32((1024 - fy) * (1 + (16 << 16))), _mm256_set1_epi32(fy * (1 + (16 << 16)))};
 }
 
-DIBPREP_AVX2 inline __m256i EightSlots(const std::int32_t* upper, const std::int32_t* lower, const Weights& weights) {
-    const __m256i sum =
-        _mm256_add_epi32(_mm256_madd_epi16(Load(upper), weights.upper), _mm256_madd_epi16(Load(lower), weights.lower));
-    return _mm256_srli_epi32(sum, 20);
+// A register of slots from one source row.
+template <bool OneWindow>
+DIBPREP_AVX2 inline __m256i Across(const unsigned char* row, const Window& window, __m256i picks, __m256i weights) {
+    const __m128i first = LoadHalf(row + window.base[0]);
+    const __m256i bytes =
+        OneWindow ? _mm256_broadcastsi128_si256(first)
+                  : _mm256_inserti128_si256(_mm256_castsi128_si256(first), LoadHalf(row + window.base[1]), 1);
+    return _mm256_maddubs_epi16(_mm256_shuffle_epi8(bytes, picks), weights);
 }
 
-// Four windows as bytes: windows 0 and 2, then 1 and 3.
-DIBPREP_AVX2 inline __m256i FourWindows(const std::int32_t* upper, const std::int32_t* lower, const Weights& weights) {
-    const __m256i first =
-        _mm256_packs_epi32(EightSlots(upper, lower, weights), EightSlots(upper + 8, lower + 8, weights));
-    const __m256i second =
-        _mm256_packs_epi32(EightSlots(upper + 16, lower + 16, weights), EightSlots(upper + 24, lower + 24, weights));
-    return _mm256_packus_epi16(first, second);
+DIBPREP_AVX2 inline __m256i Down(__m256i upper, __m256i lower, const Weights& weights) {
+    return _mm256_srli_epi32(
+        _mm256_add_epi32(_mm256_madd_epi16(upper, weights.upper), _mm256_madd_epi16(lower, weights.lower)), 20);
 }
 
-// ... and in the order of the slots.
-DIBPREP_AVX2 inline __m256i InOrder(__m256i windows) { return _mm256_permute4x64_epi64(windows, 0xD8); }
+// Slots of two output rows; of one, the second stays as it is.
+struct Outcome {
+    __m256i rows[2];
+};
 
-DIBPREP_AVX2 void DownAll(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                          std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    for (; bytes >= 32; bytes -= 32, out += 32, upper += SlotsPerStep, lower += SlotsPerStep)
-        Store(out, InOrder(FourWindows(upper, lower, weights)));
-    if (bytes > 0) {
-        unsigned char rest[32];
-        Store(rest, InOrder(FourWindows(upper, lower, weights)));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes));
+template <Group Rows, bool OneWindow>
+DIBPREP_AVX2 inline Outcome Mixed(const Sources& sources, const Window& window, const Weights& first,
+                                  const Weights& second) {
+    constexpr int Second = SecondUpperOf(Rows);
+    const __m256i picks = Load(window.picks);
+    const __m256i weights = Load(window.weights);
+    const __m256i row0 = Across<OneWindow>(sources.rows[0], window, picks, weights);
+    const __m256i row1 = Across<OneWindow>(sources.rows[1], window, picks, weights);
+    Outcome outcome;
+    outcome.rows[0] = outcome.rows[1] = Down(row0, row1, first);
+    if (Rows == Group::Same) {
+        outcome.rows[1] = Down(row0, row1, second);
+    } else if (Rows != Group::One) {
+        const __m256i upper =
+            Rows == Group::Chain ? row1 : Across<OneWindow>(sources.rows[Second], window, picks, weights);
+        outcome.rows[1] = Down(upper, Across<OneWindow>(sources.rows[Second + 1], window, picks, weights), second);
     }
+    return outcome;
 }
 
-DIBPREP_AVX2 void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                                  std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    // Four pixels of four bytes as twelve bytes, in each half.
-    const __m256i three = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, //
-                                           0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-    // The second half is stored over the four empty bytes of the first, and has four itself.
-    for (; bytes >= 28; bytes -= 24, out += 24, upper += SlotsPerStep, lower += SlotsPerStep) {
-        const __m256i pixels = _mm256_shuffle_epi8(InOrder(FourWindows(upper, lower, weights)), three);
-        StoreHalf(out, _mm256_castsi256_si128(pixels));
-        StoreHalf(out + 12, _mm256_extracti128_si256(pixels, 1));
+// 32 bytes of each output row, from the four registers of a step.
+template <Group Rows, bool OneWindow>
+DIBPREP_AVX2 inline Outcome Step(const Sources& sources, const Window* windows, const Weights& first,
+                                 const Weights& second) {
+    const Outcome a = Mixed<Rows, OneWindow>(sources, windows[0], first, second);
+    const Outcome b = Mixed<Rows, OneWindow>(sources, windows[1], first, second);
+    const Outcome ab = {{_mm256_packs_epi32(a.rows[0], b.rows[0]), _mm256_packs_epi32(a.rows[1], b.rows[1])}};
+    const Outcome c = Mixed<Rows, OneWindow>(sources, windows[2], first, second);
+    const Outcome d = Mixed<Rows, OneWindow>(sources, windows[3], first, second);
+    Outcome bytes;
+    for (int i = 0; i < OutputRowsOf(Rows); ++i) {
+        bytes.rows[i] = _mm256_packus_epi16(ab.rows[i], _mm256_packs_epi32(c.rows[i], d.rows[i]));
+        if (OneWindow)
+            bytes.rows[i] = _mm256_permutevar8x32_epi32(bytes.rows[i], _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
     }
-    for (; bytes > 0; bytes -= 24, out += 24, upper += SlotsPerStep, lower += SlotsPerStep) {
-        const __m256i pixels = _mm256_shuffle_epi8(InOrder(FourWindows(upper, lower, weights)), three);
-        unsigned char rest[28];
-        StoreHalf(rest, _mm256_castsi256_si128(pixels));
-        StoreHalf(rest + 12, _mm256_extracti128_si256(pixels, 1));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes < 24 ? bytes : 24));
-    }
+    return bytes;
 }
 
 // 32 gray values as 96 bytes: each third of them comes from one half, or the middle one from both.
@@ -122,19 +96,71 @@ DIBPREP_AVX2 inline void StoreGray(unsigned char* out, __m256i gray) {
     Store(out + 64, _mm256_shuffle_epi8(_mm256_permute4x64_epi64(gray, 0xEE), end));
 }
 
-DIBPREP_AVX2 void DownThrice(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                             std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    for (; bytes >= 96; bytes -= 96, out += 96, upper += SlotsPerStep, lower += SlotsPerStep)
-        StoreGray(out, InOrder(FourWindows(upper, lower, weights)));
-    if (bytes > 0) {
-        unsigned char rest[96];
-        StoreGray(rest, InOrder(FourWindows(upper, lower, weights)));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes));
+// Four pixels of four bytes as twelve bytes, in each half. The second half is stored over the four empty
+// bytes of the first, and has four itself.
+DIBPREP_AVX2 inline void StoreThree(unsigned char* out, __m256i fours) {
+    const __m256i three = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, //
+                                           0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    const __m256i pixels = _mm256_shuffle_epi8(fours, three);
+    StoreHalf(out, _mm256_castsi256_si128(pixels));
+    StoreHalf(out + 12, _mm256_extracti128_si256(pixels, 1));
+}
+
+template <Storing Form>
+DIBPREP_AVX2 inline void StoreStep(unsigned char* out, __m256i bytes) {
+    if (Form == StoreThrice)
+        StoreGray(out, bytes);
+    else if (Form == StoreThreeOfFour)
+        StoreThree(out, bytes);
+    else
+        Store(out, bytes);
+}
+
+template <Group Rows, bool OneWindow, Storing Form>
+DIBPREP_AVX2 void MixRows(const MixPlan& plan, const MixTask& task) {
+    constexpr std::ptrdiff_t Bytes = Form == StoreThrice ? 96 : Form == StoreThreeOfFour ? 24 : 32;
+    constexpr std::ptrdiff_t Written = Form == StoreThreeOfFour ? 28 : Bytes;
+    const Sources sources = task.sources;
+    const Weights first = WeightsOf(task.fy[0]);
+    const Weights second = WeightsOf(task.fy[1]);
+    unsigned char* out[] = {task.out[0], task.out[1]};
+    const Window* windows = plan.windows;
+    for (std::ptrdiff_t left = task.bytes; left > 0; left -= Bytes, windows += RegistersPerStep) {
+        for (int i = 0; i < SourceRowsOf(Rows); ++i)
+            _mm_prefetch(
+                reinterpret_cast<const char*>(sources.ahead[i] + static_cast<std::uintptr_t>(windows->base[0])),
+                _MM_HINT_T1);
+        const Outcome bytes = Step<Rows, OneWindow>(sources, windows, first, second);
+        for (int i = 0; i < OutputRowsOf(Rows); ++i) {
+            unsigned char rest[Written];
+            StoreStep<Form>(left < Written ? rest : out[i], bytes.rows[i]);
+            if (left < Written)
+                std::memcpy(out[i], rest, static_cast<std::size_t>(left < Bytes ? left : Bytes));
+            out[i] += Bytes;
+        }
     }
 }
 
-// ---- feeding the across stage -----------------------------------------------------------------
+template <bool OneWindow, Storing Form>
+void MixGroup(const MixPlan& plan, const MixTask& task) {
+    switch (task.group) {
+    case Group::One:
+        return MixRows<Group::One, OneWindow, Form>(plan, task);
+    case Group::Same:
+        return MixRows<Group::Same, OneWindow, Form>(plan, task);
+    case Group::Chain:
+        return MixRows<Group::Chain, OneWindow, Form>(plan, task);
+    case Group::Apart:
+        return MixRows<Group::Apart, OneWindow, Form>(plan, task);
+    }
+}
+
+template <Storing Form>
+void Mix(const MixPlan& plan, const MixTask& task) {
+    (plan.oneWindow ? MixGroup<true, Form> : MixGroup<false, Form>)(plan, task);
+}
+
+// ---- feeding -----------------------------------------------------------------
 
 // One of `sixteen` levels by the low four bits of each index; a set top bit would give 0.
 DIBPREP_AVX2 inline __m256i ByLowBits(const unsigned char* sixteen, __m256i low) {
@@ -179,6 +205,21 @@ DIBPREP_AVX2 void LevelsBySums(const unsigned char* row, int count, const unsign
         out[x] = static_cast<unsigned char>(levels[row[x] & 15] + levels[16 + (row[x] >> 4)]);
 }
 
+// Four indices by one load: two thirds of what four loads and unpacking take, and half of gathering.
+DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
+    const auto colour = [colours](std::uint32_t index) { return static_cast<int>(colours[index & 0xFF]); };
+    int x = 0;
+    for (; x + 4 <= count; x += 4, out += 16) {
+        const std::uint32_t indices = LoadU32(row + x);
+        __m128i four = _mm_cvtsi32_si128(colour(indices));
+        four = _mm_insert_epi32(four, colour(indices >> 8), 1);
+        four = _mm_insert_epi32(four, colour(indices >> 16), 2);
+        StoreHalf(out, _mm_insert_epi32(four, colour(indices >> 24), 3));
+    }
+    for (; x < count; ++x, out += 4)
+        StoreU32(out, colours[row[x]]);
+}
+
 // ---- stretches of one colour ------------------------------------------------------------------
 
 // Which of 32 neighbouring pairs of bytes are equal.
@@ -193,7 +234,7 @@ DIBPREP_AVX2 int Changes(const unsigned char* row, int bytes, std::uint32_t* cha
     __m256i count = _mm256_setzero_si256();
     int i = 0;
     for (; i + LeastCompared <= bytes; i += 32) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(i)), _MM_HINT_T0);
+        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(i)), _MM_HINT_T1);
         *changes++ = ~EqualPairs(row + i, count);
     }
     const __m128i halves = _mm_add_epi32(_mm256_castsi256_si128(count), _mm256_extracti128_si256(count, 1));
@@ -212,14 +253,14 @@ DIBPREP_AVX2 int Changes(const unsigned char* row, int bytes, std::uint32_t* cha
 } // namespace
 
 void AddAvx2Rows(RowTable& table) {
+    table.colour = Colour;
     table.levels = Levels;
     table.levelsBySums = LevelsBySums;
     table.changes = Changes;
-    table.acrossWindows = AcrossWindows;
-    table.acrossHalves = AcrossHalves;
-    table.down[StoreAll] = DownAll;
-    table.down[StoreThreeOfFour] = DownThreeOfFour;
-    table.down[StoreThrice] = DownThrice;
+    table.windowsPerRegister = 2;
+    table.mix[StoreAll] = Mix<StoreAll>;
+    table.mix[StoreThreeOfFour] = MixGroup<false, StoreThreeOfFour>;
+    table.mix[StoreThrice] = Mix<StoreThrice>;
 }
 
 } // namespace dibprep

@@ -12,35 +12,27 @@ DIBPREP_TIER inline __m128i Joined(__m128i p, __m128i q) {
     return _mm_or_si128(_mm_slli_epi32(p, 16), _mm_and_si128(q, _mm_set1_epi32(0xFFFF)));
 }
 
+// A pixel of three or four bytes.
 template <int PixelBytes>
-DIBPREP_TIER inline void AcrossPixel(const PixelColumn& column, __m128i both, std::int32_t* mixed) {
-    const __m128i bytes = _mm_unpacklo_epi8(both, _mm_srli_si128(both, PixelBytes));
-    const __m128i samples = _mm_unpacklo_epi8(bytes, _mm_setzero_si128());
-    // coarse[0], coarse[1], fine[0], fine[1]
-    const __m128i weights = LoadEight(column.coarse);
-    Store(mixed, Joined(_mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x00)),
-                        _mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x55))));
-}
-
-template <int PixelBytes>
-DIBPREP_TIER void AcrossPixelsOf(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                                 std::uintptr_t ahead) {
-    const PixelColumn* column = plan.columns;
-    int i = 0;
-    for (; i + 8 <= plan.unshifted; i += 8) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(column->offset)), _MM_HINT_T0);
-        for (int k = 0; k < 8; ++k, ++column, mixed += 4)
-            AcrossPixel<PixelBytes>(*column, LoadEight(row + column->offset), mixed);
+struct Pixel {
+    using Place = PixelColumn;
+    static constexpr int Places = 1;
+    static const Place* First(const MixPlan& plan) { return plan.columns; }
+    static std::int32_t Offset(const Place* place) { return place->offset; }
+    DIBPREP_TIER explicit Pixel(const Place* place)
+        : offset(place->offset), shift(_mm_cvtsi32_si128(place->shift)), weights(LoadEight(place->coarse)) {}
+    DIBPREP_TIER __m128i Across(const unsigned char* row) const {
+        const __m128i both = _mm_srl_epi64(LoadEight(row + offset), shift);
+        const __m128i bytes = _mm_unpacklo_epi8(both, _mm_srli_si128(both, PixelBytes));
+        const __m128i samples = _mm_unpacklo_epi8(bytes, _mm_setzero_si128());
+        return Joined(_mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x00)),
+                      _mm_madd_epi16(samples, _mm_shuffle_epi32(weights, 0x55)));
     }
-    for (; i < plan.pixels; ++i, ++column, mixed += 4)
-        AcrossPixel<PixelBytes>(
-            *column, _mm_srl_epi64(LoadEight(row + column->offset), _mm_cvtsi32_si128(column->shift)), mixed);
-}
 
-DIBPREP_TIER void AcrossPixels(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                               std::uintptr_t ahead) {
-    (plan.pixelBytes == 3 ? AcrossPixelsOf<3> : AcrossPixelsOf<4>)(plan, row, mixed, ahead);
-}
+    std::int32_t offset;
+    __m128i shift;
+    __m128i weights; // coarse, fine
+};
 
 // Both samples of a pixel, as the low word of a register's lane.
 template <int Lane>
@@ -50,36 +42,32 @@ DIBPREP_TIER inline __m128i WithPair(__m128i pairs, const unsigned char* row, co
     return _mm_insert_epi16(pairs, pair, Lane);
 }
 
-// Four pixels of one slot.
-DIBPREP_TIER void AcrossLevels(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                               std::uintptr_t ahead) {
-    const PixelColumn* column = plan.columns;
-    for (int i = plan.pixels; i > 0; i -= 4, column += 4, mixed += 4) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(column->offset)), _MM_HINT_T0);
+// Four pixels of one byte.
+struct FourPixels {
+    using Place = PixelColumn;
+    static constexpr int Places = 4;
+    static const Place* First(const MixPlan& plan) { return plan.columns; }
+    static std::int32_t Offset(const Place* place) { return place->offset; }
+    DIBPREP_TIER explicit FourPixels(const Place* place) : columns(place) {
+        const __m128i begin = _mm_unpacklo_epi32(LoadEight(columns[0].coarse), LoadEight(columns[1].coarse));
+        const __m128i end = _mm_unpacklo_epi32(LoadEight(columns[2].coarse), LoadEight(columns[3].coarse));
+        coarse = _mm_unpacklo_epi64(begin, end);
+        fine = _mm_unpackhi_epi64(begin, end);
+    }
+    DIBPREP_TIER __m128i Across(const unsigned char* row) const {
         __m128i pairs = _mm_setzero_si128();
-        pairs = WithPair<0>(pairs, row, column[0]);
-        pairs = WithPair<1>(pairs, row, column[1]);
-        pairs = WithPair<2>(pairs, row, column[2]);
-        pairs = WithPair<3>(pairs, row, column[3]);
+        pairs = WithPair<0>(pairs, row, columns[0]);
+        pairs = WithPair<1>(pairs, row, columns[1]);
+        pairs = WithPair<2>(pairs, row, columns[2]);
+        pairs = WithPair<3>(pairs, row, columns[3]);
         const __m128i samples = _mm_unpacklo_epi8(pairs, _mm_setzero_si128());
-        const __m128i first = _mm_unpacklo_epi32(LoadEight(column[0].coarse), LoadEight(column[1].coarse));
-        const __m128i second = _mm_unpacklo_epi32(LoadEight(column[2].coarse), LoadEight(column[3].coarse));
-        Store(mixed, Joined(_mm_madd_epi16(samples, _mm_unpacklo_epi64(first, second)),
-                            _mm_madd_epi16(samples, _mm_unpackhi_epi64(first, second))));
+        return Joined(_mm_madd_epi16(samples, coarse), _mm_madd_epi16(samples, fine));
     }
-}
 
-DIBPREP_TIER void DownAll(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                          std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    for (; bytes >= 16; bytes -= 16, out += 16, upper += 16, lower += 16)
-        Store(out, SixteenSlots(upper, lower, weights));
-    if (bytes > 0) {
-        unsigned char rest[16];
-        Store(rest, SixteenSlots(upper, lower, weights));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes));
-    }
-}
+    const PixelColumn* columns;
+    __m128i coarse;
+    __m128i fine;
+};
 
 // Four pixels of four bytes, the fourth of any value, as twelve bytes: the second pixel of each pair
 // moves down by one byte, then the second pair by two.
@@ -93,42 +81,32 @@ DIBPREP_TIER inline __m128i WithoutFourth(__m128i pixels) {
     return _mm_or_si128(first, _mm_slli_si128(_mm_srli_si128(pairs, 8), 6));
 }
 
-DIBPREP_TIER void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                                  std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    // The next pixels are stored over the four empty bytes.
-    for (; bytes >= 16; bytes -= 12, out += 12, upper += 16, lower += 16)
-        Store(out, WithoutFourth(SixteenSlots(upper, lower, weights)));
-    for (; bytes > 0; bytes -= 12, out += 12, upper += 16, lower += 16) {
-        unsigned char rest[16];
-        Store(rest, WithoutFourth(SixteenSlots(upper, lower, weights)));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes < 12 ? bytes : 12));
-    }
-}
+// The next pixels are stored over the four empty bytes.
+struct ThreeOfFour {
+    static constexpr std::ptrdiff_t Bytes = 12;
+    static constexpr std::ptrdiff_t Written = 16;
+    DIBPREP_TIER static void Put(unsigned char* out, __m128i bytes) { Store(out, WithoutFourth(bytes)); }
+};
 
 // Four gray values, each four times, as twelve bytes, and four of any value.
 DIBPREP_TIER inline void StoreGray(unsigned char* out, __m128i fourTimes) { Store(out, WithoutFourth(fourTimes)); }
 
 // 16 gray values as 52 bytes, of which the last four have any value.
-DIBPREP_TIER inline void StoreGrays(unsigned char* out, __m128i gray) {
-    const __m128i low = _mm_unpacklo_epi8(gray, gray);
-    const __m128i high = _mm_unpackhi_epi8(gray, gray);
-    StoreGray(out, _mm_unpacklo_epi16(low, low));
-    StoreGray(out + 12, _mm_unpackhi_epi16(low, low));
-    StoreGray(out + 24, _mm_unpacklo_epi16(high, high));
-    StoreGray(out + 36, _mm_unpackhi_epi16(high, high));
-}
-
-DIBPREP_TIER void DownThrice(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                             std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    for (; bytes >= 52; bytes -= 48, out += 48, upper += 16, lower += 16)
-        StoreGrays(out, SixteenSlots(upper, lower, weights));
-    for (; bytes > 0; bytes -= 48, out += 48, upper += 16, lower += 16) {
-        unsigned char rest[52];
-        StoreGrays(rest, SixteenSlots(upper, lower, weights));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes < 48 ? bytes : 48));
+struct Thrice {
+    static constexpr std::ptrdiff_t Bytes = 48;
+    static constexpr std::ptrdiff_t Written = 52;
+    DIBPREP_TIER static void Put(unsigned char* out, __m128i gray) {
+        const __m128i low = _mm_unpacklo_epi8(gray, gray);
+        const __m128i high = _mm_unpackhi_epi8(gray, gray);
+        StoreGray(out, _mm_unpacklo_epi16(low, low));
+        StoreGray(out + 12, _mm_unpackhi_epi16(low, low));
+        StoreGray(out + 24, _mm_unpacklo_epi16(high, high));
+        StoreGray(out + 36, _mm_unpackhi_epi16(high, high));
     }
+};
+
+void MixThreeOfFour(const MixPlan& plan, const MixTask& task) {
+    (plan.pixelBytes == 3 ? Mix<Pixel<3>, ThreeOfFour> : Mix<Pixel<4>, ThreeOfFour>)(plan, task);
 }
 
 // Eight words of 5-5-5 at a time. A channel moved to bits 5 to 9 times 16847 keeps, above bit 15,
@@ -233,28 +211,10 @@ DIBPREP_TIER void Fill(unsigned char* out, std::int64_t bytes, std::uint32_t col
     std::memcpy(out, pattern, static_cast<std::size_t>(bytes));
 }
 
-DIBPREP_TIER void Stream(unsigned char* out, const unsigned char* row, std::size_t bytes) {
-    const std::size_t toLine = -reinterpret_cast<std::uintptr_t>(out) & 63;
-    const std::size_t head = toLine < bytes ? toLine : bytes;
-    std::memcpy(out, row, head);
-    out += head;
-    row += head;
-    for (bytes -= head; bytes >= 64; bytes -= 64, out += 64, row += 64) {
-        auto* const line = reinterpret_cast<__m128i*>(out);
-        _mm_stream_si128(line, Load(row));
-        _mm_stream_si128(line + 1, Load(row + 16));
-        _mm_stream_si128(line + 2, Load(row + 32));
-        _mm_stream_si128(line + 3, Load(row + 48));
-    }
-    std::memcpy(out, row, bytes);
-}
-
 DIBPREP_TIER void Fetch(std::uintptr_t ahead, int bytes) {
     for (int i = 0; i < bytes; i += 64)
         _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(i)), _MM_HINT_T0);
 }
-
-DIBPREP_TIER void Fence() { _mm_sfence(); }
 
 // ---- packed rows ------------------------------------------------------------------------------
 
@@ -269,13 +229,12 @@ DIBPREP_TIER inline void CopyGroup(unsigned char* out, const unsigned char* grou
 }
 
 template <int Group>
-DIBPREP_TIER void PackedOf(const unsigned char* row, int bytes, const unsigned char* groups, int step,
-                           unsigned char* out) {
-    for (const unsigned char* const end = row + bytes; row != end; ++row, out += step) {
+DIBPREP_TIER void PackedOf(const unsigned char* row, int bytes, const unsigned char* groups, unsigned char* out) {
+    for (const unsigned char* const end = row + bytes; row != end; ++row, out += Group) {
         const int index = *row;
         if (Group == 16) {
             CopyGroup<Group>(out, groups, index >> 4);
-            out += step;
+            out += Group;
             CopyGroup<Group>(out, groups, index & 15);
         } else {
             CopyGroup<Group>(out, groups, index);
@@ -283,26 +242,22 @@ DIBPREP_TIER void PackedOf(const unsigned char* row, int bytes, const unsigned c
     }
 }
 
-DIBPREP_TIER void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group, int step,
+DIBPREP_TIER void Packed(const unsigned char* row, int bytes, const unsigned char* groups, int group,
                          unsigned char* out) {
-    (group == 16 ? PackedOf<16> : group == 8 ? PackedOf<8> : PackedOf<2>)(row, bytes, groups, step, out);
+    (group == 16 ? PackedOf<16> : group == 8 ? PackedOf<8> : PackedOf<2>)(row, bytes, groups, out);
 }
 
 } // namespace
 
 void AddSse2Rows(RowTable& table) {
-    table.acrossPixels = AcrossPixels;
-    table.acrossLevels = AcrossLevels;
-    table.down[StoreAll] = DownAll;
-    table.down[StoreThreeOfFour] = DownThreeOfFour;
-    table.down[StoreThrice] = DownThrice;
+    table.mix[StoreAll] = Mix<Pixel<4>, All>;
+    table.mix[StoreThreeOfFour] = MixThreeOfFour;
+    table.mix[StoreThrice] = Mix<FourPixels, Thrice>;
     table.colour = Colour;
     table.widen = Widen;
     table.highest = Highest;
     table.changes = Changes;
     table.fill = Fill;
-    table.stream = Stream;
-    table.fence = Fence;
     table.fetch = Fetch;
     table.packed = Packed;
 }

@@ -1,4 +1,4 @@
-// The row stages with SSSE3: one window, or 16 slots, at a time.
+// The row stages with SSSE3: 16 slots at a time.
 #define DIBPREP_TIER __attribute__((target("ssse3")))
 #include "bilinear/x86/slots.h"
 
@@ -8,91 +8,45 @@
 namespace dibprep {
 namespace {
 
-// Window `k` of a pair, from its 16 bytes.
-DIBPREP_TIER inline void AcrossWindow(const WindowPair& pair, int k, __m128i bytes, std::int32_t* mixed) {
-    const __m128i samples = _mm_shuffle_epi8(bytes, Load(pair.picks + k * WindowBytes));
-    const __m128i p = _mm_maddubs_epi16(samples, Load(pair.coarse + k * WindowBytes));
-    const __m128i q = _mm_maddubs_epi16(samples, Load(pair.fine + k * WindowBytes));
-    Store(mixed + k * SlotsPerWindow, _mm_unpacklo_epi16(q, p));
-    Store(mixed + k * SlotsPerWindow + 4, _mm_unpackhi_epi16(q, p));
-}
-
-DIBPREP_TIER void AcrossWindows(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                                std::uintptr_t ahead) {
-    const WindowPair* const end = plan.windows + plan.pairs;
-    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
-        AcrossWindow(*pair, 0, Load(row + pair->base[0]), mixed);
-        AcrossWindow(*pair, 1, Load(row + pair->base[2]), mixed);
+// The slots of a window.
+struct Four {
+    using Place = Window;
+    static constexpr int Places = 1;
+    static const Place* First(const MixPlan& plan) { return plan.windows; }
+    static std::int32_t Offset(const Place* place) { return place->base[0]; }
+    DIBPREP_TIER explicit Four(const Place* place)
+        : base(place->base[0]), picks(Load(place->picks)), weights(Load(place->weights)) {}
+    DIBPREP_TIER __m128i Across(const unsigned char* row) const {
+        return _mm_maddubs_epi16(_mm_shuffle_epi8(Load(row + base), picks), weights);
     }
-}
 
-DIBPREP_TIER inline __m128i TwoHalves(const unsigned char* row, const std::int32_t* base) {
-    return _mm_unpacklo_epi64(LoadEight(row + base[0]), LoadEight(row + base[1]));
-}
+    std::int32_t base;
+    __m128i picks;
+    __m128i weights;
+};
 
-DIBPREP_TIER void AcrossHalves(const AcrossPlan& plan, const unsigned char* row, std::int32_t* mixed,
-                               std::uintptr_t ahead) {
-    const WindowPair* const end = plan.windows + plan.pairs;
-    for (const WindowPair* pair = plan.windows; pair != end; ++pair, mixed += 2 * SlotsPerWindow) {
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[0])), _MM_HINT_T0);
-        _mm_prefetch(reinterpret_cast<const char*>(ahead + static_cast<std::uintptr_t>(pair->base[2])), _MM_HINT_T0);
-        AcrossWindow(*pair, 0, TwoHalves(row, pair->base), mixed);
-        AcrossWindow(*pair, 1, TwoHalves(row, pair->base + 2), mixed);
+// The next pixels are stored over the four empty bytes.
+struct ThreeOfFour {
+    static constexpr std::ptrdiff_t Bytes = 12;
+    static constexpr std::ptrdiff_t Written = 16;
+    DIBPREP_TIER static void Put(unsigned char* out, __m128i bytes) {
+        Store(out, _mm_shuffle_epi8(bytes, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1)));
     }
-}
-
-DIBPREP_TIER void DownThreeOfFour(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                                  std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    const __m128i three = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-    // The next pixels are stored over the four empty bytes.
-    for (; bytes >= 16; bytes -= 12, out += 12, upper += 16, lower += 16)
-        Store(out, _mm_shuffle_epi8(SixteenSlots(upper, lower, weights), three));
-    for (; bytes > 0; bytes -= 12, out += 12, upper += 16, lower += 16) {
-        unsigned char rest[16];
-        Store(rest, _mm_shuffle_epi8(SixteenSlots(upper, lower, weights), three));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes < 12 ? bytes : 12));
-    }
-}
+};
 
 // 16 gray values as 48 bytes.
-DIBPREP_TIER inline void StoreGray(unsigned char* out, __m128i gray) {
-    Store(out, _mm_shuffle_epi8(gray, _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5)));
-    Store(out + 16, _mm_shuffle_epi8(gray, _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10)));
-    Store(out + 32,
-          _mm_shuffle_epi8(gray, _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)));
-}
-
-DIBPREP_TIER void DownThrice(const std::int32_t* upper, const std::int32_t* lower, int fy, unsigned char* out,
-                             std::int64_t bytes) {
-    const Weights weights = WeightsOf(fy);
-    for (; bytes >= 48; bytes -= 48, out += 48, upper += 16, lower += 16)
-        StoreGray(out, SixteenSlots(upper, lower, weights));
-    if (bytes > 0) {
-        unsigned char rest[48];
-        StoreGray(rest, SixteenSlots(upper, lower, weights));
-        std::memcpy(out, rest, static_cast<std::size_t>(bytes));
+struct Thrice {
+    static constexpr std::ptrdiff_t Bytes = 48;
+    static constexpr std::ptrdiff_t Written = 48;
+    DIBPREP_TIER static void Put(unsigned char* out, __m128i gray) {
+        Store(out, _mm_shuffle_epi8(gray, _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5)));
+        Store(out + 16, _mm_shuffle_epi8(gray, _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10)));
+        Store(out + 32,
+              _mm_shuffle_epi8(gray, _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15)));
     }
-}
+};
 
-// ---- feeding the across stage -----------------------------------------------------------------
-
-DIBPREP_TIER inline __m128i ColourOf(const std::uint32_t* colours, unsigned index) {
-    return _mm_cvtsi32_si128(static_cast<int>(colours[index]));
-}
-
-DIBPREP_TIER void Colour24(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
-    const __m128i three = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-    int x = 0;
-    for (; x + 4 <= count; x += 4, out += 12) {
-        const __m128i first = _mm_unpacklo_epi32(ColourOf(colours, row[x]), ColourOf(colours, row[x + 1]));
-        const __m128i second = _mm_unpacklo_epi32(ColourOf(colours, row[x + 2]), ColourOf(colours, row[x + 3]));
-        Store(out, _mm_shuffle_epi8(_mm_unpacklo_epi64(first, second), three));
-    }
-    for (; x < count; ++x, out += 3)
-        std::memcpy(out, &colours[row[x]], 4);
-}
+// ---- feeding -----------------------------------------------------------------
 
 DIBPREP_TIER void LevelsBySums(const unsigned char* row, int count, const unsigned char* levels, unsigned char* out) {
     const __m128i byLow = Load(levels);
@@ -129,13 +83,11 @@ DIBPREP_TIER void Levels4(const unsigned char* row, int count, const unsigned ch
 
 } // namespace
 
-// Storing every slot needs no byte shuffle: the form of SSE2 stays.
 void AddSsse3Rows(RowTable& table) {
-    table.acrossWindows = AcrossWindows;
-    table.acrossHalves = AcrossHalves;
-    table.down[StoreThreeOfFour] = DownThreeOfFour;
-    table.down[StoreThrice] = DownThrice;
-    table.colour24 = Colour24;
+    table.windowsPerRegister = 1;
+    table.mix[StoreAll] = Mix<Four, All>;
+    table.mix[StoreThreeOfFour] = Mix<Four, ThreeOfFour>;
+    table.mix[StoreThrice] = Mix<Four, Thrice>;
     table.levelsBySums = LevelsBySums;
     table.levels4 = Levels4;
 }

@@ -116,29 +116,24 @@ protected:
 // Which tier a name stands for: each brings forms that the one below has not.
 TEST_P(BilinearTier, BringsItsOwnForms) {
     const dibprep::RowTable& scalar = RowsFor(Tier::Scalar);
-    EXPECT_EQ(scalar.acrossPixels, nullptr) << "rows are left to the scalar kernels";
-    EXPECT_EQ(scalar.acrossWindows, nullptr);
+    EXPECT_EQ(scalar.mix[dibprep::StoreAll], nullptr) << "rows are left to the scalar kernels";
     const dibprep::RowTable& table = RowsFor(GetParam());
-    EXPECT_NE(table.acrossPixels, nullptr);
     EXPECT_NE(table.widen, scalar.widen);
     if (GetParam() > Tier::Avx2)
         GTEST_SKIP() << "the rows of AVX2 are the best";
     const dibprep::RowTable& below = RowsFor(static_cast<Tier>(static_cast<int>(GetParam()) - 1));
-    EXPECT_NE(table.down[dibprep::StoreThreeOfFour], below.down[dibprep::StoreThreeOfFour]);
+    EXPECT_NE(table.mix[dibprep::StoreAll], below.mix[dibprep::StoreAll]);
+    EXPECT_NE(table.mix[dibprep::StoreThrice], below.mix[dibprep::StoreThrice]);
+    EXPECT_NE(table.mix[dibprep::StoreThreeOfFour], below.mix[dibprep::StoreThreeOfFour]);
+    EXPECT_EQ(table.windowsPerRegister, static_cast<int>(GetParam()) - static_cast<int>(Tier::Sse2));
     if (GetParam() > Tier::Sse2) {
-        EXPECT_NE(table.acrossWindows, below.acrossWindows);
-        EXPECT_NE(table.acrossHalves, below.acrossHalves);
-        EXPECT_NE(table.down[dibprep::StoreThrice], below.down[dibprep::StoreThrice]);
         EXPECT_NE(table.levelsBySums, below.levelsBySums);
-        EXPECT_NE(table.colour24, nullptr);
         EXPECT_NE(table.levels4, nullptr);
     }
-    EXPECT_NE(table.acrossLevels, nullptr);
     EXPECT_NE(table.colour, scalar.colour);
     EXPECT_NE(table.packed, scalar.packed);
     EXPECT_NE(table.highest, scalar.highest);
     EXPECT_NE(table.fill, scalar.fill);
-    EXPECT_NE(table.stream, nullptr);
     EXPECT_NE(table.changes, nullptr);
     EXPECT_EQ(table.changes == RowsFor(Tier::Sse2).changes, GetParam() < Tier::Avx2);
     for (std::size_t kind = 0; kind < 2; ++kind) {
@@ -206,23 +201,6 @@ TEST_P(BilinearTier, StretchesOfOneColour) {
         }
 }
 
-// From 4 MiB on, results go past the caches: whole lines, and the parts of lines at both ends of a row.
-TEST_P(BilinearTier, LargeResults) {
-    Random random(10);
-    for (std::size_t which : {2, 3, 6}) { // rows by blocks, of one channel, and of whole pixels
-        const Format& format = formats[which];
-        const int cx = random.Range(1201, 1210);
-        const Bytes dib = MakeSource(format, 900, 40, random, false);
-        GuardedBuffer source(dib.size());
-        std::memcpy(source.data(), dib.data(), dib.size());
-        const tagRECT clip = {1, 0, cx, 1200};
-        const Bytes scalar = Rows(Tier::Scalar, format, source, cx, 1200, GuardedBuffer::Side::Start, clip);
-        ASSERT_GE(scalar.size(), std::size_t{4} << 20);
-        ASSERT_TRUE(scalar == Rows(GetParam(), format, source, cx, 1200, GuardedBuffer::Side::Start, clip))
-            << format.name << " to " << cx;
-    }
-}
-
 // The entries behind a short gray table are the first pixels: colours, if a pixel names them.
 TEST_P(BilinearTier, PixelsMayNameWhatStandsBehindAGrayTable) {
     Random random(11);
@@ -271,10 +249,6 @@ TEST_P(BilinearTier, StagesOfBytesAgreeWithPlainLoops) {
         table.fill(filled.data(), bytes, colour);
         plain.fill(expected.data(), bytes, colour);
         EXPECT_EQ(Bytes(filled.data(), filled.data() + size), expected);
-        GuardedBuffer streamed(size, bytes % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End);
-        table.stream(streamed.data(), row.data(), size);
-        table.fence();
-        EXPECT_EQ(std::memcmp(streamed.data(), row.data(), size), 0) << bytes;
     }
 }
 
@@ -313,7 +287,7 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
             task.outStep = outStep;
             task.source = &source;
             task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
-            FastRows rows(RowsFor(GetParam()), task, round % 2 == 0, round % 3 == 0);
+            FastRows rows(RowsFor(GetParam()), task, round % 2 == 0);
             DeepRows deep(DeepRowsFor(GetParam()), task, round % 2 == 0);
             const bool isDeep = format.bits > 32;
             ASSERT_EQ(rows.Active(), !isDeep);
@@ -325,11 +299,61 @@ TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
                 task.out = made.data() + 1;
                 if (isDeep && width == 1)
                     continue;
-                ASSERT_TRUE(isDeep ? deep.Make(task) : rows.Make(task));
+                ASSERT_EQ(isDeep ? static_cast<int>(deep.Make(task)) : rows.Make(task), 1);
                 ASSERT_EQ(std::memcmp(made.data() + 1, expected.data(), bytes), 0)
                     << format.name << ", " << width << " to " << count << ", round " << round;
                 EXPECT_EQ(made.front(), 0xCD);
                 EXPECT_EQ(made.back(), 0xCD);
+            }
+        }
+}
+
+// Two rows at once, of the same source rows, of neighbouring ones or of others, and after each other with
+// anything else: the rows stand between guard pages, and the source does.
+TEST_P(BilinearTier, TwoRowsAtOnce) {
+    Random random(13);
+    for (const Format& format : formats)
+        for (int round = 0; round < 60 && format.bits <= 32; ++round) {
+            const int count = random.Range(1, 150);
+            const int width = random.Range(1, round % 2 == 0 ? count : count * 5);
+            const int height = 8;
+            const Bytes dib = MakeSource(format, width, height, random, random.OneIn(3));
+            GuardedBuffer memory(dib.size(), round % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End);
+            std::memcpy(memory.data(), dib.data(), dib.size());
+            _tagDIBPARAM source;
+            object.SetDIBParam(memory.data(), source);
+            const auto rowAt = [&](int r) { return source.pBits + (height - 1 - r) * source.nLineBytes; };
+            for (int r = 0; r < height; ++r) // of one colour, up to somewhere
+                if (random.OneIn(3))
+                    std::memset(rowAt(r), random.Range(0, 1) * 255, random.Range(0, source.nLineBytes));
+            const tagSIZE step = object.GetCoordUnit(source, {count, 3});
+            const std::unique_ptr<_tagCOORDENTRY[]> columns(object.GetCoordTable(source, 0, step.cx, count));
+            RowTask tasks[2] = {};
+            for (RowTask& task : tasks) {
+                task.columns = columns.get();
+                task.count = count;
+                task.outStep = std::max(format.bits, 24) / 8;
+                task.source = &source;
+                task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
+            }
+            FastRows rows(RowsFor(GetParam()), tasks[0], true);
+            for (int again = 0, upper = 0; again < 6; ++again) {
+                const std::size_t bytes = static_cast<std::size_t>(count * tasks[0].outStep);
+                const auto side = again % 2 == 0 ? GuardedBuffer::Side::Start : GuardedBuffer::Side::End;
+                GuardedBuffer made[2] = {GuardedBuffer(bytes, side), GuardedBuffer(bytes, side)};
+                Bytes expected[2] = {Bytes(bytes), Bytes(bytes)};
+                for (int i = 0; i < 2; ++i, upper = std::min(upper + random.Range(0, 3), height - 2)) {
+                    tasks[i].upper = rowAt(upper);
+                    tasks[i].lower = tasks[i].upper - (format.bits == 16 ? 2 : source.nLineBytes);
+                    tasks[i].fy = random.OneIn(3) ? 0 : random.Range(1, 1023);
+                    tasks[i].out = expected[i].data();
+                    format.row(tasks[i]);
+                    tasks[i].out = made[i].data();
+                }
+                ASSERT_EQ(rows.Make(tasks[0], &tasks[1]), 2);
+                for (int i = 0; i < 2; ++i)
+                    ASSERT_EQ(std::memcmp(made[i].data(), expected[i].data(), bytes), 0)
+                        << format.name << ", " << width << " to " << count << ", round " << round << ", row " << i;
             }
         }
 }
@@ -415,7 +439,7 @@ TEST_P(BilinearTier, WithoutScratchTheScalarRowsAreMade) {
     task.outStep = 3;
     task.source = &source;
     testhost::FailNew(1);
-    EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true, false).Active());
+    EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true).Active());
     testhost::FailNew(0);
     const tagRECT whole = {0, 0, 20, 9};
     ForceTier(Tier::Scalar);
@@ -441,7 +465,7 @@ TEST_P(BilinearTier, ForeignColumnsAreLeftToTheScalarRows) {
     task.source = &source;
     for (const auto& columns : foreign) {
         task.columns = columns.data();
-        EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true, false).Active());
+        EXPECT_FALSE(FastRows(RowsFor(GetParam()), task, true).Active());
     }
 }
 

@@ -58,7 +58,7 @@ struct Picture {
         return out;
     }
     bool Deep() { return DeepRows(DeepRowsFor(CurrentTier()), task, true).Active(); }
-    bool Fast() { return FastRows(RowsFor(CurrentTier()), task, true, false).Active(); }
+    bool Fast() { return FastRows(RowsFor(CurrentTier()), task, true).Active(); }
 
     Bytes dib;
     _tagDIBPARAM source = {};
@@ -207,7 +207,7 @@ TEST_F(ForeignColumns, WithoutMemoryForBlocksOfOneColourTheRowsAreTheSame) {
     for (const Tier tier : testtiers::FastTiersHere()) {
         for (int n = 2; n <= 5; ++n) {
             testhost::FailNew(n);
-            FastRows rows(RowsFor(tier), picture.task, true, false);
+            FastRows rows(RowsFor(tier), picture.task, true);
             testhost::FailNew(0);
             ASSERT_TRUE(rows.Active());
             EXPECT_EQ(picture.Made(rows), expected) << NameOf(tier) << ", allocation " << n;
@@ -224,7 +224,7 @@ TEST_F(ForeignColumns, AColourBehindAGrayTableWithoutMemoryForItEndsTheFastRows)
     testdib::SetEntry(picture.dib, 4, 1, 2, 3);
     std::fill(picture.dib.begin() + 40 + 1024, picture.dib.end(), std::uint8_t{2});
     picture.source.nColors = 4;
-    FastRows rows(RowsFor(CurrentTier()), picture.task, true, false);
+    FastRows rows(RowsFor(CurrentTier()), picture.task, true);
     ASSERT_TRUE(rows.Active());
     EXPECT_EQ(picture.Made(rows), Bytes(119 * 3, 120));
     picture.dib.back() = 4; // the last pixel of the upper row
