@@ -134,6 +134,7 @@ panic: action=report
 CONFIG
 echo c > "$work/continue"
 : > "$work/serial"
+: > "$work/errors"
 # What the programs print comes by the serial line. The emulated screen is a terminal of its own, which
 # somebody has to read, or the emulator waits.
 TERM=xterm bochs-bin -q -f "$work/bochsrc" -rc "$work/continue" < /dev/null > "$work/terminal" 2> "$work/errors" &
