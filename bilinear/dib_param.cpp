@@ -67,7 +67,7 @@ void* CConvertResolution::CreateDIB(const tagBITMAPINFO* info, const void* bits)
         m_nLastError = error;
         return nullptr;
     };
-    const auto header = reinterpret_cast<const unsigned char*>(info);
+    const auto* const header = reinterpret_cast<const unsigned char*>(info);
     if (!header || IsBadReadPtr(header, InfoHeaderSize))
         return fail(ErrorArgument);
 

@@ -94,12 +94,12 @@ void FastRows::MakeByBlocks(const RowTask& task, const unsigned char* lower, uns
     const auto bytesOf = [&](int begin, int end) {
         return std::min(std::int64_t{end} * blockBytes, rowBytes) - std::int64_t{begin} * blockBytes;
     };
-    const auto mix = [&](int begin, int end) {
-        MixMissing(upperPlace, begin, end);
-        MixMissing(lowerPlace, begin, end);
-        const std::ptrdiff_t slot = std::ptrdiff_t{begin} * m_blocks.PixelsPerBlock() * m_layout.slotsPerPixel;
+    const auto mix = [&](int from, int to) {
+        MixMissing(upperPlace, from, to);
+        MixMissing(lowerPlace, from, to);
+        const std::ptrdiff_t slot = std::ptrdiff_t{from} * m_blocks.PixelsPerBlock() * m_layout.slotsPerPixel;
         m_table.down[m_layout.storing](m_mixed[upperPlace].mixed + slot, m_mixed[lowerPlace].mixed + slot, task.fy,
-                                       out + std::ptrdiff_t{begin} * blockBytes, bytesOf(begin, end));
+                                       out + std::ptrdiff_t{from} * blockBytes, bytesOf(from, to));
     };
     int mixed = 0; // first of the blocks before `begin` that are still to be mixed
     for (int begin = 0; begin < m_blocks.Count();) {

@@ -51,7 +51,7 @@ private:
     bool PrepareTable(const RowTask& task);
     bool ArrangeLevels(const RowTask& task);
     bool ArrangeColours(const RowTask& task);
-    bool Arrange(const RowTask& task, const Layout& layout);
+    bool Arrange(const RowTask& task, const Layout& wanted);
     bool FillWindows(const RowTask& task, const Layout& layout);
     void FillPixels(const RowTask& task, const Layout& layout);
     std::int64_t OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const;

@@ -32,7 +32,7 @@ struct Job {
 // The table of a DIB ends with the DIB, behind its last row. One that stands elsewhere is taken to
 // be complete: only a record that was not filled from a DIB has such.
 ColourTable TableOf(const _tagDIBPARAM& source) {
-    const auto table = reinterpret_cast<const unsigned char*>(source.pColorTable);
+    const auto* const table = reinterpret_cast<const unsigned char*>(source.pColorTable);
     if (!source.pHeader || table != reinterpret_cast<const unsigned char*>(source.pHeader) + InfoHeaderSize)
         return {table, 256};
     const std::uint64_t end = std::uint64_t{reinterpret_cast<std::uintptr_t>(source.pBits)} +

@@ -1,6 +1,7 @@
-// Where the parts of a packed DIB lie, as the resampler counts them. Its rules are its own: a
-// 40-byte header whatever the size word says, a colour table of the full default count, no
-// bit-field masks.
+// Where the parts of a packed DIB lie, as the resampler counts them. Its rules are its own: the
+// fields of a 40-byte header whatever the size word says, a table of the colours in use or else of
+// the default count, pixels behind as many bytes as the size word says and the table, no bit-field
+// masks.
 #pragma once
 
 #include "memory/header_fields.h"

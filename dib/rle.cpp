@@ -24,7 +24,7 @@ public:
     static constexpr unsigned LiteralBytes(unsigned count) { return count; }
 
     Canvas8(unsigned char* rows, int w, int h)
-        : Canvas{rows, w, h, RowStride(w, BitCount)}, m_drawPlain(PlainRle8For(CurrentTier())) {}
+        : Canvas(rows, w, h, RowStride(w, BitCount)), m_drawPlain(PlainRle8For(CurrentTier())) {}
 
     void DrawAhead(RunLengthStream& stream) {
         if (m_drawPlain)
@@ -77,7 +77,7 @@ public:
     static constexpr unsigned LiteralBytes(unsigned count) { return (count + 1) / 2; }
 
     Canvas4(unsigned char* rows, int w, int h)
-        : Canvas{rows, w, h, RowStride(w, BitCount)}, m_area(static_cast<std::uint64_t>(stride * height)) {}
+        : Canvas(rows, w, h, RowStride(w, BitCount)), m_area(static_cast<std::uint64_t>(stride * height)) {}
 
     void DrawAhead(RunLengthStream&) {}
 

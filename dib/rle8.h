@@ -18,8 +18,12 @@ struct Canvas {
     std::int64_t width;
     std::int64_t height;
     std::int64_t stride;
-    std::int64_t x = 0;
-    std::int64_t y = 0;
+    std::int64_t x;
+    std::int64_t y;
+
+    Canvas(unsigned char* rows, std::int64_t w, std::int64_t h, std::int64_t rowBytes, std::int64_t column = 0,
+           std::int64_t row = 0)
+        : pixels(rows), width(w), height(h), stride(rowBytes), x(column), y(row) {}
 };
 
 // Where the next code is read, and how many of the counted bytes are left. At least 16 bytes in front

@@ -37,7 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     void* result = source.handle(); // must be overwritten
     const int status =
         ConvertResolution(source.handle(), &result, conditions.Flag(5) ? Percent : nullptr, dpi, threshold);
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
 
     Require(status == DIBPREP_OK || status == DIBPREP_ABORTED || status == DIBPREP_NO_MEMORY ||
                 status == DIBPREP_BAD_SOURCE || status == DIBPREP_BAD_OUTPUT || status == DIBPREP_NO_RESOLUTION,

@@ -18,7 +18,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     PlacedBytes source(bytes, conditions.Side());
     conditions.PlanFailures();
     void* const result = function(source.data());
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     if (result)
         Require(testhost::Size(result) >= 40, "the result has no room for a header");
     source.RequireUnchanged();

@@ -63,16 +63,19 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     DIBBits(dib);
     DIBSize(dib);
     PaletteSize(dib);
-    unsigned int red, green, blue;
+    unsigned int red = 0;
+    unsigned int green = 0;
+    unsigned int blue = 0;
     DIBMask(dib, red, green, blue);
-    unsigned short left, right;
+    unsigned short left = 0;
+    unsigned short right = 0;
     GetShifts(red ^ colour, left, right);
     Require(left <= 8 && right <= 32, "shifts out of range");
 
     conditions.PlanFailures();
     dibhost_palette_delete(CreateDIBPalette(dib));
     void* const made = CreateDIB(width, height, bitCount);
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     RequireBalance(made ? 1 : 0);
     placed.RequireUnchanged();
     if (made) {

@@ -103,7 +103,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
             Call(code >> 2 & 15, objects[code & 3], objects[(code >> 6) & 3]);
         }
     }
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     Require(testhost::OutstandingLocks() == 0, "a block stays locked");
     Require(testhost::LiveBlocks() == 0, "a block is left");
     testhost::Reset();

@@ -101,7 +101,7 @@ void UseConverter(const Bytes& bytes, const Conditions& conditions) {
         RequireBalance(made ? 1 : 0);
         FreeBlock(made);
     }
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     placed.RequireUnchanged();
 }
 

@@ -45,7 +45,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     PlanStop(stop);
     const unsigned int status =
         LinearTransformMain(mode, from, to, conditions.Flag(5) ? Percent : nullptr, dpi, threshold);
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
 
     Require(status == DIBPREP_OK || status == DIBPREP_ABORTED || status == DIBPREP_NO_MEMORY ||
                 status == DIBPREP_BAD_SOURCE || status == DIBPREP_BAD_OUTPUT || status == DIBPREP_NO_RESOLUTION,

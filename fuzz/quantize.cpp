@@ -73,7 +73,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         }
         Require(quantiser.m_nColors >= 0 && quantiser.m_nColors <= 256, "more than 256 colours were made");
     }
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     source.RequireUnchanged();
     RequireBalance(0);
     testhost::Reset();

@@ -19,7 +19,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr unsigned short Untouched = 0x5A5A;
     unsigned short status = Untouched;
     void* const result = ConvertResolution2(source.handle(), xRes, yRes, &status);
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     Require(status == Untouched || status == 2 || status == 3, "an undocumented status");
     Require(status != 2 || !result, "a block that cannot be locked gave a result");
     Require(result != source.handle(), "the result is the source");

@@ -88,7 +88,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     RequireBalance(result ? 1 : 0);
     // A page as the resampler makes it, from a header and rows.
     void* const copy = resampler.CreateDIB(reinterpret_cast<const tagBITMAPINFO*>(source.data()), nullptr);
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     RequireBalance((result ? 1 : 0) + (copy ? 1 : 0));
     source.RequireUnchanged();
     testhost::Reset();

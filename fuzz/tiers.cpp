@@ -185,7 +185,7 @@ Outcome Do(const Work& work, const Conditions& conditions, const Bytes& dib, Tie
         PreConvert(work, dib, outcome);
         break;
     }
-    conditions.TakeFailuresBack();
+    Conditions::TakeFailuresBack();
     outcome.Add(static_cast<std::uint32_t>(callsUntilStop)); // the callback was called as often
     Require(testhost::OutstandingLocks() == 0, "a block stays locked");
     testhost::Reset();

@@ -28,12 +28,7 @@ CHandle::~CHandle() { Cleanup(); }
 
 // Neither frees nor transfers: both objects hold the block afterwards, by decision. A caller that
 // wants one owner detaches the other.
-CHandle& CHandle::operator=(const CHandle& other) {
-    m_hMem = other.m_hMem;
-    m_pMem = other.m_pMem;
-    m_bLocked = other.m_bLocked;
-    return *this;
-}
+CHandle& CHandle::operator=(const CHandle&) = default;
 
 void* CHandle::Lock() {
     if (m_bLocked || !m_hMem)

@@ -2,4 +2,4 @@
 // block, if there is one, when the library is unloaded.
 #include "dibprep/memory.h"
 
-CHandle STATIC_COLOR(nullptr);
+CHandle STATIC_COLOR(nullptr); // NOLINT(cert-err58-cpp): nothing is called for no block

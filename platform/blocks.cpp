@@ -16,7 +16,7 @@ struct Block;
 constexpr unsigned int IndexBits = sizeof(void*) == 8 ? 22 : 18;
 constexpr std::uint32_t Queue = 16384;
 using BlockTable = dibhost::TokenTable<Block, dibhost::BlockKind, IndexBits, Queue>;
-constexpr std::uint32_t None = 0xFFFFFFFF;
+using dibhost::None;
 
 struct Block {
     dibhost::BlockMemory memory;

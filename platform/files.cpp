@@ -1,6 +1,6 @@
 // Files: thin forms of the system's calls, with 64-bit offsets in both widths.
 #if !defined(_FILE_OFFSET_BITS)
-#define _FILE_OFFSET_BITS 64
+#define _FILE_OFFSET_BITS 64 // NOLINT(bugprone-reserved-identifier): the C library's name
 #endif
 
 #include "platform/token_table.h"
@@ -19,6 +19,8 @@
 static_assert(sizeof(off_t) == 8, "files may be larger than 2 GiB");
 
 namespace {
+
+using dibhost::None;
 
 struct File {
     int descriptor = -1;
@@ -48,7 +50,7 @@ constexpr unsigned int LargestRequest = 1u << 30;
 int DescriptorOf(const void* file) {
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = table.Find(file);
-    return index == table.None ? -1 : table[index].descriptor;
+    return index == None ? -1 : table[index].descriptor;
 }
 
 int CreationFlags(unsigned int creation) {
@@ -142,7 +144,7 @@ void* CreateFile(const char* path, unsigned int access, unsigned int, void*, uns
     if (IsFile(descriptor)) {
         const std::lock_guard<std::mutex> guard(mutex);
         const std::uint32_t index = table.Add();
-        if (index != table.None) {
+        if (index != None) {
             table[index].descriptor = descriptor;
             return table.TokenOf(index);
         }
@@ -201,7 +203,7 @@ int CloseHandle(void* file) {
     {
         const std::lock_guard<std::mutex> guard(mutex);
         const std::uint32_t index = table.Find(file);
-        if (index == table.None)
+        if (index == None)
             return 0;
         descriptor = table[index].descriptor;
         table.Remove(index);

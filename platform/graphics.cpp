@@ -16,6 +16,8 @@
 
 namespace {
 
+using dibhost::None;
+
 struct Palette {
     tagLOGPALETTE* record = nullptr;
 };
@@ -68,7 +70,7 @@ void* CreatePalette(const void* logicalPalette) {
 
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = palettes.Add();
-    if (index == palettes.None) {
+    if (index == None) {
         std::free(record);
         return nullptr;
     }
@@ -79,13 +81,13 @@ void* CreatePalette(const void* logicalPalette) {
 const tagLOGPALETTE* dibhost_palette(void* palette) {
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = palettes.Find(palette);
-    return index == palettes.None ? nullptr : palettes[index].record;
+    return index == None ? nullptr : palettes[index].record;
 }
 
 int dibhost_palette_delete(void* palette) {
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = palettes.Find(palette);
-    if (index == palettes.None)
+    if (index == None)
         return 0;
     std::free(palettes[index].record);
     palettes.Remove(index);
@@ -98,7 +100,7 @@ void* dibhost_dc_create(void) {
         return nullptr;
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = contexts.Add();
-    if (index == contexts.None) {
+    if (index == None) {
         delete pens;
         return nullptr;
     }
@@ -109,7 +111,7 @@ void* dibhost_dc_create(void) {
 int dibhost_dc_add_pen(void* dc, const tagLOGPEN* pen) {
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = contexts.Find(dc);
-    if (index == contexts.None || !pen)
+    if (index == None || !pen)
         return 0;
     try {
         contexts[index].pens->push_back(*pen);
@@ -122,7 +124,7 @@ int dibhost_dc_add_pen(void* dc, const tagLOGPEN* pen) {
 int dibhost_dc_destroy(void* dc) {
     const std::lock_guard<std::mutex> guard(mutex);
     const std::uint32_t index = contexts.Find(dc);
-    if (index == contexts.None)
+    if (index == None)
         return 0;
     delete contexts[index].pens;
     contexts.Remove(index);
@@ -137,7 +139,7 @@ int EnumObjects(void* deviceContext, int objectType, int (*callback)(void*, intp
     {
         const std::lock_guard<std::mutex> guard(mutex);
         const std::uint32_t index = contexts.Find(deviceContext);
-        if (index == contexts.None)
+        if (index == None)
             return CannotEnumerate;
         try {
             pens = *contexts[index].pens;

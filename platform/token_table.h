@@ -31,6 +31,9 @@ struct DeviceContextKind {
     static constexpr std::uintptr_t Value = 10;
 };
 
+// The number of no record.
+constexpr std::uint32_t None = 0xFFFFFFFF;
+
 // A table of up to 2^IndexBits records. Once more than Queue slots have been in use, a freed slot
 // waits until Queue others have been freed after it.
 //
@@ -39,8 +42,6 @@ struct DeviceContextKind {
 template <class Record, class Kind, unsigned int IndexBits, std::uint32_t Queue>
 class TokenTable {
 public:
-    static constexpr std::uint32_t None = 0xFFFFFFFF;
-
     constexpr TokenTable() = default;
 
     // A new record, value-initialised, and its number; None when the table or the memory is full.

@@ -17,7 +17,7 @@ int SquaredDistance(const tagRGBQUAD& a, const tagRGBQUAD& b) {
 // Both parts are sorted alike and independently, so the shorter one can always be the recursion:
 // the stack stays logarithmic.
 template <typename Less>
-void SortRecords(CColorTrans2* v, int n, Less less) {
+void SortRecords(CColorTrans2* v, int n, Less less) { // NOLINT(misc-no-recursion): see above
     while (n > 1) {
         std::swap(v[0], v[n >> 1]);
         int last = 0;

@@ -21,8 +21,8 @@ constexpr std::uint32_t NumberMask = MostRecords - 1;
 // than the pivot with the first of those that are not: seen from these, their front goes to the back.
 // So words that are less go to `less` in their order, and each place behind takes either the word that
 // stands there or the front of the queue. Neither needs a branch, which in a sort is guessed wrong
-// every other time.
-void Sort(std::uint32_t* v, int n, std::uint32_t* less) {
+// every other time. The shorter part is the recursion here, too.
+void Sort(std::uint32_t* v, int n, std::uint32_t* less) { // NOLINT(misc-no-recursion): logarithmic
     while (n > 2) {
         std::swap(v[0], v[n >> 1]);
         const std::uint32_t pivot = v[0] & ~NumberMask; // records of equal distance are not less

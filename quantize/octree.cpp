@@ -123,6 +123,7 @@ void CNiGoRo2::FillTree() {
         ScalarFillTree(*this);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 unsigned int CNiGoRo2::CountColors(unsigned int node, unsigned int& minWeight, int all) {
     const CCube2& cube = m_pCube[node];
     unsigned int count = cube.m_dwPixels && (all || !cube.m_dwFixed) ? 1 : 0;
@@ -135,6 +136,7 @@ unsigned int CNiGoRo2::CountColors(unsigned int node, unsigned int& minWeight, i
     return count;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 void CNiGoRo2::Cut(unsigned int node, CCube2* parent) {
     // What is merged into a default colour is lost: it stays exact.
     if (parent->m_dwFixed)
@@ -158,6 +160,7 @@ void CNiGoRo2::Cut(unsigned int node, CCube2* parent) {
     }
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 unsigned int CNiGoRo2::CutBranches(unsigned int node, unsigned int weight) {
     CCube2& cube = m_pCube[node];
     if (cube.m_dwWeight == weight) {
@@ -207,6 +210,7 @@ unsigned int CNiGoRo2::ReduceColors() {
     return FastReduceColors(*this, left) ? left : ScalarReduceColors(*this);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): a call per level
 void CNiGoRo2::CreateColorTableRec(unsigned int node, unsigned int& next) {
     CCube2& cube = m_pCube[node];
     if (cube.m_dwPixels && next < MostRecords) {

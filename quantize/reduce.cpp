@@ -34,7 +34,7 @@ struct Tree {
 
     // Counts the nodes below this one and their colours; false when the tree is not of the kind that
     // filling makes without default colours.
-    bool Look(std::uint32_t node, std::uint32_t level) {
+    bool Look(std::uint32_t node, std::uint32_t level) { // NOLINT(misc-no-recursion): a call per level
         const CCube2& cube = nodes[node];
         if (cube.m_dwFixed || cube.m_dwWeight == 0 || (level >= depth && cube.m_byChild))
             return false;
@@ -50,7 +50,7 @@ struct Tree {
         return true;
     }
 
-    void Collect(std::uint32_t node, Entry*& next) const {
+    void Collect(std::uint32_t node, Entry*& next) const { // NOLINT(misc-no-recursion): a call per level
         *next++ = {nodes[node].m_dwWeight, node};
         for (std::uint32_t i = 0; i < 8; ++i) {
             if (nodes[node].m_byChild >> i & 1)

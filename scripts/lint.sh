@@ -6,11 +6,11 @@
 #                 the plain entries compile as C, too
 #   clang-format  the layout of .clang-format
 #   cppcheck      its warnings, for the library, the host layer and the tool
-#   clang-tidy    with --deep only: the checks of .clang-tidy, for the same (needs a configured build/x64,
-#                 takes minutes, and has findings that nobody has looked at yet)
+#   clang-tidy    the checks of .clang-tidy, for the library and the host layer; with --deep for the tool and
+#                 the fuzz targets, too, which takes three times as long (flags as in build/x64)
 #
-# A program that is not installed is named as SKIPPED. Files that passed clang-tidy are remembered
-# in build/lint until they, a header or the checks change.
+# A program that is not installed, or not in the version meant, is named as SKIPPED. Files that clang-tidy
+# found clean are remembered in build/lint until they, a header of theirs, their flags or the checks change.
 #
 #     scripts/lint.sh [--deep | --fix-format]
 set -uo pipefail
@@ -69,7 +69,7 @@ status=$?
 gcc -std=c99 -fsyntax-only -Wall -Wextra -Iinclude -x c include/dibprep/entries.h || status=1
 verdict headers $status
 
-# Other versions lay some lines out differently.
+# Other versions lay some lines out differently, and find other things.
 if have clang-format && ! clang-format --version | grep -q 'version 14\.'; then
     echo "SKIPPED clang-format: not version 14"
 elif have clang-format > /dev/null; then
@@ -84,24 +84,13 @@ if have cppcheck; then
     verdict cppcheck $?
 fi
 
-if [ "${1:-}" = --deep ] && have clang-tidy; then
-    if [ -f build/x64/compile_commands.json ]; then
-        newest=$(ls -t "${headers[@]}" .clang-tidy | head -1)
-        todo=()
-        for file in "${product[@]}"; do
-            stamp=$state/${file//\//_}.tidy
-            [ "$stamp" -nt "$file" ] && [ "$stamp" -nt "$newest" ] || todo+=("$file")
-        done
-        tidy() { clang-tidy -p build/x64 --quiet "$1" 2> /dev/null && touch "$2/${1//\//_}.tidy"; }
-        export -f tidy
-        status=0
-        if [ ${#todo[@]} -gt 0 ]; then
-            printf '%s\n' "${todo[@]}" | xargs -P "$jobs" -I{} bash -c 'tidy "$@" || exit 1' tidy {} "$state"
-            status=$?
-        fi
-        verdict clang-tidy $status
-    else
-        echo "SKIPPED clang-tidy: build/x64 is not configured"
-    fi
+if have clang-tidy && ! clang-tidy --version | grep -q 'version 14\.'; then
+    echo "SKIPPED clang-tidy: not version 14"
+elif have clang-tidy > /dev/null; then
+    folders=(memory dib transform bilinear quantize image platform)
+    [ "${1:-}" != --deep ] || folders+=(tools fuzz)
+    [ -f build/x64/compile_commands.json ] || cmake --preset x64 > "$state/configure.log" || cat "$state/configure.log"
+    scripts/lint_tidy.py "${folders[@]}"
+    verdict clang-tidy $?
 fi
 exit $failed

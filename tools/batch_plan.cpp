@@ -69,7 +69,7 @@ std::string PictureEnding(const std::string& name) {
 
 // The name of a page's result, without the folder: the page's own, with the ending of --format.
 std::string ResultName(const Arguments& arguments, const std::string& input) {
-    const std::string name = BaseName(input);
+    std::string name = BaseName(input);
     if (!arguments.Has("--format"))
         return name;
     for (const Format& format : FormatTable()) {

@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <list>
 #include <sys/stat.h>
 
@@ -202,8 +204,8 @@ unsigned long PeakMegabytes() {
     unsigned long kilobytes = 0;
     char line[256];
     while (status && kilobytes == 0 && std::fgets(line, sizeof line, status))
-        if (std::sscanf(line, "VmHWM: %lu", &kilobytes) != 1)
-            kilobytes = 0;
+        if (std::strncmp(line, "VmHWM:", 6) == 0)
+            kilobytes = std::strtoul(line + 6, nullptr, 10);
     if (status)
         std::fclose(status);
     return kilobytes * 1024 / 1000000;

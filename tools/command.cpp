@@ -71,10 +71,10 @@ std::string NearestWord(const std::string& word, const std::vector<std::string>&
         std::vector<std::size_t> row(candidate.size() + 1);
         for (std::size_t i = 0; i < row.size(); ++i)
             row[i] = i;
-        for (std::size_t y = 0; y < word.size(); ++y) {
+        for (const char letter : word) {
             std::size_t diagonal = row[0]++;
             for (std::size_t x = 0; x < candidate.size(); ++x) {
-                const std::size_t changed = diagonal + (word[y] == candidate[x] ? 0 : 1);
+                const std::size_t changed = diagonal + (letter == candidate[x] ? 0 : 1);
                 diagonal = row[x + 1];
                 row[x + 1] = std::min({changed, row[x] + 1, row[x + 1] + 1});
             }

@@ -84,11 +84,13 @@ void Measure(const Samples& a, const Samples& b, const std::string& page, Differ
     result.range = a.IsWide() ? 65535 : 255;
     result.pixels += pixels;
     result.values += pixels * static_cast<unsigned>(channels);
-    std::vector<int> left(width * Channels), right(width * Channels);
+    std::vector<int> left(width * Channels);
+    std::vector<int> right(width * Channels);
     for (int y = 0; y < height; ++y) {
         a.Row(y, left);
         b.Row(y, right);
-        std::uint64_t sum = 0, squares = 0;
+        std::uint64_t sum = 0;
+        std::uint64_t squares = 0;
         for (std::size_t x = 0; x < width; ++x) {
             int most = 0;
             for (int c = 0; c < channels; ++c) {

@@ -31,6 +31,7 @@ inline std::int32_t NearestPixelsPerMetre(double number, double perMetre) {
     const double value = number * perMetre;
     if (!(value > 0))
         return 0;
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): positive, and small enough that a half is exact
     return value < 2147483647 ? static_cast<std::int32_t>(value + 0.5) : 2147483647;
 }
 inline std::int32_t FromDotsPerInch(double number) { return NearestPixelsPerMetre(number, 10000 / 254.0); }

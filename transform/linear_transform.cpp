@@ -70,11 +70,11 @@ int CLinearTransformMem::LinearTransform(unsigned short transferMode, int (*call
     return RunTransform(*this, transferMode, callback, dpi, blackWhiteThreshold, RowRoad::LineBuilders);
 }
 
-int dibprep::RunTransform(CLinearTransformMem& engine, unsigned short transferMode, int (*callback)(unsigned short),
-                          unsigned short dpi, int blackWhiteThreshold, RowRoad road) {
-    engine.progress = callback;
-    engine.mode = transferMode;
-    engine.threshold = blackWhiteThreshold;
+int dibprep::RunTransform(CLinearTransformMem& engine, unsigned short mode, int (*progress)(unsigned short),
+                          unsigned short dpi, int threshold, RowRoad road) {
+    engine.progress = progress;
+    engine.mode = mode;
+    engine.threshold = threshold;
     if (const int status = engine.GetSourceImageInfo())
         return status;
     if (engine.srcDpiX == 0 || engine.srcDpiY == 0)

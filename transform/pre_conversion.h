@@ -9,9 +9,9 @@ struct PreConversion {
 };
 
 // 4- and 8-bit colour tables to 24 bits.
-PreConversion ExpandColourTable(void* source);
+PreConversion ExpandColourTable(void* handle);
 
 // 4-bit gray to 8-bit gray.
-PreConversion WidenGray(void* source);
+PreConversion WidenGray(void* handle);
 
 } // namespace dibprep

@@ -83,7 +83,7 @@ DIBPREP_AVX2 void Down(const std::uint32_t* upper, const std::uint32_t* lower, i
         }
         if (!whole)
             // cppcheck-suppress uninitvar ; written above, through `to`
-            std::memcpy(out, rest, static_cast<std::size_t>((count < 4 ? count : 4) * Channels * 2));
+            std::memcpy(out, rest, static_cast<std::size_t>(count < 4 ? count : 4) * Channels * 2);
     }
 }
 

@@ -240,7 +240,7 @@ DIBPREP_TIER void Stream(unsigned char* out, const unsigned char* row, std::size
     out += head;
     row += head;
     for (bytes -= head; bytes >= 64; bytes -= 64, out += 64, row += 64) {
-        const auto line = reinterpret_cast<__m128i*>(out);
+        auto* const line = reinterpret_cast<__m128i*>(out);
         _mm_stream_si128(line, Load(row));
         _mm_stream_si128(line + 1, Load(row + 16));
         _mm_stream_si128(line + 2, Load(row + 32));

@@ -12,24 +12,22 @@
 #include "dib/rle8.h"
 
 #include <cstddef>
-#include <limits>
 
 namespace dibprep {
 namespace {
 
 DIBPREP_TIER inline void DrawPlainCodes(Canvas& canvas, RunLengthStream& stream) {
     const std::int64_t bytes = canvas.stride * canvas.height;
-    if (canvas.x > canvas.width || bytes < StoreBytes || bytes > std::numeric_limits<std::ptrdiff_t>::max())
+    if (canvas.x > canvas.width || bytes < StoreBytes)
         return;
-    const auto area = static_cast<std::ptrdiff_t>(bytes);
     const auto stride = static_cast<std::ptrdiff_t>(canvas.stride);
     const auto width = static_cast<std::ptrdiff_t>(canvas.width);
-    const unsigned char* const lastStore = canvas.pixels + area - StoreBytes;
+    const unsigned char* const lastStore = canvas.pixels + static_cast<std::size_t>(bytes - StoreBytes);
     std::ptrdiff_t rowsBelow = static_cast<std::ptrdiff_t>(canvas.height - canvas.y) - 1;
-    unsigned char* rowEnd = canvas.pixels + static_cast<std::ptrdiff_t>(canvas.y) * stride + width;
+    unsigned char* rowEnd = canvas.pixels + static_cast<std::size_t>(canvas.y * canvas.stride + canvas.width);
     unsigned char* to = rowEnd - width + static_cast<std::ptrdiff_t>(canvas.x);
     const unsigned char* at = stream.at;
-    auto left = static_cast<std::ptrdiff_t>(stream.left);
+    std::int64_t left = stream.left;
     while (left > 0) {
         const unsigned first = at[0];
         const unsigned second = at[1];
@@ -47,7 +45,7 @@ DIBPREP_TIER inline void DrawPlainCodes(Canvas& canvas, RunLengthStream& stream)
             to += second;
             const unsigned taken = 2 + second + second % 2;
             at += taken;
-            left -= static_cast<std::ptrdiff_t>(taken);
+            left -= taken;
         } else if (second == EndOfLine && rowsBelow > 0) {
             --rowsBelow;
             rowEnd += stride;

@@ -8,9 +8,10 @@
 #include "dibprep/types.h"
 
 /* A view of one packed DIB, as the kernels need it. Owns nothing. */
+/* NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of exported ones */
 struct _tagDIBPARAM {
     int nWidth;                 /* pixels */
-    int nHeight;                /* rows, as stored */
+    int nHeight;                /* rows, as stored: negative for a top-down DIB, which is refused */
     int nBitCount;              /* bits per pixel */
     int nLineBytes;             /* bytes per row */
     int nBytesPerPixel;         /* nBitCount / 8 */
@@ -27,6 +28,7 @@ struct _tagDIBPARAM {
 };
 
 /* Where one output column lies in the source row. */
+/* NOLINTNEXTLINE(bugprone-reserved-identifier): here, too */
 struct _tagCOORDENTRY {
     int nOffset0;  /* left sample: column times sample unit */
     int nOffset1;  /* right sample: the next column, or the same at the right edge */
@@ -62,7 +64,7 @@ public:
     CConvertResolution(const CConvertResolution&) = delete;
     CConvertResolution& operator=(const CConvertResolution&) = delete;
 
-    /* ConvertResolution2 on this object. */
+    /* ConvertResolution2 on this object, which keeps the error. A null hDib leaves the status alone. */
     void* ConvertResolution_(void* hDib, unsigned int xRes, unsigned int yRes, unsigned short* pStatus);
     /*
      * Stretches the DIB onto the frame and makes the part inside the output rectangle.
@@ -82,17 +84,32 @@ public:
     unsigned char* GetBitsTop(const unsigned char* header);
     /* (1 << min(bits, 8)) - 1 */
     unsigned char GetBitsMask(const _tagDIBPARAM& param);
+    /*
+     * Fills the record from a DIB of which 44 bytes can be read. Of 40 to 43 bytes pBits becomes null and
+     * no table is counted, of a null dib all is 0; both set -4. The record points into the DIB.
+     */
     void SetDIBParam(const unsigned char* dib, _tagDIBPARAM& param);
-    /* Sampling steps in 1/32768 source pixel per target pixel, horizontal in cx, vertical in cy. */
+    /*
+     * Sampling steps in 1/32768 source pixel per target pixel, horizontal in cx, vertical in cy; both 0
+     * with -4 for a target of 0 pixels in a direction.
+     */
     tagSIZE GetCoordUnit(const _tagDIBPARAM& source, const tagSIZE& target);
-    /* `count` entries from target column `start`, made with new[]; null when it cannot be made. */
+    /*
+     * `count` entries from target column `start` on, each `step` farther, made with new[]: the caller
+     * deletes them with delete[]. Null with -1 when they cannot be made.
+     */
     _tagCOORDENTRY* GetCoordTable(const _tagDIBPARAM& source, int start, int step, int count);
-    /* A new block with header and colour table of info and the pixels of bits (null: white). */
+    /*
+     * A new unlocked block, owned by the caller, with header and colour table of info and the pixels of
+     * bits (null: white, 0xFF in every byte). Null with -4 when something cannot be read, with -1 when
+     * there is no memory or the size leaves 32 bits.
+     */
     void* CreateDIB(const tagBITMAPINFO* info, const void* bits);
 
     /*
-     * The kernels, one per family of source formats: 1 when every row was made, 0 with -1 or -5 in
-     * m_nLastError. The destination has the size of clip. Sample addresses are not checked.
+     * The kernels, one per family of source formats: 1 when every row was made, 0 with -1, -5, or -4 for
+     * a frame without extent, in m_nLastError. The destination has the size of clip, in pixels of the
+     * source's depth, at least 24 bits. Sample addresses are not checked.
      */
     int BiLinearSmallBits(const _tagDIBPARAM& source, const tagRECT* frame, const tagRECT* clip,
                           _tagDIBPARAM& destination, int (*progress)(int, int));

@@ -82,7 +82,10 @@ DIBPREP_API int GetBitIndex(unsigned char* dib, int x, int y);
  * memory: 4-bit values are only ORed in, and a 1-bit write covers up to three pixels to the right.
  */
 DIBPREP_API void SetBitIndex(unsigned char* dib, int x, int y, unsigned short index);
-/* The three masks behind a 40-byte header: 1 for a 16- or 32-bit bit-field DIB, else 0 and zeros. */
+/*
+ * The three masks behind a 40-byte header: 1 for a 16- or 32-bit bit-field DIB, else 0 and zeros.
+ * Looks at bytes 14 to 19 whatever the size word says.
+ */
 DIBPREP_API int DIBMask(unsigned char* dib, unsigned int& red, unsigned int& green, unsigned int& blue);
 /*
  * The shifts that bring a masked channel to 8 bits: ((pixel & mask) >> right) << left. A mask of 0
@@ -112,6 +115,7 @@ DIBPREP_API void* NormalizeDIB(unsigned char* dib);
 /*
  * A new bottom-up DIB of 24 bits (blue, green, red) or 16 bits (5-5-5). Sources: 1, 4, 8, 16, 24
  * and 32 bits; 0 for others. A source of the target depth is copied with its header as it stands.
+ * 32 bits with bit fields to 16 bits: red stands in the place of blue, too.
  */
 DIBPREP_API void* ConvertTo24BPPDIB(unsigned char* dib);
 DIBPREP_API void* ConvertTo16BPPDIB(unsigned char* dib);

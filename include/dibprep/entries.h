@@ -25,16 +25,18 @@ enum {
 /*
  * Changes the resolution of a DIB.
  *
- * source     memory handle of the DIB: 40-byte header, bottom-up, uncompressed. 1, 4, 8 or 24 bits
- *            per pixel give a picture; for 16 and 32 bits only a header with zeroed rows is made
- *            (bring them to 24 bits first). Its resolution must be recorded in the header. Never
- *            changed or freed.
+ * source     memory handle of the DIB: 40-byte header, colour table of full length (2, 16 or 256
+ *            entries, whatever biClrUsed says), rows bottom-up, uncompressed, extents below 65536.
+ *            1, 4, 8 or 24 bits per pixel give a picture; for 16 and 32 bits only a header with
+ *            zeroed rows is made (bring them to 24 bits first). Its resolution must be recorded in
+ *            the header. Never changed or freed.
  * result     receives the handle of a new block, unlocked, which the caller owns and frees; 0
- *            whenever the status is not 0.
+ *            whenever the status is not 0. A null address gives status 2.
  * progress   null, or called with a percentage 0 to 99 whenever it changes; 0 stops the work.
  * dpi        wanted resolution in dots per inch, for both axes.
  * threshold  1-bit pages only: a pixel whose interpolated blackness (0 to 255) is below it comes
- *            out white. 128 is the usual value; 0 or less gives an all-black page.
+ *            out white. 128 is the usual value; 0 or less gives an all-black page, 256 or more an
+ *            all-white one.
  *
  * Depth of the result: 1 bit stays 1 bit (black, white); 4-bit and 8-bit gray become 8-bit gray;
  * 4-bit and 8-bit colour tables become an 8-bit DIB of at most 256 colours; 24 bits stay.
@@ -57,7 +59,8 @@ DIBPREP_API int ConvertResolution(void* source, void** result, int (*progress)(u
  * dpi     wanted resolution in dots per inch
  * size    receives the bytes, 4294967295 where they leave 32 bits; untouched on failure
  *
- * Returns 0, or 10 when the block cannot be locked, is 0, or has no room for a header.
+ * Returns 0, or 10 when the handle is 0, the block cannot be locked or has no room for a header, or
+ * size is null.
  */
 DIBPREP_API unsigned int GetBufferSize(void* handle, unsigned short dpi, unsigned int* size);
 
@@ -66,7 +69,7 @@ DIBPREP_API unsigned int GetBufferSize(void* handle, unsigned short dpi, unsigne
  * that the wanted resolution implies.
  *
  * hDib     memory handle of the DIB: 40-byte header, bottom-up, uncompressed, 1, 4, 8, 16, 24, 32,
- *          48 or 64 bits per pixel. Never changed or freed.
+ *          48 or 64 bits per pixel, at most 65535 pixels in either direction. Never changed or freed.
  * xRes     wanted horizontal resolution in pixels per metre; 0: not given
  * yRes     wanted vertical resolution in pixels per metre; 0: not given. With either 0 the pixels
  *          are made square at the finer of the two recorded resolutions.

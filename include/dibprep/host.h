@@ -11,6 +11,7 @@
  *   reports the lock count in its low 8 bits, and 32768 as a whole for an invalid handle.
  *   GlobalSize gives the block's size in bytes, 0 when the host cannot tell: the library then
  *   trusts the header it finds in the block.
+ * - CreatePalette takes a LOGPALETTE, which it must copy, and answers null on failure.
  * - IsBadReadPtr answers nonzero when the range cannot be read.
  * - Files: CreateFile answers (void*)-1 on failure; ReadFile and WriteFile answer nonzero on
  *   success and store the count; SetFilePointer answers the new offset, 0xFFFFFFFF on failure.

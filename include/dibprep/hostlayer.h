@@ -8,7 +8,8 @@
  * functions may be called from several threads at once.
  *
  * Limits: 262144 live blocks in 32 bits, 4194304 in 64 bits; 4096 open files, palettes and device
- * contexts each. A freed handle is refused for at least the next 130 million allocations.
+ * contexts each. As long as no table is nearly full, the handle of a freed block is refused for at
+ * least the next 130 million allocations, any other for at least 60 million of its kind.
  */
 #ifndef DIBPREP_HOSTLAYER_H
 #define DIBPREP_HOSTLAYER_H

@@ -71,7 +71,9 @@ public:
 
 /*
  * Colour images: all three classes address pixels as blue, green, red triples. Reading (x, y)
- * takes data + y as its row, y bytes in, not y rows; drawing (x, y) uses the stride.
+ * takes data + y as its row, y bytes in, not y rows, and goes through the first slot; drawing (x, y)
+ * uses the stride. The reserved byte is read as 0 and not drawn. The virtual slots are in the order
+ * of the gray images.
  */
 class DIBPREP_API CColorImage : public CImgBuffer, public CImgParameter {
 public:
@@ -140,8 +142,9 @@ public:
 static_assert(sizeof(void*) != 4 || (sizeof(CGray256Image) == 32 && sizeof(CFullColorImage) == 32),
               "a table, an address, a size, and 20 bytes of parameters");
 static_assert(sizeof(CImgConverter) == 4 * sizeof(void*), "a handle and three addresses");
-static_assert(std::is_polymorphic<CGrayImage>::value && !std::has_virtual_destructor<CGrayImage>::value &&
-                  std::is_polymorphic<CColorImage>::value && !std::has_virtual_destructor<CColorImage>::value,
+static_assert(std::is_polymorphic<CGrayImage>::value && !std::has_virtual_destructor<CGrayImage>::value,
+              "four virtual slots and no virtual destructor");
+static_assert(std::is_polymorphic<CColorImage>::value && !std::has_virtual_destructor<CColorImage>::value,
               "four virtual slots and no virtual destructor");
 
 /* Two 5 x 5 tables of weights for hosts that spread an error or a dot; nothing here reads them. */

@@ -68,12 +68,33 @@ public:
     CNiGoRo2(const CNiGoRo2&) = delete;
     CNiGoRo2& operator=(const CNiGoRo2&) = delete;
 
-    /* The whole reduction: a new 8-bit DIB owned by the caller, or 0. Arguments are ignored. */
+    /*
+     * The whole reduction: a new, unlocked 8-bit DIB, the caller's. 0 for 8 bits and less, without
+     * extent, beyond 32 bits and without memory. std::bad_alloc when the lists of the search cube cannot grow; the
+     * output is released then. Arguments are ignored.
+     */
     void* QuantizeBitmap(int, int);
-    /* The second half alone: output DIB, search, mapping. */
+    /* The second half alone, with what m_Palette and m_nColors hold: output DIB, search, mapping. */
     void* Quantize();
 
-    /* Octree. InitOctree: 1 made, 0 not (8 bits or less, memory, above 2^31 bytes). */
+    /*
+     * Octree. Nodes are numbered breadth first, the root is 0. Nothing is checked: call the others
+     * only after InitOctree.
+     *
+     * InitOctree           1 made, 0 not (8 bits or less, memory, above 2^31 bytes)
+     * InsertColor          adds one sample; fixed nonzero: a default colour
+     * FillTree             adds every pixel of the source
+     * CountColors          colours from the node on, default ones only when `all` is nonzero; minWeight
+     *                      is lowered to the smallest weight there that is not 0
+     * Cut                  adds all samples from the node on to the parent
+     * CutBranches          merges each node of this weight into its parent; 1 when the node itself was
+     *                      merged: its parent's child bit is then the caller's to clear
+     * ReduceColors         merges until few enough are left, and sets m_nColors; the colours left, the
+     *                      default ones not counted
+     * CreateColorTableRec  writes the colours from the node on to m_Palette, from record `next` on, and
+     *                      moves `next` behind them; never past record 255
+     * InsertDefaultColors  adds m_pDefaultColors
+     */
     int InitOctree();
     void InsertColor(unsigned char r, unsigned char g, unsigned char b, int fixed);
     void FillTree();
@@ -84,7 +105,13 @@ public:
     void CreateColorTableRec(unsigned int node, unsigned int& next);
     void InsertDefaultColors();
 
-    /* Palette order and nearest-colour search. `table` is the output's colour table. */
+    /*
+     * Palette order and nearest-colour search. `table` is the output's colour table and receives
+     * m_nColors entries. The nearest colour is answered as its m_byIndex: by list (L) after
+     * BuildPalette, by cube (C) after BuildSearchCube. BuildSearchCube and AddList leave with
+     * std::bad_alloc when a list cannot grow. InitSearchCube forgets the lists, DeleteSearchCube
+     * releases them.
+     */
     void BuildPalette(tagRGBQUAD* table);
     void BuildSearchCube(tagRGBQUAD* table);
     void InitSearchCube();
@@ -93,7 +120,11 @@ public:
     unsigned char GetNearestColorIndexL(unsigned char r, unsigned char g, unsigned char b);
     unsigned char GetNearestColorIndexC(unsigned char r, unsigned char g, unsigned char b);
 
-    /* Row mappers: 16- and 32-bit bit fields, plain 16 and 24 bits. `nearest` is not used. */
+    /*
+     * Row mappers: 16- and 32-bit bit fields, plain 16 and 24 bits. Rows on both sides are padded to
+     * four bytes and may start at any address; padding is neither read nor written. `nearest` is not
+     * used: m_wLinear tells the search. QuantizeBM16 takes its extent from m_bih.
+     */
     void QuantizeBF16(unsigned short* source, int width, int height, unsigned char* target,
                       unsigned char (CNiGoRo2::*nearest)(unsigned char, unsigned char, unsigned char));
     void QuantizeBF32(unsigned int* source, int width, int height, unsigned char* target,

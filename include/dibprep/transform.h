@@ -79,8 +79,14 @@ DIBPREP_API unsigned int LinearTransformMain(unsigned short mode, const void* so
 
 /*
  * Expands a 4- or 8-bit DIB with a colour table into a 24-bit one (ConvertImage), or widens a 4-bit
- * gray DIB to 8-bit gray (ConvertImage2). 1 with the new block in *result, or 0 with *result 0 when
- * there is nothing to do or it cannot be done. The caller owns the block.
+ * gray DIB to 8-bit gray with a table of 256 entries (ConvertImage2).
+ *
+ * source  memory handle of a DIB as ConvertResolution takes it; never changed or freed
+ * result  receives the handle of a new block, unlocked, which the caller owns and frees
+ *
+ * Returns 1 with the new block in *result, or 0 with *result 0 when there is nothing to do (another
+ * depth, a gray table for ConvertImage, a coloured one for ConvertImage2) or it cannot be done (no
+ * memory, a block too small, rows of more than 21844 or, for ConvertImage2, 65532 pixels).
  */
 DIBPREP_API unsigned int ConvertImage(void* source, void** result);
 DIBPREP_API unsigned int ConvertImage2(void* source, void** result);
@@ -112,28 +118,31 @@ public:
     CLinearTransformMem& operator=(const CLinearTransformMem&) = delete;
 
     /* The whole transform; a status as LinearTransformMain gives it. */
-    int LinearTransform(unsigned short mode, int (*progress)(unsigned short), unsigned short dpi, int threshold);
+    int LinearTransform(unsigned short transferMode, int (*callback)(unsigned short), unsigned short dpi,
+                        int blackWhiteThreshold);
     /* Reads header and colour table and sets the source fields and the kind; 0 or 5. */
     int GetSourceImageInfo();
     /* 1 when all 256 stored entries have blue = green = red. */
     int IsGrayImage();
-    /* Fills 54 bytes (file header and info header) when withFileHeader is 1, else 40. */
+    /* Fills 54 bytes (file header and info header) when withFileHeader is 1, else 40, from the out fields. */
     void SetOutputBitmapInfoHeader(void* buffer, int withFileHeader);
     /* Writes header and colour table; 0 or 6. */
     int CreateOutputData();
-    /* Makes and locks the scratch rows; 0 or 2. */
+    /* Makes and locks the scratch rows; 0, or 2 with what was made left for CloseImage to free. */
     unsigned int OpenImage(unsigned short mode);
     /* Unlocks and frees the scratch rows. */
     void CloseImage(unsigned short mode);
-    /* Builds all rows; a status. */
+    /* Builds all rows with this threshold; 0, 1, 2, or 5 and 6 when a row of a file fails. */
     int CreateImage(unsigned short mode, int threshold);
     /* Copies source row `line` (srcStride bytes) into buffer; 1, or 0 when it cannot be read. */
     int GetImageLine(unsigned short line, unsigned char* buffer);
 
     /*
      * The line builders: one output row of outWidth pixels from source rows row0 and row1, mixed by
-     * the vertical fraction fy. The 1-bit builder takes its columns from `positions` and ORs into a
-     * zeroed row; the 4-bit builder is never called by CreateImage.
+     * the vertical fraction fy. They use sourcePalette, and ratioX and srcWidth to find the columns.
+     * The 1-bit builder takes its columns from `positions` and ORs into a zeroed row; the 4-bit builder
+     * is never called by CreateImage. The rows are srcWidth pixels long and lie wherever the caller
+     * says; nothing is checked.
      */
     void MakeBWImageLine(double fy, unsigned char* row0, unsigned char* row1, unsigned char* out);
     void Make4bitGrayImageLine(double fy, unsigned char* row0, unsigned char* row1, unsigned char* out);

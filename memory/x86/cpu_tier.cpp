@@ -10,23 +10,33 @@ namespace {
 
 std::atomic<Tier> highestAllowed{BestKnownTier};
 
-Tier AskProcessor() {
+// Without a branch: every processor goes the same way.
+InstructionSets AskProcessor() {
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx2")) {
-        const bool all = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
-                         __builtin_cpu_supports("avx512vbmi");
-        return all ? Tier::Avx512 : Tier::Avx2;
-    }
-    if (__builtin_cpu_supports("ssse3"))
-        return Tier::Ssse3;
-    return __builtin_cpu_supports("sse2") ? Tier::Sse2 : Tier::Scalar;
+    InstructionSets sets;
+    sets.sse2 = __builtin_cpu_supports("sse2") != 0;
+    sets.ssse3 = __builtin_cpu_supports("ssse3") != 0;
+    sets.avx2 = __builtin_cpu_supports("avx2") != 0;
+    sets.avx512 = ((__builtin_cpu_supports("avx512f") != 0) & (__builtin_cpu_supports("avx512bw") != 0) &
+                   (__builtin_cpu_supports("avx512dq") != 0) & (__builtin_cpu_supports("avx512vl") != 0) &
+                   (__builtin_cpu_supports("avx512vbmi") != 0)) != 0;
+    return sets;
 }
 
 } // namespace
 
+Tier TierWith(const InstructionSets& sets) {
+    Tier best = Tier::Scalar;
+    for (const bool has : {sets.sse2, sets.ssse3, sets.avx2, sets.avx512}) {
+        if (!has)
+            break;
+        best = static_cast<Tier>(static_cast<int>(best) + 1);
+    }
+    return best;
+}
+
 Tier ProcessorTier() {
-    static const Tier tier = AskProcessor();
+    static const Tier tier = TierWith(AskProcessor());
     return tier;
 }
 

@@ -15,6 +15,17 @@ constexpr Tier BestKnownTier = Tier::Avx512;
 constexpr std::array<Tier, 5> EveryTier = {Tier::Scalar, Tier::Sse2, Tier::Ssse3, Tier::Avx2, Tier::Avx512};
 static_assert(EveryTier.back() == BestKnownTier);
 
+// What a processor has, and its operating system saves the registers of.
+struct InstructionSets {
+    bool sse2 = false;
+    bool ssse3 = false;
+    bool avx2 = false;
+    bool avx512 = false; // all that the tier takes
+};
+
+// The best tier with these: one counts only where all tiers below it are there.
+Tier TierWith(const InstructionSets& sets);
+
 // The best tier of this processor (and of its operating system, which must save the registers).
 Tier ProcessorTier();
 

@@ -32,6 +32,7 @@ protected:
         BLACK_POINT_VALUE16 = 0;
         EXPECT_EQ(testhost::OutstandingLocks(), 0);
         EXPECT_EQ(testhost::BadCalls(), 0);
+        EXPECT_EQ(testhost::LockedFrees(), 0);
         testhost::Reset();
     }
 

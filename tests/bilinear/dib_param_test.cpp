@@ -116,6 +116,14 @@ TEST_F(DibParam, RecordOfEveryDepth) {
     EXPECT_EQ(object.m_nLastError, 0);
 }
 
+TEST_F(DibParam, RecordIsZeroedWhole) {
+    // The mask is a byte of a word of its own; nothing is left of what stood in the other three.
+    const _tagDIBPARAM p = Param(MakeDib(1, 1, 4));
+    unsigned char word[4];
+    std::memcpy(word, &p.byMask, sizeof word);
+    EXPECT_EQ(Bytes(word, word + 4), (Bytes{15, 0, 0, 0}));
+}
+
 TEST_F(DibParam, TwoBitsCountFourColoursButNoTable) {
     Bytes dib = MakeDib(17, 3, 2);
     EXPECT_EQ(object.GetPaletteSize(dib.data()), 0u);

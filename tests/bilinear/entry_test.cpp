@@ -109,6 +109,7 @@ TEST_F(Entry, SizeFollowsTheRatioOfTheResolutions) {
 TEST_F(Entry, ProductKeepsItsLow32Bits) {
     // 50000 * 100000 - 2^32 = 705032704; / 11811 = 59692
     ExpectSize(Convert(MakeDib(50000, 1, 1), 100000, 11811), 59692, 1, 100000, 11811);
+    ExpectSize(Convert(MakeDib(1, 50000, 1), 11811, 100000), 1, 59692, 11811, 100000);
     // 1 * (2^31 + 2) / 2^30: the division has no sign
     ExpectSize(Convert(MakeDib(1, 1, 24, 0x40000000, 1), 0x80000002, 1), 2, 1, 0x80000002, 1);
 }

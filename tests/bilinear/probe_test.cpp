@@ -11,11 +11,15 @@ struct Probe {
 };
 std::vector<Probe> probes;
 std::vector<int> unreadable; // the calls, from 1, that answer so
+void* watchedBlock;          // whose locks are counted at every call; may be null
+std::vector<int> locks;
 
 } // namespace
 
 extern "C" int IsBadReadPtr(const void* address, std::size_t bytes) {
     probes.push_back({address, bytes});
+    if (watchedBlock)
+        locks.push_back(testhost::LockCount(watchedBlock));
     const int call = static_cast<int>(probes.size());
     return std::find(unreadable.begin(), unreadable.end(), call) != unreadable.end();
 }
@@ -31,6 +35,8 @@ protected:
         BilinearTest::SetUp();
         probes.clear();
         unreadable.clear();
+        watchedBlock = nullptr;
+        locks.clear();
     }
     static std::vector<std::size_t> Sizes() {
         std::vector<std::size_t> sizes;
@@ -52,6 +58,15 @@ TEST_F(Probes, BiLinearLooksAtHeadersOnly) {
     // record of the result.
     EXPECT_EQ(Sizes(), (Sizes_{40, 44, 44, 40, 44, 40, 40, 44, 44}));
     EXPECT_EQ(probes[0].address, dib.data());
+}
+
+TEST_F(Probes, SourceStaysLockedOnceUntilTheResultIsMade) {
+    void* const block = watchedBlock = testhost::MakeBlock(MakeDib(30, 30, 8));
+    unsigned short status = 0;
+    void* const result = ConvertResolution2(block, 5906, 5906, &status);
+    EXPECT_EQ(locks, std::vector<int>(9, 1));
+    EXPECT_EQ(testhost::LockCount(block), 0);
+    EXPECT_EQ(Take(result).size(), 40u + 15u * 48u);
 }
 
 TEST_F(Probes, CreateDibLooksAtHeaderTableAndPixels) {

@@ -13,6 +13,7 @@ int cancelAt;         // the call that answers 0; 0: none
 int answer;           // of every other call
 const Bytes* watched; // a destination whose rows are counted at every call
 std::vector<int> written;
+std::vector<int> locked; // blocks that are locked at every call
 
 int RowsWritten(const Bytes& dib) {
     int rows = 0;
@@ -23,6 +24,7 @@ int RowsWritten(const Bytes& dib) {
 
 int Record(int finished, int total) {
     calls.emplace_back(finished, total);
+    locked.push_back(testhost::OutstandingLocks());
     if (watched)
         written.push_back(RowsWritten(*watched));
     return static_cast<int>(calls.size()) == cancelAt ? 0 : answer;
@@ -34,6 +36,7 @@ protected:
         BilinearTest::SetUp();
         calls.clear();
         written.clear();
+        locked.clear();
         cancelAt = 0;
         answer = 1;
         watched = nullptr;
@@ -46,6 +49,13 @@ TEST_F(Progress, EveryRowIsReportedAfterItIsMade) {
     const tagRECT whole = {0, 0, 3, 5};
     EXPECT_EQ(Resample(dib, whole, whole, Record).size(), 100u);
     EXPECT_EQ(calls, (Calls{{1, 5}, {2, 5}, {3, 5}, {4, 5}, {5, 5}}));
+}
+
+TEST_F(Progress, ResultIsLockedWhileItsRowsAreMade) {
+    const Bytes dib = MakeDib(4, 4, 24);
+    const tagRECT whole = {0, 0, 3, 3};
+    EXPECT_EQ(Resample(dib, whole, whole, Record).size(), 76u); // looks that it comes unlocked
+    EXPECT_EQ(locked, (std::vector<int>{1, 1, 1}));
 }
 
 TEST_F(Progress, TotalIsThatOfTheClip) {

@@ -154,6 +154,20 @@ TEST_F(Colors, CopyTheSmallerCount) {
     EXPECT_TRUE(src.Unchanged());
 }
 
+TEST_F(Colors, CopyMoreThan256) {
+    Bytes source = MakeDib(1, 1, 24);
+    source.insert(source.begin() + 40, 300 * 4, 0x77);
+    PutU32(source, 32, 300);
+    Bytes target = MakeDib(1, 1, 24);
+    target.insert(target.begin() + 40, 400 * 4, 0);
+    PutU32(target, 32, 400);
+    Block src(source);
+    Block dst(target);
+    CopyColorTable(src, dst);
+    std::fill(target.begin() + 40, target.begin() + 40 + 300 * 4, std::uint8_t{0x77});
+    EXPECT_EQ(dst.Now(), target);
+}
+
 TEST_F(Colors, CopyBetweenCoreHeaders) {
     Bytes source = MakeCoreDib(1, 1, 1);
     Put(source, 12, {1, 2, 3, 4, 5, 6});
@@ -209,6 +223,20 @@ TEST_F(Palette, HoldsTheColoursOfACoreHeader) {
     Block dib(bytes);
     EXPECT_EQ(CreateDIBPalette(dib), colourcalls::Palette);
     EXPECT_EQ(colourcalls::TakePalette(), (Bytes{0, 3, 2, 0, 3, 2, 1, 0, 6, 5, 4, 0}));
+}
+
+TEST_F(Palette, HoldsMoreThan256Colours) {
+    Bytes bytes = MakeDib(1, 1, 24);
+    bytes.insert(bytes.begin() + 40, 300 * 4, 0);
+    PutU32(bytes, 32, 300);
+    SetEntry(bytes, 299, 1, 2, 3);
+    Block dib(bytes);
+    EXPECT_EQ(CreateDIBPalette(dib), colourcalls::Palette);
+    EXPECT_EQ(testhost::LastAllocationSize(), 1208u); // 300 * 4 + 8
+    const Bytes palette = colourcalls::TakePalette();
+    ASSERT_EQ(palette.size(), 1204u);
+    EXPECT_EQ(Slice(palette, 0, 4), (Bytes{0, 3, 300 - 256, 1}));
+    EXPECT_EQ(Slice(palette, 1200, 4), (Bytes{3, 2, 1, 0}));
 }
 
 TEST_F(Palette, NeedsColours) {

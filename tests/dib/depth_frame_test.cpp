@@ -84,6 +84,18 @@ TEST_F(DepthFrame, UnexpandedRowsLongerThanAPieceEndAtTheImageSizeField) {
     }
 }
 
+TEST_F(DepthFrame, UnexpandedIndicesLongerThanAPieceEndAtTheImageSizeField) {
+    Bytes source = MakeDib(600, 1, 8);
+    SetEntry(source, 0, 1, 2, 3);
+    SetEntry(source, 9, 4, 5, 6);
+    PutU32(source, 16, BI_RLE4); // no expansion for this pair of depth and code
+    PutU32(source, 20, 300);
+    std::fill(source.begin() + 1064, source.end(), std::uint8_t{9});
+    const Bytes rows = Rows24(source);
+    for (std::size_t i = 0; i < 600; ++i)
+        ASSERT_EQ(Slice(rows, 3 * i, 3), (i < 300 ? Bytes{4, 5, 6} : Bytes{1, 2, 3})) << i;
+}
+
 TEST_F(DepthFrame, UnexpandedSourcesOfEveryDepthStayInsideTheirData) {
     for (const int bits : {1, 4, 8, 16, 24, 32}) {
         for (const unsigned compression : {1u, 2u}) {

@@ -36,6 +36,7 @@ TEST_F(Header, EverySizeButFortyIsReadAsCore) {
         EXPECT_EQ(DIBBitCount(dib), 0) << size; // high half of the info header's height
         EXPECT_EQ(DIBNumColors(dib), 0) << size;
         EXPECT_EQ(DIBBits(dib), dib + size) << size;
+        EXPECT_EQ(DIBSize(dib), size) << size; // the size word itself, not the 12 bytes read
     }
 }
 

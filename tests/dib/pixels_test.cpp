@@ -1,6 +1,8 @@
 // Colours, colour-table entries, palette pixels, masks and shifts.
 #include "tests/dib/dib_test.h"
 
+#include <sys/mman.h>
+
 using namespace dibtest;
 
 namespace {
@@ -138,6 +140,44 @@ TEST_F(Pixels, BitIndexTakesNegativeCoordinatesAsTheyAre) {
     EXPECT_EQ(GetBitIndex(Block(four), -1, 0), 2); // -1 / 2 is 0: the low nibble of byte 0
 }
 
+TEST_F(Pixels, RowsOfANegativeWidthCountDownwardsOrNotAtAll) {
+    // (-4 * 8 + 31) / 32 is 0 words, (-8 * 8 + 31) / 32 is -1 word, rounded towards zero
+    Bytes eight = MakeDib(4, 3, 8);
+    Put(eight, 1064, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    PutU32(eight, 4, static_cast<std::uint32_t>(-4));
+    Block flat(eight);
+    EXPECT_EQ(GetBitIndex(flat, 1, 0), 2);
+    EXPECT_EQ(GetBitIndex(flat, 1, 2), 2);
+    PutU32(eight, 4, static_cast<std::uint32_t>(-8));
+    Block falling(eight);
+    EXPECT_EQ(GetBitIndex(falling, 10, 0), 11);
+    EXPECT_EQ(GetBitIndex(falling, 10, 1), 7);
+    EXPECT_EQ(GetBitIndex(falling, 10, 2), 3);
+    SetBitIndex(falling, 9, 2, 99);
+    EXPECT_EQ(falling.Now()[1065], 99);
+}
+
+TEST_F(Pixels, ABitOfANegativeColumnIsThatOfTheUnsignedNumber) {
+    // Column -8 is 4294967288: bit 7 of byte 536870911 of the row. Only the pages used are there.
+    constexpr std::size_t InRow = 0x1FFFFFFF;
+    constexpr std::size_t Page = 4096;
+    const Bytes header = MakeDib(8, 1, 1);
+    const std::size_t room = (48 + InRow) / Page * Page + Page;
+    void* const map = mmap(nullptr, room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(map, MAP_FAILED);
+    auto* const dib = static_cast<unsigned char*>(map);
+    ASSERT_EQ(mprotect(dib, Page, PROT_READ | PROT_WRITE), 0);
+    ASSERT_EQ(mprotect(dib + room - Page, Page, PROT_READ | PROT_WRITE), 0);
+    std::copy(header.begin(), header.end(), dib);
+    EXPECT_EQ(GetBitIndex(dib, -8, 0), 0);
+    dib[48 + InRow] = 0x80;
+    EXPECT_EQ(GetBitIndex(dib, -8, 0), 1);
+    EXPECT_EQ(GetBitIndex(dib, -7, 0), 0);
+    SetBitIndex(dib, -3, 0, 1); // bit 2 and the two behind it
+    EXPECT_EQ(dib[48 + InRow], 0x87);
+    munmap(map, room);
+}
+
 TEST_F(Pixels, BitIndexKnowsIndexedDepthsOnly) {
     for (const int bits : {0, 2, 3, 16, 24, 32})
         EXPECT_EQ(GetBitIndex(Block(MakeDib(4, 1, bits)), 0, 0), -1) << bits;
@@ -157,7 +197,7 @@ TEST_F(Pixels, SetBitIndexMergesNibbles) {
     Block dib(bytes);
     SetBitIndex(dib, 0, 0, 3);
     EXPECT_EQ(dib.Now()[104], 112); // not 48
-    SetBitIndex(dib, 1, 0, 0x1A);   // only the low four bits of the index
+    SetBitIndex(dib, 1, 0, 0x8A);   // only the low four bits of the index
     EXPECT_EQ(dib.Now()[104], 0x7A);
     SetBitIndex(dib, 3, 0, 5);
     EXPECT_EQ(dib.Now()[105], 0x05);
@@ -193,7 +233,7 @@ TEST_F(Pixels, WritingOneBitFromLeftToRightGivesTheRow) {
 }
 
 TEST_F(Pixels, SetBitIndexLeavesOtherDepthsAlone) {
-    for (const int bits : {0, 2, 16, 24, 32}) {
+    for (const int bits : {0, 2, 3, 5, 7, 16, 24, 32}) {
         Block dib(MakeDib(4, 1, bits));
         SetBitIndex(dib, 0, 0, 0xFFFF);
         EXPECT_TRUE(dib.Unchanged()) << bits;
@@ -213,7 +253,14 @@ TEST_F(Pixels, MaskReadsBitFields) {
 TEST_F(Pixels, MaskOfOtherDibsIsZero) {
     Bytes deep = MakeMaskedDib(1, 1, 24, 1, 2, 4);
     Bytes plain = MakeDib(9, 9, 16);
-    for (const Bytes& bytes : {deep, plain}) {
+    Bytes above = MakeMaskedDib(1, 1, 16, 1, 2, 4);
+    PutU32(above, 16, 4);
+    Bytes wide = above; // 3 in the low half of the code alone
+    PutU32(wide, 16, 0x10003);
+    std::vector<Bytes> others{deep, plain, above, wide};
+    for (const int bits : {0, 1, 4, 8, 15, 17, 31, 33, 64})
+        others.push_back(MakeMaskedDib(1, 1, bits, 1, 2, 4));
+    for (const Bytes& bytes : others) {
         unsigned red = 1, green = 1, blue = 1;
         EXPECT_EQ(DIBMask(Block(bytes), red, green, blue), 0);
         EXPECT_EQ(red, 0u);

@@ -85,6 +85,26 @@ TEST(CGray256Image, ReadsTheByteAtStrideTimesYPlusX) {
     EXPECT_EQ(image.GetGrayScale(static_cast<unsigned short>(4), 7), 0);
 }
 
+// Unlike the colour classes, which ask the row read.
+template <class Base>
+class OwnRowRead : public Base {
+public:
+    using Base::GetGrayScale;
+    unsigned char GetGrayScale(unsigned char*, unsigned short) override { return 99; }
+};
+
+TEST(GrayImages, PixelReadsDoNotGoThroughAnOverriddenRowRead) {
+    unsigned char buffer[] = {10, 20, 30, 40};
+    OwnRowRead<CGray256Image> image;
+    image.data = buffer;
+    image.stride = 2;
+    EXPECT_EQ(image.GetGrayScale(static_cast<unsigned short>(1), 1), 40);
+    OwnRowRead<CGray16Image> none;
+    none.data = buffer;
+    none.stride = 2;
+    EXPECT_EQ(none.GetGrayScale(static_cast<unsigned short>(1), 1), 0);
+}
+
 TEST(CGray256Image, DrawThenReadGivesTheValue) {
     std::vector<unsigned char> buffer(12 * 10);
     CGray256Image image;

@@ -211,6 +211,32 @@ TEST_F(Handle, FreeUnlocksWhatTheObjectLocked) {
     EXPECT_EQ(testhost::Calls(), before + 4);
 }
 
+TEST_F(Handle, FreeDrainsForeignLocksTooWhenTheObjectLocked) {
+    void* const handle = Block();
+    CHandle object(handle);
+    object.Lock();
+    GlobalLock(handle);
+    GlobalLock(handle);
+    const int before = testhost::Calls();
+    object.Free();
+    // three times flags and unlock; flags: 0; free
+    EXPECT_EQ(testhost::Calls(), before + 8);
+}
+
+TEST_F(Handle, FreeAndUnlockOfAnEmptyObjectForgetWhateverStandsInIt) {
+    CHandle object(nullptr);
+    testhost::ResetCounters();
+    object.m_pMem = &object;
+    object.m_bLocked = true;
+    object.UnLock();
+    ExpectEmpty(object);
+    object.m_pMem = &object;
+    object.m_bLocked = true;
+    object.Free();
+    ExpectEmpty(object);
+    EXPECT_EQ(testhost::Calls(), 0);
+}
+
 TEST_F(Handle, FreeDoesNotUnlockForOthers) {
     void* const handle = Block();
     CHandle object(handle);
@@ -232,6 +258,15 @@ TEST_F(Handle, SetHandleFreesTheOldBlockAndTakesTheNewOneAsItIs) {
     EXPECT_EQ(object.m_pMem, nullptr);
     EXPECT_FALSE(object.m_bLocked);
     EXPECT_EQ(testhost::LockCount(second), 2); // not drained
+}
+
+TEST_F(Handle, SetHandleOfTheBlockItHoldsFreesIt) {
+    void* const handle = Block();
+    CHandle object(handle);
+    object.SetHandle(handle);
+    EXPECT_FALSE(testhost::IsLive(handle));
+    EXPECT_EQ(object.m_hMem, handle);
+    object.Detach();
 }
 
 TEST_F(Handle, SetHandleDoesNotAskWhetherTheHandleIsValid) {
@@ -324,6 +359,16 @@ TEST_F(Handle, IndexingLocksAndReachesBytes) {
     EXPECT_EQ(testhost::LockCount(handle), 1);
     object[15] = 200;
     EXPECT_EQ(testhost::Address(handle)[15], 200);
+    EXPECT_EQ(testhost::Locks(), 1);
+}
+
+TEST_F(Handle, IndexingCountsFromTheAddressTheObjectHolds) {
+    void* const handle = Block();
+    CHandle object(handle);
+    object.Lock();
+    object.m_pMem = testhost::Address(handle) + 4; // taken as it stands while the object is locked
+    EXPECT_EQ(object[3], 7);
+    EXPECT_EQ(object[-1], 3);
     EXPECT_EQ(testhost::Locks(), 1);
 }
 

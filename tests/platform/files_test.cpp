@@ -5,10 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 using transformtest::TempFolder;
 
@@ -186,6 +191,60 @@ TEST(HostFiles, SourceThatMayOnlyBeReadIsOpenedForReading) {
     CloseHandle(file);
     EXPECT_EQ(Open("/proc/self/exe", 2), NoFile);
     EXPECT_EQ(Open("/proc/self/exe", 3, WriteOnly), NoFile);
+}
+
+namespace {
+
+// An ordinary user for a scope, also where the tests are run by root, whom no permission stops.
+class AsNobody {
+public:
+    AsNobody() : m_changed(geteuid() == 0 && seteuid(65534) == 0) {}
+    ~AsNobody() {
+        if (m_changed && seteuid(0) != 0)
+            std::abort();
+    }
+
+private:
+    bool m_changed;
+};
+
+} // namespace
+
+TEST(HostFiles, SourceWithoutPermissionToWriteIsOpenedForReading) {
+    const TempFolder folder;
+    folder.Write("a", {1, 2, 3});
+    ASSERT_EQ(chmod(folder.Path("").c_str(), 0755), 0);
+    ASSERT_EQ(chmod(folder.Path("a").c_str(), 0444), 0);
+    const AsNobody nobody;
+    if (geteuid() == 0 || access(folder.Path("a").c_str(), R_OK) != 0)
+        GTEST_SKIP() << "this user cannot become one whom permissions stop";
+    void* const file = Open(folder.Path("a"), 3);
+    ASSERT_NE(file, NoFile);
+    unsigned char bytes[3] = {};
+    unsigned int count = 0;
+    EXPECT_NE(ReadFile(file, bytes, 3, &count, nullptr), 0);
+    EXPECT_EQ(bytes[2], 3);
+    EXPECT_EQ(WriteFile(file, bytes, 1, &count, nullptr), 0);
+    CloseHandle(file);
+    EXPECT_EQ(Open(folder.Path("a"), 2), NoFile);
+    EXPECT_EQ(Open(folder.Path("a"), 3, WriteOnly), NoFile);
+}
+
+TEST(HostFiles, ProgramsThatTheHostStartsDoNotInheritThem) {
+    const TempFolder folder;
+    void* const file = Open(folder.Path("a"), 2);
+    ASSERT_NE(file, NoFile);
+    int found = 0;
+    for (int descriptor = 3; descriptor < 256; ++descriptor) {
+        std::error_code error;
+        const auto target = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error);
+        if (error || target != std::filesystem::canonical(folder.Path("a")))
+            continue;
+        ++found;
+        EXPECT_EQ(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    }
+    EXPECT_EQ(found, 1);
+    CloseHandle(file);
 }
 
 TEST(HostFiles, ForeignHandlesAreRefused) {

@@ -87,6 +87,7 @@ TEST(HostPalettes, KeepTheirRecordUntilDeleted) {
 TEST(HostPalettes, OtherVersionsAndEmptyOnesAreRefused) {
     EXPECT_EQ(CreatePalette(nullptr), nullptr);
     EXPECT_EQ(CreatePalette(PaletteRecord(767, 2).data() + 1), nullptr);
+    EXPECT_EQ(CreatePalette(PaletteRecord(769, 2).data() + 1), nullptr);
     EXPECT_EQ(CreatePalette(PaletteRecord(768, 0).data() + 1), nullptr);
 }
 
@@ -130,6 +131,19 @@ TEST(HostPens, CallbackAnsweringZeroStopsTheEnumeration) {
     Collector collector;
     collector.most = 3;
     EXPECT_EQ(Enumerate(dc, collector), 0);
+    EXPECT_EQ(collector.pens.size(), 3u);
+    dibhost_dc_destroy(dc);
+}
+
+TEST(HostPens, CallbackAnsweringANegativeNumberDoesNotStopIt) {
+    void* const dc = dibhost_dc_create();
+    for (unsigned int i = 0; i < 3; ++i) {
+        const tagLOGPEN pen = Pen(0, i);
+        dibhost_dc_add_pen(dc, &pen);
+    }
+    Collector collector;
+    collector.answer = -5;
+    EXPECT_EQ(Enumerate(dc, collector), -5);
     EXPECT_EQ(collector.pens.size(), 3u);
     dibhost_dc_destroy(dc);
 }

@@ -80,6 +80,22 @@ TEST_F(ListSearch, TiesKeepTheStartThenDownwardsThenUpwards) {
     EXPECT_EQ(Nearest(100, 0, 20), 4);
 }
 
+TEST_F(ListSearch, OfTwoEquallyNearOnBothSidesOfTheStartTheLowerWins) {
+    SetSorted({{0, 0, 10}, {200, 0, 20}, {0, 0, 30}});
+    EXPECT_EQ(Nearest(0, 0, 20), 0) << "the start is red and far, the others are 10 away";
+    SetSorted({{0, 0, 10}, {0, 0, 10}, {200, 0, 20}, {0, 0, 30}, {0, 0, 30}});
+    EXPECT_EQ(Nearest(0, 0, 20), 1) << "the first on the way down";
+    SetSorted({{9, 0, 10}, {200, 0, 20}, {0, 0, 30}, {0, 0, 30}});
+    EXPECT_EQ(Nearest(0, 0, 20), 2) << "the first on the way up";
+}
+
+TEST_F(ListSearch, ABlueOfTheFirstRecordStartsAtIt) {
+    SetSorted({{0, 0, 10}, {0, 0, 10}, {0, 0, 10}});
+    EXPECT_EQ(Nearest(0, 0, 10), 0);
+    EXPECT_EQ(Nearest(0, 0, 9), 0);
+    EXPECT_EQ(Nearest(0, 0, 11), 2) << "none from the second on is as blue: the last";
+}
+
 TEST_F(ListSearch, ExactlyBetweenTwoTheStartWins) {
     SetSorted({{0, 0, 10}, {0, 0, 20}});
     EXPECT_EQ(Nearest(0, 0, 14), 0);

@@ -99,6 +99,13 @@ TEST_F(Octree, DefaultColourIntoALeafWithSamplesIsAddedToThem) {
     ExpectNode(q.m_pCube[1], 11, 22, 33, 2, 65535, 0, 1);
 }
 
+TEST_F(Octree, ALeafLosesTheChildrenThatItHad) {
+    CNiGoRo2& q = Tree(1);
+    q.m_pCube[1].m_byChild = 0xFF;
+    q.InsertColor(1, 2, 3, 0);
+    ExpectNode(q.m_pCube[1], 1, 2, 3, 1, 1, 0, 0);
+}
+
 TEST_F(Octree, CountsColoursAndTheSmallestWeight) {
     CNiGoRo2& q = Tree(2);
     q.InsertColor(0, 0, 0, 1);
@@ -126,6 +133,22 @@ TEST_F(Octree, WeightZeroIsNoWeight) {
     unsigned int smallest = 9;
     EXPECT_EQ(q.CountColors(0, smallest, 1), 0u);
     EXPECT_EQ(smallest, 9u);
+}
+
+TEST_F(Octree, TheSmallestWeightMayBeADefaultColoursOrThatOfANodeWithoutSamples) {
+    CNiGoRo2& q = Tree(2);
+    q.InsertColor(0, 0, 0, 1);
+    for (int i = 0; i < 3; ++i)
+        q.InsertColor(255, 0, 0, 0);
+    q.m_pCube[0].m_dwWeight = 70000;
+    q.m_pCube[2].m_dwWeight = 70001; // above the three red samples
+    q.m_pCube[18].m_dwWeight = 70002;
+    unsigned int smallest = 0xFFFFFFFF;
+    EXPECT_EQ(q.CountColors(0, smallest, 0), 1u);
+    EXPECT_EQ(smallest, 65535u) << "the default colour's, which is not counted";
+    q.m_pCube[2].m_dwWeight = 7;
+    EXPECT_EQ(q.CountColors(0, smallest, 0), 1u);
+    EXPECT_EQ(smallest, 7u) << "the inner node's, which is no colour";
 }
 
 TEST_F(Octree, CutMergesAWholeSubtree) {
@@ -156,6 +179,31 @@ TEST_F(Octree, ADefaultColourReplacesWhatWasSummedBeforeAndDropsWhatFollows) {
     EXPECT_EQ(q.m_pCube[0].m_dwFixed, 1u);
 }
 
+TEST_F(Octree, OfTwoDefaultColoursTheFirstChildsIsTaken) {
+    CNiGoRo2& q = Tree(2);
+    q.InsertColor(64, 1, 2, 7); // child 1 of node 1
+    q.InsertColor(0, 64, 3, 9); // child 2
+    q.Cut(1, &q.m_pCube[0]);
+    EXPECT_EQ(q.m_pCube[0].m_dwRed, 64u);
+    EXPECT_EQ(q.m_pCube[0].m_dwGreen, 1u);
+    EXPECT_EQ(q.m_pCube[0].m_dwBlue, 2u);
+    EXPECT_EQ(q.m_pCube[0].m_dwPixels, 1u);
+    EXPECT_EQ(q.m_pCube[0].m_dwFixed, 1u) << "marked with 1, whatever marked the leaf";
+}
+
+// Only a host that cuts by hand comes here: a node is never lighter than the default colours below it,
+// so the reduction merges these into it first.
+TEST_F(Octree, SamplesOfTheCutNodeItselfComeAfterItsChildren) {
+    CNiGoRo2& q = Tree(2);
+    q.InsertColor(64, 1, 2, 1);
+    q.m_pCube[1].m_dwRed = 10;
+    q.m_pCube[1].m_dwGreen = 20;
+    q.m_pCube[1].m_dwBlue = 30;
+    q.m_pCube[1].m_dwPixels = 4;
+    q.Cut(1, &q.m_pCube[0]);
+    ExpectNode(q.m_pCube[0], 74, 21, 32, 5, 65535, 1 << 0, 1);
+}
+
 TEST_F(Octree, NothingIsMergedIntoADefaultColour) {
     CNiGoRo2& q = Tree(1);
     q.InsertColor(255, 255, 255, 0);
@@ -175,6 +223,16 @@ TEST_F(Octree, CutBranchesTakesTheHighestNodeOfAChain) {
     EXPECT_EQ(q.m_pCube[0].m_dwRed, 255u);
     EXPECT_EQ(q.m_pCube[0].m_byChild, 1);
     EXPECT_EQ(q.m_pCube[2].m_dwPixels, 0u);
+}
+
+TEST_F(Octree, CutBranchesMergesADeepNodeIntoItsOwnParent) {
+    CNiGoRo2& q = Tree(3);
+    q.InsertColor(255, 255, 255, 0); // nodes 8, 72 and 584
+    for (int i = 0; i < 2; ++i)
+        q.InsertColor(192, 192, 192, 0); // 577, beside it
+    EXPECT_EQ(q.CutBranches(0, 1), 0u);
+    ExpectNode(q.m_pCube[72], 255, 255, 255, 1, 3, 1 << 0, 0);
+    ExpectNode(q.m_pCube[577], 384, 384, 384, 2, 2, 0, 0);
 }
 
 TEST_F(Octree, CutBranchesMergesAllNodesOfTheWeight) {

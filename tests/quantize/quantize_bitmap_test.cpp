@@ -63,6 +63,7 @@ TEST_F(QuantizeBitmap, From16385PixelsAnd65ColoursTheCubeIsUsed) {
     pixels.resize(16385, pixels[0]);
     Bytes dib = TrueColour(16385, 1, pixels);
     const auto q = Quantiser(dib);
+    q->m_wLinear = 1; // chosen anew
     const Bytes out = Take(q->QuantizeBitmap(1, 0));
     EXPECT_EQ(q->m_nColors, 65);
     EXPECT_EQ(q->m_wLinear, 0);
@@ -70,6 +71,16 @@ TEST_F(QuantizeBitmap, From16385PixelsAnd65ColoursTheCubeIsUsed) {
     EXPECT_EQ(Entry(out, 0), (Rgb{0, 0, 0})) << "tree order: the most used may come first";
     EXPECT_EQ(Entry(out, 1), (Rgb{16, 0, 0}));
     EXPECT_EQ(Shown(out, 16385, 1), pixels);
+}
+
+TEST_F(QuantizeBitmap, PixelsAreWidthTimesHeight) {
+    std::vector<Rgb> pixels = Distinct(65);
+    pixels.resize(129 * 128, pixels[0]); // 16512
+    Bytes dib = TrueColour(129, 128, pixels);
+    const auto q = Quantiser(dib);
+    const Bytes out = Take(q->QuantizeBitmap(1, 0));
+    EXPECT_EQ(q->m_wLinear, 0);
+    EXPECT_EQ(Shown(out, 129, 128), pixels);
 }
 
 TEST_F(QuantizeBitmap, With64ColoursTheListIsUsedForAnySize) {
@@ -156,7 +167,7 @@ TEST_F(QuantizeBitmap, ThreeModesSkipPaletteAndSearch) {
         EXPECT_EQ(Part(out, 40, 1024), Bytes(1024, 0)) << mode;
         EXPECT_EQ(Part(out, 1064, 4), (Bytes{0, 9, 0, 0})) << mode;
     }
-    for (const unsigned mode : {0u, 1u, 665u, 667u, 774u, 885u}) {
+    for (const unsigned mode : {0u, 1u, 665u, 667u, 774u, 776u, 883u, 885u}) {
         const auto q = Quantiser(dib);
         q->m_dwMode = mode;
         EXPECT_EQ(Entry(Take(q->QuantizeBitmap(1, 0)), 1), (Rgb{255, 0, 0})) << mode;

@@ -67,6 +67,30 @@ TEST_F(QuantizeLimits, SizesBeyond32BitsGiveNothing) {
     EXPECT_EQ(testhost::Allocations(), 0);
 }
 
+#if UINTPTR_MAX > 0xFFFFFFFF // the output has more than 2 GiB, of which only the head is touched
+TEST_F(QuantizeLimits, APixelCountThatLeaves31BitsIsNegativeAndTakesTheListSearch) {
+    testhost::SetLargestBlock(std::size_t{3} << 30);
+    void* const probe = GlobalAlloc(66, (std::size_t{1} << 31) + 1064);
+    if (!probe)
+        GTEST_SKIP() << "this system does not give out 2 GiB";
+    GlobalFree(probe);
+    for (const int height : {65536, 65535}) {
+        Bytes dib = testdib::MakeDib(1, 1, 32); // a layout of which no pixel is mapped
+        testdib::PutU32(dib, 4, 32768);
+        testdib::PutU32(dib, 8, static_cast<std::uint32_t>(height));
+        const auto q = Quantiser(dib, 256, 0);
+        for (int i = 0; i < 65; ++i)
+            q->m_Palette[i] = Record(i, i, i, static_cast<unsigned>(65 - i));
+        q->m_nColors = 65;
+        void* const out = q->QuantizeBitmap(1, 0);
+        ASSERT_NE(out, nullptr);
+        EXPECT_EQ(q->m_wLinear, height == 65536 ? 1 : 0) << height; // -2147483648 and 2147450880
+        EXPECT_EQ(testhost::Address(out)[42], height == 65536 ? 64 : 0) << "red of the first entry";
+        GlobalFree(out);
+    }
+}
+#endif
+
 TEST_F(QuantizeLimits, CoreHeadersGiveTheirExtentToNobody) {
     // A 12-byte header is copied as 40 bytes and its fields are read in the core form by the
     // utilities, in the info form by the tree: at the info positions there is no bit count above 8.

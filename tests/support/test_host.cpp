@@ -44,7 +44,7 @@ int liveBlocks; // blocks and, all together, their locks: counted as they change
 int heldLocks;
 
 int failAllocation, failLock;
-int allocations, locks, badCalls, nullCalls, calls;
+int allocations, locks, badCalls, nullCalls, lockedFrees, calls;
 std::size_t lastSize;
 std::size_t liveBytes, peakBytes;
 std::size_t largestBlock = DefaultLargest;
@@ -228,6 +228,7 @@ void* GlobalFree(void* handle) {
     Slot* const slot = FindOrBlame(handle);
     if (!slot)
         return handle;
+    lockedFrees += slot->locks != 0;
     FreeSlot(*slot);
     return nullptr;
 }
@@ -282,7 +283,7 @@ int Allocations() { return allocations; }
 int Locks() { return locks; }
 int News() { return news; }
 void ResetCounters() {
-    allocations = locks = badCalls = nullCalls = calls = 0;
+    allocations = locks = badCalls = nullCalls = lockedFrees = calls = 0;
     news = 0;
     peakBytes = liveBytes;
 }
@@ -290,6 +291,7 @@ void ResetCounters() {
 int LiveBlocks() { return liveBlocks; }
 int OutstandingLocks() { return heldLocks; }
 int BadCalls() { return badCalls; }
+int LockedFrees() { return lockedFrees; }
 int NullCalls() { return nullCalls; }
 int Calls() { return calls; }
 std::size_t LastAllocationSize() { return lastSize; }

@@ -39,6 +39,8 @@ int OutstandingLocks();
 // than 66. Asking GlobalFlags about a foreign handle is no fault, and handle 0 is counted apart.
 int BadCalls();
 int NullCalls();
+// Blocks that were freed while they were locked.
+int LockedFrees();
 // All calls of the six functions, whatever they named.
 int Calls();
 // Bytes asked for by the last GlobalAlloc.

@@ -48,6 +48,19 @@ TEST_F(TestHost, BlocksAreZeroedCountedAndExact) {
     EXPECT_EQ(testhost::BadCalls(), 0);
 }
 
+TEST_F(TestHost, BlocksFreedWhileLockedAreCounted) {
+    void* const block = GlobalAlloc(66, 13);
+    GlobalLock(block);
+    GlobalUnlock(block);
+    GlobalFree(block);
+    EXPECT_EQ(testhost::LockedFrees(), 0);
+    void* const locked = GlobalAlloc(66, 13);
+    GlobalLock(locked);
+    GlobalFree(locked);
+    EXPECT_EQ(testhost::LockedFrees(), 1);
+    EXPECT_EQ(testhost::BadCalls(), 0) << "no fault of itself";
+}
+
 TEST_F(TestHostDeathTest, ByteBehindABlockIsUnreadable) {
     void* const block = GlobalAlloc(66, 13);
     volatile unsigned char* const bytes = Lock(block);

@@ -1,6 +1,8 @@
 // ConvertResolution from end to end: results, blocks, callback.
 #include "tests/transform/transform_support.h"
 
+#include <numeric>
+
 namespace {
 
 using namespace transformtest;
@@ -36,8 +38,12 @@ TEST_F(Entry, OneBitPageFrom300To200IsOneBlockOfTheQueriedSize) {
     testdib::SetEntry(dib, 1, 255, 255, 255);
     for (std::size_t i = 48; i < dib.size(); ++i)
         dib[i] = 0xFF;
-    const Done done = Convert(dib, 200);
+    Recorder::Clear();
+    const Done done = Convert(dib, 200, 128, Recorder::Report);
     EXPECT_EQ(done.status, 0);
+    std::vector<int> percents(100);
+    std::iota(percents.begin(), percents.end(), 0);
+    EXPECT_EQ(Recorder::calls, percents) << "0 to 99";
     ASSERT_EQ(done.bytes.size(), 487382u);
     EXPECT_EQ(done.allocations, 3) << "the result and two scratch blocks";
     EXPECT_EQ(Left(done), 0);
@@ -99,6 +105,30 @@ TEST_F(Entry, ColourTableComesBackFromTheQuantiserNotFromTheCube) {
     EXPECT_EQ(Part(done.bytes, 40, 12), (Bytes{1, 2, 3, 0, 10, 20, 200, 0, 100, 110, 120, 0}));
     EXPECT_EQ(Part(done.bytes, 1064, 4), (Bytes{0, 2, 1, 2}));
     EXPECT_EQ(Part(done.bytes, 52, 1064 - 52), Bytes(1064 - 52, 0)) << "the rest of the table is black";
+}
+
+TEST_F(Entry, ColoursOfATableAreToldApartByTheirUpperFiveBits) {
+    Bytes dib = ColourTableDib(6, 1, 8);
+    testdib::SetEntry(dib, 1, 8, 0, 0);
+    testdib::SetEntry(dib, 2, 15, 0, 0);
+    testdib::SetEntry(dib, 3, 16, 0, 0);
+    Put(dib, 1064, {0, 1, 2, 3, 3, 3});
+    const Done done = Convert(dib, 100);
+    // 8 and 15 become 11, which is then the nearest of the former only.
+    EXPECT_EQ(Part(done.bytes, 40, 16), (Bytes{0, 0, 0, 0, 11, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(Part(done.bytes, 1064, 6), (Bytes{0, 1, 2, 2, 2, 2}));
+}
+
+TEST_F(Entry, All256ColoursOfATableMayStay) {
+    Bytes dib = ColourTableDib(256, 1, 8);
+    for (int i = 0; i < 256; ++i) {
+        testdib::SetEntry(dib, i, i % 32 * 8, i / 32 * 32, 0);
+        Put(dib, 1064 + static_cast<std::size_t>(i), {i});
+    }
+    const Done done = Convert(dib, 100);
+    ASSERT_EQ(done.bytes.size(), 1064u + 256u);
+    for (std::size_t i = 0; i < 256; ++i)
+        EXPECT_EQ(Part(done.bytes, 40 + 4u * done.bytes[1064 + i], 3), Part(dib, 40 + 4 * i, 3)) << i;
 }
 
 TEST_F(Entry, ColourTableResultRecordsNoResolutionAndNoColourCount) {

@@ -84,6 +84,13 @@ TEST_F(BWLine, MixesRowsByTheVerticalFraction) {
     EXPECT_EQ(Line(0.25, {0x00, 0}, {0x80, 0}, 191), 0x00);
 }
 
+TEST_F(BWLine, ComparesTheLowEightBits) {
+    engine.positions = {At(0, 0, 0)};
+    // White, and black at twice the distance: 510, whose low eight bits are 254.
+    EXPECT_EQ(Line(2, {0x80, 0}, {0x00, 0}, 255), 0x80);
+    EXPECT_EQ(Line(2, {0x80, 0}, {0x00, 0}, 254), 0x00);
+}
+
 TEST_F(BWLine, ThresholdExtremes) {
     engine.positions = {At(0, 1, 0), At(2, 3, 0)}; // black, white
     const Bytes row{0x20, 0};
@@ -99,6 +106,7 @@ TEST_F(BWLine, ThresholdExtremes) {
 TEST_F(BWLine, OnlyOrsIntoTheOutputRow) {
     engine.positions = {At(0, 0, 0), At(1, 1, 0)};
     EXPECT_EQ(Line(0, {0x40, 0}, {0, 0}, 128, 0x81), 0xC1) << "the black pixel 0 stays as it was";
+    EXPECT_EQ(Line(0, {0x80, 0}, {0, 0}, 128, 0x41), 0xC1) << "and so does the black pixel 1";
 }
 
 TEST_F(BWLine, WritesNoFurtherThanItsWidth) {
@@ -146,6 +154,44 @@ TEST_F(GrayLine, TruncatesTowardZero) {
     EXPECT_EQ(Line(0, {254, 255}, {254, 255}), (Bytes{254, 254, 255, 255}));
     EXPECT_EQ(Line(0.5, {0, 1}, {1, 0}), (Bytes{0, 0, 0, 0})) << "0.5, 0.5, 0.5, 0.5";
     EXPECT_EQ(Line(0.75, {0, 0}, {255, 255}), (Bytes{191, 191, 191, 191})) << "191.25";
+}
+
+TEST_F(GrayLine, PositionsAreQuotients) {
+    // 49 / 49 is 1; 49 times the double next to 1/49 falls short of it and would mix in column 0.
+    Columns(engine, 2, 50, 49.0);
+    EXPECT_EQ(Line(0, {0, 200}, {0, 200})[49], 200);
+}
+
+TEST_F(GrayLine, AMixOfEqualSamplesIsTheSample) {
+    // 254 * (1 - 0.32) + 254 * 0.32 falls short of 254 in double precision.
+    Columns(engine, 2, 6, 300.0 / 96);
+    EXPECT_EQ(Line(0, {254, 254}, {254, 254}), Bytes(6, 254));
+    EXPECT_EQ(Line(0.32, {254, 254}, {254, 254}), Bytes(6, 254));
+}
+
+TEST_F(GrayLine, RowsAreMixedAfterColumns) {
+    // 100 and 130, and 30 * 0.53 between them, are 116. Columns after rows would give less than that.
+    Columns(engine, 2, 2, 2.0);
+    EXPECT_EQ(Line(0x1.1111111111110p-1, {100, 100}, {255, 5})[1], 116);
+}
+
+TEST_F(GrayLine, MixesInDoublePrecision) {
+    // Column 1 is 2^-40 short of source column 1: a little less than 200, which single precision is not.
+    Columns(engine, 2, 2, 1 + 0x1p-40);
+    EXPECT_EQ(Line(0, {0, 200}, {0, 200}), (Bytes{0, 199}));
+    EXPECT_EQ(Line(1, {0, 200}, {0, 200}), (Bytes{0, 199}));
+}
+
+TEST_F(GrayLine, KeepsTheLowEightBitsOfWhatLiesOutsideThem) {
+    // Only a caller of its own has fractions above 1: 400 and -100.
+    Columns(engine, 2, 2, 1.0);
+    EXPECT_EQ(Line(2, {0, 200}, {200, 50}), (Bytes{144, 156}));
+}
+
+TEST_F(GrayLine, ColumnsKeepSixteenBitsOfTheirPosition) {
+    // Column 1 is at position 65536, which is source column 0 and far from its right neighbour.
+    Columns(engine, 2, 2, 1.0 / 65536);
+    EXPECT_EQ(Line(0, {7, 9}, {7, 9}), (Bytes{7, 7}));
 }
 
 TEST_F(GrayLine, SampleIsTheBlueByteOfTheEntry) {

@@ -93,6 +93,19 @@ TEST_F(ExpandColourTable, HeaderKeepsAStaleImageSizeAndClearsTheColours) {
     EXPECT_EQ(testdib::U32(made.bytes, 36), 0u);
 }
 
+TEST_F(PreConversion, ExtentsAreCopiedWholeAlthoughOnlyTheirLowWordsCount) {
+    for (const bool widen : {false, true}) {
+        Bytes dib = widen ? GrayDib(3, 2, 4) : ColourTableDib(3, 2, 8);
+        testdib::PutU32(dib, 4, 0x50003);
+        testdib::PutU32(dib, 8, 0x60002);
+        const Made made = Call(widen ? ConvertImage2 : ConvertImage, dib);
+        EXPECT_EQ(made.answer, 1u);
+        EXPECT_EQ(made.bytes.size(), widen ? 1064u + 8u : 40u + 24u);
+        EXPECT_EQ(testdib::U32(made.bytes, 4), 0x50003u);
+        EXPECT_EQ(testdib::U32(made.bytes, 8), 0x60002u);
+    }
+}
+
 TEST_F(ExpandColourTable, ColoursUsedDoesNotMoveTheRows) {
     Bytes dib = ColourTableDib(1, 1, 8);
     testdib::PutU32(dib, 32, 1);

@@ -89,6 +89,21 @@ TEST_F(Progress, StoppingFreesTheScratchRows) {
     EXPECT_EQ(testhost::LockCount(destination), 0);
 }
 
+std::vector<int> locked; // locks of all blocks at every call
+
+int CountLocks(unsigned short) {
+    locked.push_back(testhost::OutstandingLocks());
+    return 1;
+}
+
+TEST_F(Progress, SourceDestinationAndScratchRowsAreLockedWhileRowsAreBuilt) {
+    for (const int bits : {1, 4, 8, 24}) {
+        locked.clear();
+        EXPECT_EQ(Transform(Rows(3, bits), 100, 128, CountLocks).status, 0u);
+        EXPECT_EQ(locked, (std::vector<int>{4, 4, 4})) << bits << " bits";
+    }
+}
+
 int AnswerMinusOne(unsigned short) { return -1; }
 
 TEST_F(Progress, AnyAnswerButZeroGoesOn) { EXPECT_EQ(Transform(Rows(3), 100, 128, AnswerMinusOne).status, 0u); }

@@ -73,6 +73,50 @@ TEST_F(TransformClass, SetsItsFieldsAsItGoes) {
     EXPECT_EQ(engine.outLine, nullptr);
 }
 
+TEST_F(TransformClass, AnObjectUsedAgainBeginsAnew) {
+    // The same object and transfers, first with a callback, then at another resolution without one.
+    const Bytes dib = RgbDib();
+    void* from = testhost::MakeBlock(dib);
+    void* to = testhost::MakeBlock(Bytes(1200));
+    {
+        CBufTransfer source(&from, 1, 0);
+        CBufTransfer destination(&to, 1, 1);
+        CLinearTransformMem engine;
+        engine.source = &source;
+        engine.destination = &destination;
+        Recorder::Clear();
+        EXPECT_EQ(engine.LinearTransform(34, Recorder::Report, 200, 128), 0);
+        EXPECT_EQ(Recorder::calls, (std::vector<int>{0, 16, 33, 50, 66, 83}));
+        Recorder::Clear();
+        EXPECT_EQ(engine.LinearTransform(34, nullptr, 100, 128), 0);
+        EXPECT_TRUE(Recorder::calls.empty());
+        EXPECT_EQ(source.position, 40u);
+        EXPECT_EQ(destination.position, 40u);
+        EXPECT_EQ(engine.positions.size(), 2u);
+    }
+    const Bytes out = testhost::Bytes(to);
+    EXPECT_EQ(testdib::U32(out, 4), 2u);
+    for (std::size_t y = 0; y < 3; ++y)
+        EXPECT_EQ(Part(out, 40 + 8 * y, 6), Part(dib, 40 + 8 * y, 6)) << "row " << y;
+}
+
+TEST_F(TransformClass, CreateImageTakesTheThresholdThatItIsGiven) {
+    // A white page whose index 0 is white, driven step by step.
+    Bytes dib = testdib::MakeDib(8, 1, 1, Ppm100, Ppm100);
+    testdib::SetEntry(dib, 0, 255, 255, 255);
+    Bytes out(52);
+    CBufTransfer source(dib.data(), 3, 0);
+    CBufTransfer destination(out.data(), 3, 1);
+    CLinearTransformMem engine;
+    engine.source = &source;
+    engine.destination = &destination;
+    EXPECT_EQ(engine.LinearTransform(0, nullptr, 100, 0), 0);
+    EXPECT_EQ(out[48], 0x00) << "below 0 is nothing";
+    EXPECT_EQ(engine.CreateImage(0, 1), 0);
+    EXPECT_EQ(out[48], 0xFF);
+    EXPECT_EQ(engine.threshold, 1);
+}
+
 TEST_F(TransformClass, ColumnMapHasAnEntryForEveryOutputColumn) {
     Bytes dib = testdib::MakeDib(10, 1, 1, Ppm100, Ppm100);
     Bytes out(1200);
