@@ -48,24 +48,25 @@ DIBPREP_TIER inline void PairsToDoubles(__m128i pairs, const double* fractions, 
     }
 }
 
-// Runs a step for the groups of a plan, `AtOnce` at a time, with the row that its window lies in, its
-// number in the tables and its first channel. Periods hold a multiple of `AtOnce` groups; behind the last
-// group tables and scratch rows have room for more.
+// Runs a step for the groups of a plan, `AtOnce` at a time: the row that its windows lie in, its number in
+// the tables, its first channel, and where that one's result goes. Periods hold a multiple of `AtOnce`
+// groups; behind the last group tables and scratch rows have room for more.
 template <typename Out>
 using GroupStep = void (*)(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table, std::size_t channel,
                            Out* to);
 
 template <typename Out, GroupStep<Out> Step, std::size_t AtOnce, std::size_t GroupChannels = 8>
 DIBPREP_TIER inline void WalkGroups(const ColumnPlan& columns, const std::uint8_t* bytes, Out* to) {
+    constexpr std::size_t Channels = AtOnce * GroupChannels;
     const ColumnPlan plan = columns; // no store can change a copy
     const std::uint8_t* window = bytes;
     std::size_t channel = 0;
     for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
-        for (std::size_t table = 0; table < plan.period; table += AtOnce, channel += AtOnce * GroupChannels)
+        for (std::size_t table = 0; table < plan.period; table += AtOnce, channel += Channels, to += Channels)
             Step(plan, window, table, channel, to);
     }
     for (std::size_t table = plan.period * plan.repeats; table < plan.groups;
-         table += AtOnce, channel += AtOnce * GroupChannels)
+         table += AtOnce, channel += Channels, to += Channels)
         Step(plan, bytes, table, channel, to);
 }
 

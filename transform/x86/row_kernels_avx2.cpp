@@ -17,8 +17,8 @@ DIBPREP_TIER inline __m256i PairsOfTwoGroups(const ColumnPlan& plan, const std::
 
 // The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate.
 DIBPREP_TIER inline void WeighTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
-                                        std::size_t channel, std::uint16_t* to) {
-    Store(to + channel, _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes, table), Load(plan.weights + table * 16)));
+                                        std::size_t /*channel*/, std::uint16_t* to) {
+    Store(to, _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes, table), Load(plan.weights + table * 16)));
 }
 
 DIBPREP_TIER void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
@@ -39,9 +39,8 @@ DIBPREP_TIER inline void GroupToDoubles(const ColumnPlan& plan, const std::uint8
     const __m128i difference = _mm_sub_epi16(_mm_srli_epi16(pairs, 8), first);
     const __m256i firsts = _mm256_cvtepi16_epi32(first);
     const __m256i differences = _mm256_cvtepi16_epi32(difference);
-    StoreFour(to + channel, _mm256_castsi256_si128(firsts), _mm256_castsi256_si128(differences),
-              plan.fractions + channel);
-    StoreFour(to + channel + 4, _mm256_extracti128_si256(firsts, 1), _mm256_extracti128_si256(differences, 1),
+    StoreFour(to, _mm256_castsi256_si128(firsts), _mm256_castsi256_si128(differences), plan.fractions + channel);
+    StoreFour(to + 4, _mm256_extracti128_si256(firsts, 1), _mm256_extracti128_si256(differences, 1),
               plan.fractions + channel + 4);
 }
 

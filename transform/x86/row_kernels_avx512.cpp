@@ -23,8 +23,8 @@ DIBPREP_AVX512 inline __m512i WeighGroup(const ColumnPlan& plan, const std::uint
 }
 
 DIBPREP_AVX512 inline void StoreGroup(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
-                                      std::size_t channel, std::uint16_t* to) {
-    Store(to + channel, WeighGroup(plan, bytes, table));
+                                      std::size_t /*channel*/, std::uint16_t* to) {
+    Store(to, WeighGroup(plan, bytes, table));
 }
 
 DIBPREP_AVX512 void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
@@ -44,7 +44,7 @@ DIBPREP_AVX512 inline void GroupToDoubles(const ColumnPlan& plan, const std::uin
         const __m512d first = _mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(LoadHalf(words[0] + i)));
         const __m512d difference = _mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(LoadHalf(words[1] + i)));
         const __m512d product = _mm512_mul_pd(difference, _mm512_loadu_pd(plan.fractions + channel + i));
-        _mm512_storeu_pd(to + channel + i, _mm512_add_pd(first, product));
+        _mm512_storeu_pd(to + i, _mm512_add_pd(first, product));
     }
 }
 

@@ -15,9 +15,9 @@ DIBPREP_TIER inline __m128i PairsOfGroup(const ColumnPlan& plan, const std::uint
 
 // The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate.
 DIBPREP_TIER inline void WeighGroup(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
-                                    std::size_t channel, std::uint16_t* to) {
+                                    std::size_t /*channel*/, std::uint16_t* to) {
     const __m128i weights = LoadHalf(plan.weights + table * 16);
-    StoreHalf(to + channel, _mm_maddubs_epi16(PairsOfGroup(plan, bytes, table), weights));
+    StoreHalf(to, _mm_maddubs_epi16(PairsOfGroup(plan, bytes, table), weights));
 }
 
 DIBPREP_TIER void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
@@ -26,7 +26,7 @@ DIBPREP_TIER void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::
 
 DIBPREP_TIER inline void GroupToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
                                         std::size_t channel, double* to) {
-    PairsToDoubles(PairsOfGroup(plan, bytes, table), plan.fractions + channel, to + channel);
+    PairsToDoubles(PairsOfGroup(plan, bytes, table), plan.fractions + channel, to);
 }
 
 DIBPREP_TIER void ToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, double* to) {
