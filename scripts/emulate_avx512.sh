@@ -17,7 +17,7 @@
 # Needs (Debian): bochs bochs-term bochsbios vgabios isolinux genisoimage busybox-static, and a kernel: the
 # file that DIBPREP_KERNEL names, else that of linux-image-cloud-amd64, which is fetched once and unpacked,
 # not installed. Everything it makes lies in build/avx512. The emulator runs some 50 million instructions a
-# second and starts in two minutes, so that this is no part of ./test.sh.
+# second and needs one minute to start, so that this is no part of ./test.sh.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
