@@ -19,9 +19,9 @@ namespace {
 
 constexpr unsigned int RowBits = 14; // and as signed words
 constexpr unsigned int MostDirectBits = 8;
-constexpr std::size_t GroupChannels = 8;
-constexpr std::size_t WindowBytes = 16;
-constexpr std::size_t LongestPeriod = 48; // groups
+constexpr std::size_t NarrowestRow = 16;
+constexpr std::size_t MostGroupChannels = 32;
+constexpr std::size_t LongestPeriod = 384; // channels
 
 std::size_t RoundUp(std::size_t value, std::size_t unit) { return (value + unit - 1) / unit * unit; }
 
@@ -33,19 +33,17 @@ bool ColourRows::Prepare(const CLinearTransformMem& engine, const ColumnFacts& c
     m_pixels = engine.outWidth;
     m_stride = engine.srcStride;
     m_rowBytes = engine.srcWidth * m_perPixel;
-    m_palette = engine.sourcePalette;
-    // A window must fit into the row.
-    if (m_rowBytes < WindowBytes)
+    if (m_rowBytes < NarrowestRow)
         return false;
     m_short = columns.fractionBits != NotShort;
     m_plan.fractionBits = m_short ? columns.fractionBits : 0;
-    if (m_perPixel == 1) {
-        for (int level = 0; level < 256 && !m_mapped; ++level)
-            m_mapped = m_palette[level].rgbBlue != level;
-    }
-    m_copies = columns.copies && !m_mapped;
+    if (m_perPixel == 1)
+        m_grays = ReadGrayTable(engine.sourcePalette);
+    m_copies = columns.copies && !m_grays.own;
     m_plan.channels = m_pixels * m_perPixel;
-    m_plan.groups = (m_plan.channels + GroupChannels - 1) / GroupChannels;
+    m_windowBytes = kernels.windowBytes;
+    m_groupChannels = m_windowBytes / 2;
+    m_plan.groups = (m_plan.channels + m_groupChannels - 1) / m_groupChannels;
     TakeScratch();
     if (!m_scratch.Open())
         return false;
@@ -55,16 +53,15 @@ bool ColourRows::Prepare(const CLinearTransformMem& engine, const ColumnFacts& c
 }
 
 void ColourRows::TakeScratch() {
-    const std::size_t channels = RoundUp(m_plan.channels, 32);
-    const std::size_t groups = channels / GroupChannels;
-    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(groups);
-    m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(groups * WindowBytes);
-    m_plan.weights = m_weights = m_scratch.Take<std::uint8_t>(m_short ? groups * WindowBytes : 0);
+    const std::size_t channels = RoundUp(m_plan.channels, RowUnit);
+    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(channels / m_groupChannels);
+    m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(channels * 2);
+    m_plan.weights = m_weights = m_scratch.Take<std::uint8_t>(m_short ? channels * 2 : 0);
     m_plan.fractions = m_fractions = m_scratch.Take<double>(m_short ? 0 : channels);
     m_firsts = m_scratch.Take<std::uint32_t>(m_pixels);
     m_seconds = m_scratch.Take<std::uint32_t>(m_pixels);
     m_pairs = m_scratch.Take<std::uint8_t>(channels * 2 + 8); // pixels are written with two bytes too many
-    m_levels = m_scratch.Take<std::uint8_t>(m_mapped ? m_rowBytes : 0);
+    m_levels = m_scratch.Take<std::uint8_t>(m_grays.own ? m_rowBytes : 0);
     for (KeptRow& kept : m_kept) {
         if (m_short)
             kept.words = m_scratch.Take<std::uint16_t>(channels);
@@ -94,7 +91,7 @@ void ColourRows::FillTables(const CLinearTransformMem& engine) {
             }
         }
     }
-    m_windows = m_kernels.shuffles && PutWindows();
+    m_windows = m_kernels.shuffles && m_rowBytes >= m_windowBytes && PutWindows();
     if (!m_windows)
         PutPairTables();
     FindPeriod();
@@ -102,9 +99,9 @@ void ColourRows::FillTables(const CLinearTransformMem& engine) {
 
 // The window of one group and the places of its samples in it. False if it would be too long.
 bool ColourRows::PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_t* shuffle) const {
-    const std::size_t begin = group * GroupChannels;
-    const std::size_t end = std::min(begin + GroupChannels, m_plan.channels);
-    std::uint32_t samples[GroupChannels * 2];
+    const std::size_t begin = group * m_groupChannels;
+    const std::size_t end = std::min(begin + m_groupChannels, m_plan.channels);
+    std::uint32_t samples[MostGroupChannels * 2];
     std::uint32_t lowest = ~0u;
     std::uint32_t highest = 0;
     for (std::size_t i = begin; i < end; ++i) {
@@ -116,8 +113,8 @@ bool ColourRows::PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_
         highest = std::max(highest, m_seconds[x] + channel);
     }
     // At the row's end the window moves back, so that it never leaves the row.
-    *offset = std::min(lowest, static_cast<std::uint32_t>(m_rowBytes - WindowBytes));
-    if (highest - *offset >= WindowBytes)
+    *offset = std::min(lowest, static_cast<std::uint32_t>(m_rowBytes - m_windowBytes));
+    if (highest - *offset >= m_windowBytes)
         return false;
     for (std::size_t i = 0; i < (end - begin) * 2; ++i)
         shuffle[i] = static_cast<std::uint8_t>(samples[i] - *offset);
@@ -126,7 +123,7 @@ bool ColourRows::PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_
 
 bool ColourRows::PutWindows() {
     for (std::size_t group = 0; group < m_plan.groups; ++group) {
-        if (!PutWindow(group, m_offsets + group, m_shuffles + group * WindowBytes))
+        if (!PutWindow(group, m_offsets + group, m_shuffles + group * m_windowBytes))
             return false;
     }
     return true;
@@ -135,27 +132,31 @@ bool ColourRows::PutWindows() {
 // The groups are pairs already and lie behind each other.
 void ColourRows::PutPairTables() {
     for (std::size_t group = 0; group < m_plan.groups; ++group) {
-        m_offsets[group] = static_cast<std::uint32_t>(group * WindowBytes);
-        for (std::size_t i = 0; i < WindowBytes; ++i)
-            m_shuffles[group * WindowBytes + i] = static_cast<std::uint8_t>(i);
+        m_offsets[group] = static_cast<std::uint32_t>(group * m_windowBytes);
+        for (std::size_t i = 0; i < m_windowBytes; ++i)
+            m_shuffles[group * m_windowBytes + i] = static_cast<std::uint8_t>(i);
     }
 }
 
-// The shortest even number of groups after which all tables repeat, some windows further on.
+// The fewest groups after which all tables repeat, some windows further on: an even number of small ones.
+// Fewer than four are taken several times over, for fewer turns of the outer loop.
 void ColourRows::FindPeriod() {
+    const std::size_t unit = std::max<std::size_t>(1, 32 / m_windowBytes);
+    const std::size_t longest = std::min(LongestPeriod / m_groupChannels, m_plan.groups / 4);
     const auto same = [&](const std::uint8_t* table, std::size_t a, std::size_t b) {
-        return std::memcmp(table + a * WindowBytes, table + b * WindowBytes, WindowBytes) == 0;
+        return std::memcmp(table + a * m_windowBytes, table + b * m_windowBytes, m_windowBytes) == 0;
     };
-    for (std::size_t period = 2; period <= LongestPeriod && period * 4 <= m_plan.groups; period += 2) {
+    for (std::size_t period = unit; period <= longest; period += unit) {
         const std::uint32_t step = m_offsets[period] - m_offsets[0];
         std::size_t group = period;
-        while (group < m_plan.channels / GroupChannels && m_offsets[group] - m_offsets[group - period] == step &&
+        while (group < m_plan.channels / m_groupChannels && m_offsets[group] - m_offsets[group - period] == step &&
                same(m_shuffles, group, group - period) && (!m_short || same(m_weights, group, group - period)))
             ++group;
         if (group >= period * 4) {
-            m_plan.period = period;
-            m_plan.repeats = group / period;
-            m_plan.step = step;
+            const std::size_t times = std::max<std::size_t>(1, 4 / period);
+            m_plan.period = period * times;
+            m_plan.repeats = group / m_plan.period;
+            m_plan.step = step * times;
             return;
         }
     }
@@ -163,9 +164,8 @@ void ColourRows::FindPeriod() {
 
 // The source row as the groups expect it.
 const std::uint8_t* ColourRows::PairsOf(const std::uint8_t* row) {
-    if (m_mapped) {
-        for (std::size_t i = 0; i < m_rowBytes; ++i)
-            m_levels[i] = m_palette[row[i]].rgbBlue;
+    if (m_grays.own) {
+        m_kernels.mapLevels(m_grays.levels, row, m_rowBytes, m_levels);
         row = m_levels;
     }
     if (m_windows)
@@ -206,7 +206,7 @@ const ColourRows::KeptRow& ColourRows::Keep(const std::uint8_t* source, std::uin
 // Rows that no other output row needs go straight to the output, where they can.
 bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, double fraction,
                                std::uint8_t* out) {
-    if (!m_short || !m_windows || m_mapped || !m_kernels.weighAndMix || IsKept(first) || IsKept(second))
+    if (!m_short || !m_windows || m_grays.own || !m_kernels.weighAndMix || IsKept(first) || IsKept(second))
         return false;
     RowWeights weights{1, 0, 0};
     if (first != second) {

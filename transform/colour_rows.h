@@ -4,6 +4,7 @@
 
 #include "dibprep/transform.h"
 #include "transform/columns.h"
+#include "transform/gray_table.h"
 #include "transform/row_kernels.h"
 #include "transform/sampling.h"
 #include "transform/scratch.h"
@@ -49,16 +50,17 @@ private:
     ScratchParts m_scratch;
     ColumnPlan m_plan;
     KeptRow m_kept[2];
-    const tagRGBQUAD* m_palette = nullptr;
+    GrayTable m_grays{};
     std::size_t m_stride = 0;
     std::size_t m_rowBytes = 0; // of pixels
     std::size_t m_pixels = 0;
+    std::size_t m_windowBytes = 0;
+    std::size_t m_groupChannels = 0;
     std::size_t m_perPixel = 0;   // channels
     std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
     bool m_copies = false;        // a row without a second one is its source row
     bool m_short = false;         // all column fractions are short
     bool m_windows = false;       // groups come from the row itself, not from pairs
-    bool m_mapped = false;        // gray levels differ from the indices
 
     std::uint32_t* m_offsets = nullptr;
     std::uint8_t* m_shuffles = nullptr;

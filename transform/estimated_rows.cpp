@@ -13,21 +13,11 @@ namespace dibprep {
 
 namespace {
 
-constexpr std::size_t WindowChannels = 4;
-constexpr std::size_t WindowBytes = 16;
-constexpr std::size_t RowUnit = 32; // channels that a kernel step may touch
+constexpr std::size_t NarrowestRow = 16;
 constexpr std::size_t StripChannels = 512;
 constexpr std::size_t MostOpen = 16; // one group in so many
 constexpr unsigned int ShortestPause = 32;
 constexpr unsigned int LongestPause = 512;
-
-bool HasOwnLevels(const tagRGBQUAD* palette) {
-    for (int level = 0; level < 256; ++level) {
-        if (palette[level].rgbBlue != level)
-            return true;
-    }
-    return false;
-}
 
 } // namespace
 
@@ -37,11 +27,13 @@ bool EstimatedRows::Prepare(const CLinearTransformMem& engine, const RowKernels&
     m_pixels = engine.outWidth;
     m_stride = engine.srcStride;
     m_rowBytes = engine.srcWidth * m_perPixel;
-    m_palette = engine.sourcePalette;
-    if (!kernels.estimates || m_rowBytes < WindowBytes)
+    if (!kernels.estimates || m_rowBytes < NarrowestRow)
         return false;
-    m_mapped = m_perPixel == 1 && HasOwnLevels(m_palette);
+    if (m_perPixel == 1)
+        m_grays = ReadGrayTable(engine.sourcePalette);
     m_plan.channels = m_pixels * m_perPixel;
+    m_windowBytes = kernels.windowBytes;
+    m_plan.windowChannels = m_windowBytes / 4;
     TakeScratch();
     if (!m_scratch.Open())
         return false;
@@ -52,7 +44,7 @@ bool EstimatedRows::Prepare(const CLinearTransformMem& engine, const RowKernels&
 
 void EstimatedRows::TakeScratch() {
     const std::size_t channels = (m_plan.channels + RowUnit - 1) / RowUnit * RowUnit;
-    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(channels / WindowChannels);
+    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(channels / m_plan.windowChannels);
     m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(channels * 4);
     m_plan.weights = m_weights = m_scratch.Take<std::int32_t>(channels);
     m_plan.fractions = m_fractions = m_scratch.Take<double>(channels);
@@ -61,8 +53,8 @@ void EstimatedRows::TakeScratch() {
     for (KeptRow& kept : m_kept) {
         kept.estimates = m_scratch.Take<std::int32_t>(channels);
         kept.doubles = m_scratch.Take<double>(channels);
-        kept.levels = m_scratch.Take<std::uint8_t>(m_mapped ? m_rowBytes : 0);
-        kept.pairs = m_scratch.Take<std::uint8_t>(channels * 2 + WindowBytes);
+        kept.levels = m_scratch.Take<std::uint8_t>(m_grays.own ? m_rowBytes : 0);
+        kept.pairs = m_scratch.Take<std::uint8_t>(channels * 2 + m_windowBytes);
     }
 }
 
@@ -84,26 +76,26 @@ void EstimatedRows::FillTables(const CLinearTransformMem& engine) {
     // What is behind the last channel has no samples and equals itself.
     const std::size_t room = (m_plan.channels + RowUnit - 1) / RowUnit * RowUnit;
     std::memset(m_shuffles, EmptyByte, room * 4);
-    m_far = false;
-    for (std::size_t four = 0; four * WindowChannels < m_plan.channels && !m_far; ++four)
-        m_far = !PutWindow(four);
+    m_far = m_rowBytes < m_windowBytes;
+    for (std::size_t window = 0; window * m_plan.windowChannels < m_plan.channels && !m_far; ++window)
+        m_far = !PutWindow(window);
     if (m_far)
         PutPairTables();
 }
 
-// The window of four channels and the places of its samples in it. False if it would be too long.
-bool EstimatedRows::PutWindow(std::size_t four) {
-    const std::size_t begin = four * WindowChannels;
-    const std::size_t end = std::min(begin + WindowChannels, m_plan.channels);
+// A window and the places of its channels' samples in it. False if it would be too long.
+bool EstimatedRows::PutWindow(std::size_t window) {
+    const std::size_t begin = window * m_plan.windowChannels;
+    const std::size_t end = std::min(begin + m_plan.windowChannels, m_plan.channels);
     // Samples rise from channel to channel but for the steps inside a pixel: the first channel's
     // pixel has the lowest, the last one's the highest.
     const std::size_t lowest = m_firsts[begin / m_perPixel];
-    const std::size_t offset = std::min(lowest, m_rowBytes - WindowBytes);
-    m_offsets[four] = static_cast<std::uint32_t>(offset);
+    const std::size_t offset = std::min(lowest, m_rowBytes - m_windowBytes);
+    m_offsets[window] = static_cast<std::uint32_t>(offset);
     for (std::size_t i = begin; i < end; ++i) {
         const std::size_t first = m_firsts[i / m_perPixel] + i % m_perPixel - offset;
         const std::size_t second = m_seconds[i / m_perPixel] + i % m_perPixel - offset;
-        if (first >= WindowBytes || second >= WindowBytes)
+        if (first >= m_windowBytes || second >= m_windowBytes)
             return false;
         m_shuffles[i * 4] = static_cast<std::uint8_t>(first);
         m_shuffles[i * 4 + 2] = static_cast<std::uint8_t>(second);
@@ -112,10 +104,11 @@ bool EstimatedRows::PutWindow(std::size_t four) {
 }
 
 void EstimatedRows::PutPairTables() {
+    const std::size_t unit = m_plan.windowChannels;
     for (std::size_t i = 0; i < m_plan.channels; ++i) {
-        m_offsets[i / WindowChannels] = static_cast<std::uint32_t>(i / WindowChannels * WindowChannels * 2);
-        m_shuffles[i * 4] = static_cast<std::uint8_t>(i % WindowChannels * 2);
-        m_shuffles[i * 4 + 2] = static_cast<std::uint8_t>(i % WindowChannels * 2 + 1);
+        m_offsets[i / unit] = static_cast<std::uint32_t>(i / unit * unit * 2);
+        m_shuffles[i * 4] = static_cast<std::uint8_t>(i % unit * 2);
+        m_shuffles[i * 4 + 2] = static_cast<std::uint8_t>(i % unit * 2 + 1);
     }
 }
 
@@ -147,10 +140,9 @@ EstimatedRows::KeptRow& EstimatedRows::Keep(const std::uint8_t* source, std::uin
     made.bytes = source + row * m_stride;
     // Between the lines of a text page there are many such rows; in others this ends at once.
     const bool uniform = std::memcmp(made.bytes, made.bytes + 1, m_rowBytes - 1) == 0;
-    made.everywhere = !uniform ? -1 : m_mapped ? m_palette[made.bytes[0]].rgbBlue : made.bytes[0];
-    if (m_mapped) {
-        for (std::size_t i = 0; i < m_rowBytes; ++i)
-            made.levels[i] = m_palette[made.bytes[i]].rgbBlue;
+    made.everywhere = !uniform ? -1 : m_grays.own ? m_grays.levels[made.bytes[0]] : made.bytes[0];
+    if (m_grays.own) {
+        m_kernels.mapLevels(m_grays.levels, made.bytes, m_rowBytes, made.levels);
         made.bytes = made.levels;
     }
     if (m_far) {

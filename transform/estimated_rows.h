@@ -3,6 +3,7 @@
 #pragma once
 
 #include "dibprep/transform.h"
+#include "transform/gray_table.h"
 #include "transform/row_kernels.h"
 #include "transform/sampling.h"
 #include "transform/scratch.h"
@@ -49,7 +50,7 @@ private:
 
     void TakeScratch();
     void FillTables(const CLinearTransformMem& engine);
-    bool PutWindow(std::size_t four);
+    bool PutWindow(std::size_t window);
     void PutPairTables();
     void PutPairs(const std::uint8_t* row, std::uint8_t* pairs) const;
     KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
@@ -63,14 +64,14 @@ private:
     Counts m_made;
     unsigned int m_rowsInDoubles = 0; // how many come before estimates are tried again
     unsigned int m_pause = 0;         // how many there were the last time
-    const tagRGBQUAD* m_palette = nullptr;
+    GrayTable m_grays{};
     std::size_t m_stride = 0;
     std::size_t m_rowBytes = 0; // of pixels
     std::size_t m_pixels = 0;
+    std::size_t m_windowBytes = 0;
     std::size_t m_perPixel = 0;   // channels
     std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
     bool m_far = false;           // samples too far apart for windows: pairs are laid side by side
-    bool m_mapped = false;        // gray levels differ from the indices
 
     std::uint32_t* m_offsets = nullptr;
     std::uint8_t* m_shuffles = nullptr;

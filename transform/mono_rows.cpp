@@ -12,9 +12,6 @@ namespace dibprep {
 
 namespace {
 
-constexpr std::size_t GroupPixels = 16;
-constexpr std::size_t WindowBytes = 16;
-constexpr std::size_t PlaneUnit = 32;
 constexpr std::size_t TableMemory = 256 * 1024;
 constexpr unsigned int Combinations = 16;
 
@@ -40,6 +37,7 @@ void SetBits(std::uint8_t* out, const std::uint8_t* bits, std::size_t bytes) {
 
 bool MonoRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kernels) {
     m_kernels = kernels;
+    m_unit = kernels.windowBytes;
     m_pixels = engine.outWidth;
     m_stride = engine.srcStride;
     m_sourcePixels = engine.srcWidth;
@@ -48,7 +46,7 @@ bool MonoRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kern
     m_setIsBlack = engine.sourcePalette[0].rgbBlue == 255;
     ListClasses(engine);
     m_positions = engine.positions.data();
-    m_planeBytes = (m_pixels + PlaneUnit * 8 - 1) / (PlaneUnit * 8) * PlaneUnit;
+    m_planeBytes = (m_pixels + BitRowUnit * 8 - 1) / (BitRowUnit * 8) * BitRowUnit;
     m_tableRoom = m_classes == 0 ? 0 : std::max<std::size_t>(2, TableMemory / (Combinations * m_planeBytes));
     m_tableRoom = std::min(m_tableRoom, MostTables);
     TakeScratch();
@@ -74,9 +72,9 @@ void MonoRows::ListClasses(const CLinearTransformMem& engine) {
 
 void MonoRows::TakeScratch() {
     const std::size_t pixels = m_planeBytes * 8;
-    m_plan.groups = pixels / GroupPixels;
+    m_plan.pixels = (m_pixels + 63) / 64 * 64;
     m_plan.bytes = m_bytes = m_scratch.Take<std::uint16_t>(pixels);
-    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(m_plan.groups);
+    m_plan.offsets = m_offsets = m_scratch.Take<std::uint32_t>(pixels / m_unit);
     for (int which = 0; which < 2; ++which) {
         m_masks[which] = m_scratch.Take<std::uint16_t>(pixels);
         m_kept[which].first = m_scratch.Take<std::uint8_t>(m_planeBytes);
@@ -85,7 +83,7 @@ void MonoRows::TakeScratch() {
     m_plan.firstMasks = m_masks[0];
     m_plan.secondMasks = m_masks[1];
     m_plan.windows = m_windowTables = m_scratch.Take<std::uint8_t>(pixels * 4);
-    m_source = m_scratch.Take<std::uint8_t>(m_sourceBytes + WindowBytes);
+    m_source = m_scratch.Take<std::uint8_t>(m_sourceBytes + m_unit);
     m_picked = m_scratch.Take<std::uint8_t>(m_planeBytes);
     m_open = m_scratch.Take<std::uint8_t>(m_planeBytes);
     m_classMasks = m_scratch.Take<std::uint8_t>(m_classes * m_planeBytes);
@@ -105,25 +103,26 @@ void MonoRows::FillTables() {
         }
     }
     m_windows = m_kernels.shuffleBits != nullptr;
-    for (std::size_t group = 0; group * GroupPixels < m_pixels && m_windows; ++group)
+    for (std::size_t group = 0; group * m_unit < m_pixels && m_windows; ++group)
         m_windows = PutWindow(group);
 }
 
-// The window of sixteen pixels and the places of their bytes in it. False if it would be too long.
+// The window of a group of pixels and the places of their bytes in it. False if it would be too long.
 bool MonoRows::PutWindow(std::size_t group) {
-    const std::size_t begin = group * GroupPixels;
-    const std::size_t end = std::min(begin + GroupPixels, m_pixels);
+    const std::size_t begin = group * m_unit;
+    const std::size_t end = std::min(begin + m_unit, m_pixels);
+    const std::size_t tableUnit = std::max<std::size_t>(m_unit, 32);
     const unsigned int offset = m_positions[begin].byte0;
     m_offsets[group] = offset;
     for (std::size_t x = begin; x < end; ++x) {
         const CPosition& at = m_positions[x];
-        if (at.byte0 < offset || at.byte1 - offset >= WindowBytes)
+        if (at.byte0 < offset || at.byte1 - offset >= m_unit)
             return false;
-        std::uint8_t* const table = m_windowTables + x / 32 * 128 + Backwards(x % 32);
+        std::uint8_t* const table = m_windowTables + x / tableUnit * tableUnit * 4 + Backwards(x % tableUnit);
         table[0] = static_cast<std::uint8_t>(at.byte0 - offset);
-        table[32] = BitOf(at.x0);
-        table[64] = static_cast<std::uint8_t>(at.byte1 - offset);
-        table[96] = BitOf(at.x1);
+        table[tableUnit] = BitOf(at.x0);
+        table[tableUnit * 2] = static_cast<std::uint8_t>(at.byte1 - offset);
+        table[tableUnit * 3] = BitOf(at.x1);
     }
     return true;
 }

@@ -57,6 +57,7 @@ private:
     int m_threshold = 0;
     bool m_setIsBlack = false;
     bool m_windows = false;
+    std::size_t m_unit = 0; // pixels of a group and bytes of its window
     std::size_t m_pixels = 0;
     std::size_t m_stride = 0;
     std::size_t m_sourcePixels = 0;

@@ -37,6 +37,11 @@ void PairColours(const std::uint8_t* row, const std::uint32_t* firsts, const std
     }
 }
 
+void MapLevels(const std::uint8_t* levels, const std::uint8_t* from, std::size_t count, std::uint8_t* to) {
+    for (std::size_t i = 0; i < count; ++i)
+        to[i] = levels[from[i]];
+}
+
 void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         out[i] = static_cast<std::uint8_t>(from[i] >> shift);
@@ -66,7 +71,7 @@ void MixDoubles(const double* row0, const double* row1, double fraction, std::ui
 // Left or right sample of channel i.
 int SampleOf(const EstimatePlan& plan, const std::uint8_t* bytes, std::size_t i, std::size_t which) {
     const std::uint8_t index = plan.shuffles[i * 4 + which * 2];
-    return index == EmptyByte ? 0 : bytes[plan.offsets[i / 4] + index];
+    return index == EmptyByte ? 0 : bytes[plan.offsets[i / plan.windowChannels] + index];
 }
 
 void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, std::int32_t* to) {
@@ -93,7 +98,7 @@ void Across(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, do
 }
 
 void GatherBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first, std::uint8_t* second) {
-    for (std::size_t byte = 0; byte < plan.groups * 2; ++byte) {
+    for (std::size_t byte = 0; byte < plan.pixels / 8; ++byte) {
         unsigned int firstBits = 0;
         unsigned int secondBits = 0;
         for (std::size_t i = byte * 8; i < byte * 8 + 8; ++i) {
@@ -148,6 +153,7 @@ RowKernels RowKernelsFor(Tier tier) {
     kernels.weigh = Weigh;
     kernels.toDoubles = ToDoubles;
     kernels.pairColours = PairColours;
+    kernels.mapLevels = MapLevels;
     kernels.narrow = Narrow;
     kernels.mixWords = MixWords;
     kernels.mixWordsInDoubles = MixWordsInDoubles;
@@ -166,8 +172,11 @@ RowKernels RowKernelsFor(Tier tier) {
         AddAvx2RowKernels(kernels);
         AddAvx2EstimateKernels(kernels);
     }
-    if (tier >= Tier::Avx512)
+    if (tier >= Tier::Avx512) {
         AddAvx512RowKernels(kernels);
+        AddAvx512EstimateKernels(kernels);
+        AddAvx512BitKernels(kernels);
+    }
     return kernels;
 }
 

@@ -11,14 +11,15 @@ namespace dibprep {
 
 // How the channels of an output row come from the bytes of a source row. A channel is one output
 // byte: a gray level, or one colour of a pixel. Eight channels form a group, which is made from one
-// window of 16 bytes: the shuffle brings the window's bytes into pairs (left sample, right sample).
+// window of 16 bytes, or 32 from one of 64: the shuffle brings the window's bytes into pairs (left
+// sample, right sample).
 struct ColumnPlan {
     std::size_t channels = 0;
-    std::size_t groups = 0;                 // channels / 8, rounded up
+    std::size_t groups = 0;                 // channels / channels of a group, rounded up
     unsigned int fractionBits = 0;          // weights are in units of 1 / 2^fractionBits
     const std::uint32_t* offsets = nullptr; // a group: where its window begins
-    const std::uint8_t* shuffles = nullptr; // a group: 16 indices into the window
-    const std::uint8_t* weights = nullptr;  // a group: 8 pairs (2^fractionBits - k, k)
+    const std::uint8_t* shuffles = nullptr; // a channel: two indices into the window
+    const std::uint8_t* weights = nullptr;  // a channel: a pair (2^fractionBits - k, k)
     const double* fractions = nullptr;      // a channel: the weight of its right sample
     // The first `period` groups stand for `repeats` times as many, whose windows advance by `step`
     // bytes each time; what is left has entries of its own. Tables that repeat stay in the first cache.
@@ -27,16 +28,21 @@ struct ColumnPlan {
     std::size_t step = 0;
 };
 
-// How the channels of an output row are estimated: four of them share a window of 16 bytes.
+// How the channels of an output row are estimated: four of them share a window of 16 bytes, or sixteen
+// one of 64.
 struct EstimatePlan {
     std::size_t channels = 0;
-    const std::uint32_t* offsets = nullptr; // four channels: where their window begins
+    std::size_t windowChannels = 4;
+    const std::uint32_t* offsets = nullptr; // a window: where it begins
     const std::uint8_t* shuffles = nullptr; // a channel: left, none, right, none; an index into the window or EmptyByte
     const std::int32_t* weights = nullptr;  // a channel: EstimateWeight of its fraction
     const double* fractions = nullptr;      // a channel: the weight of its right sample
 };
 
 constexpr std::uint8_t EmptyByte = 0x80;
+
+constexpr std::size_t RowUnit = 32;
+constexpr std::size_t BitRowUnit = 64;
 
 // One source row: the bytes that the windows lie in, and the estimates made of them.
 struct EstimatedRow {
@@ -50,16 +56,17 @@ struct Strip {
     std::size_t end;
 };
 
-// How the bits of an output row come from a 1-bit source row, sixteen pixels to a group. Within
-// eight pixels the tables run backwards, so that gathered results have the first pixel on top.
+// How the bits of an output row come from a 1-bit source row. A group is sixteen pixels, or 64 with
+// windows of as many bytes. Within eight pixels the tables run backwards, so that gathered results have
+// the first pixel on top.
 struct BitPlan {
-    std::size_t groups = 0;                     // pixels / 16, rounded up
+    std::size_t pixels = 0;                     // rounded up to a multiple of 64
     const std::uint16_t* bytes = nullptr;       // a pixel: the byte of its left sample
     const std::uint16_t* firstMasks = nullptr;  // a pixel: its left sample in that byte and the next (low, high)
     const std::uint16_t* secondMasks = nullptr; // likewise its right sample
-    const std::uint32_t* offsets = nullptr;     // a group: where its window of 16 bytes begins
-    // Two groups: four times 32 bytes, for their left samples the byte in the window and the bit in
-    // that byte, then the same for the right ones.
+    const std::uint32_t* offsets = nullptr;     // a group: where its window begins
+    // Two groups of sixteen, or one of 64: four times as many bytes as pixels, for their left samples
+    // the byte in the window and the bit in that byte, then the same for the right ones.
     const std::uint8_t* windows = nullptr;
 };
 
@@ -78,14 +85,16 @@ struct RowWeights {
     unsigned int bits; // its exponent, at most 14
 };
 
-// All rows of scratch may be read and written to the next multiple of 32 elements (bytes for bit
-// rows). `out` is a row of the destination: exactly `count` bytes of it are written.
+// All rows of scratch may be read and written to the next multiple of RowUnit elements, rows of bits to
+// that of BitRowUnit bytes. `out` is a row of the destination: exactly `count` bytes of it are written.
 struct RowKernels {
     // The tier that each of them has its form from.
     Tier tier = Tier::Scalar;
 
     // Whether weigh and toDoubles apply the shuffles; otherwise groups are pairs already.
     bool shuffles = false;
+    // Of the windows that all its shuffles take: 16 or 64.
+    std::size_t windowBytes = 16;
     // Horizontal results times 2^fractionBits, at most 255 * 64. Exact.
     void (*weigh)(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) = nullptr;
     // Horizontal results in the line builders' own arithmetic.
@@ -93,6 +102,10 @@ struct RowKernels {
     // Pairs of three channels: four bytes are read at 3 * first and at 3 * second, and eight written.
     void (*pairColours)(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds,
                         std::size_t pixels, std::uint8_t* pairs) = nullptr;
+
+    // Levels of a table of 256. Neither row is touched behind `count` bytes.
+    void (*mapLevels)(const std::uint8_t* levels, const std::uint8_t* from, std::size_t count,
+                      std::uint8_t* to) = nullptr;
 
     // One weighed row: from >> shift.
     void (*narrow)(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) = nullptr;
@@ -121,7 +134,7 @@ struct RowKernels {
     void (*across)(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, double* to) = nullptr;
 
     // The left and the right sample of every pixel as rows of bits: from bytes and masks, or from the
-    // windows, where the tier has a shuffle. A row may be read to one byte behind its last.
+    // windows, where the tier has a shuffle. A row may be read to one window behind its last byte.
     void (*gatherBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
                        std::uint8_t* second) = nullptr;
     void (*shuffleBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
@@ -144,5 +157,7 @@ void AddSsse3RowKernels(RowKernels& kernels);
 void AddAvx2RowKernels(RowKernels& kernels);
 void AddAvx2EstimateKernels(RowKernels& kernels);
 void AddAvx512RowKernels(RowKernels& kernels);
+void AddAvx512EstimateKernels(RowKernels& kernels);
+void AddAvx512BitKernels(RowKernels& kernels);
 
 } // namespace dibprep

@@ -3,6 +3,7 @@
 #include "dib/depth_rows.h"
 #include "tests/dib/tier_support.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 
@@ -121,7 +122,8 @@ INSTANTIATE_TEST_SUITE_P(Every, DepthTier, FastTiers(), NameOfTier);
 TEST_P(DepthTier, BringsItsOwnLoops) {
     const DepthRows& rows = DepthRowsFor(GetParam());
     const DepthRows& plain = DepthRowsFor(Tier::Scalar);
-    const DepthRows& below = DepthRowsFor(static_cast<Tier>(static_cast<int>(GetParam()) - 1));
+    const Tier own = std::min(GetParam(), Tier::Avx2); // AVX-512 runs the loops of AVX2
+    const DepthRows& below = DepthRowsFor(static_cast<Tier>(static_cast<int>(own) - 1));
     EXPECT_EQ(rows.tier, GetParam());
     EXPECT_NE(rows.from1To24, plain.from1To24);
     EXPECT_NE(rows.from4To24, plain.from4To24);

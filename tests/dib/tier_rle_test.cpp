@@ -3,6 +3,7 @@
 #include "dib/rle8.h"
 #include "tests/dib/tier_support.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -91,8 +92,9 @@ Bytes WildStream(Random& random) {
 TEST_P(RleTier, DrawsPlainCodesItself) {
     EXPECT_EQ(dibprep::PlainRle8For(Tier::Scalar), nullptr);
     const dibprep::DrawPlainRle8 draw = dibprep::PlainRle8For(GetParam());
+    const Tier own = std::min(GetParam(), Tier::Avx2); // AVX-512 draws with the loop of AVX2
     for (const Tier tier : testtiers::FastTiersHere())
-        EXPECT_EQ(draw == dibprep::PlainRle8For(tier), tier == GetParam());
+        EXPECT_EQ(draw == dibprep::PlainRle8For(tier), std::min(tier, Tier::Avx2) == own);
 
     // Three rows of 100, and a row below them: no code comes near the end of the pixels.
     Random random(1);

@@ -73,7 +73,7 @@ TEST_P(BitChoiceTier, PicksAndOpensAsTheScalarFormDoes) {
     ASSERT_NE(scalar.pickChoices, kernels.pickChoices);
     testdib::Random random(29);
     for (int round = 0; round < 300; ++round) {
-        const std::size_t bytes = static_cast<std::size_t>(random.Range(1, 5)) * 32;
+        const std::size_t bytes = static_cast<std::size_t>(random.Range(1, 5)) * BitRowUnit;
         std::vector<std::uint8_t> planes[4];
         const std::uint8_t* samples[4];
         // All clear, all set, or any, 32 bytes at a time.

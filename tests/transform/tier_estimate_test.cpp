@@ -22,8 +22,9 @@ constexpr std::size_t MostChannels = 140;
 constexpr std::size_t Room = 160; // to the next 32 channels
 const double NearlyOne = std::nextafter(1.0, 0.0);
 
-// A plan over two rows of random bytes, four channels to a window somewhere in them.
+// A plan over two rows of random bytes, the channels of a window somewhere in them.
 struct Rows {
+    std::size_t windowBytes;
     std::vector<std::uint32_t> offsets = std::vector<std::uint32_t>(Room / 4);
     std::vector<std::uint8_t> shuffles = std::vector<std::uint8_t>(Room * 4, EmptyByte);
     std::vector<std::int32_t> weights = std::vector<std::int32_t>(Room);
@@ -47,7 +48,8 @@ struct Rows {
         }
     }
     // `levels` of samples: 256 any, fewer make many results whole.
-    Rows(std::size_t channels, int levels, testdib::Random& random) {
+    Rows(std::size_t window, std::size_t channels, int levels, testdib::Random& random) : windowBytes(window) {
+        const int last = static_cast<int>(windowBytes) - 1;
         for (auto& row : bytes) {
             row.resize(200);
             for (std::uint8_t& byte : row)
@@ -55,16 +57,16 @@ struct Rows {
         }
         if (random.OneIn(3))
             bytes[1] = bytes[0];
-        for (std::size_t four = 0; four * 4 < channels; ++four)
-            offsets[four] = static_cast<std::uint32_t>(random.Range(0, 200 - 16));
+        for (std::size_t i = 0; i * windowBytes / 4 < channels; ++i)
+            offsets[i] = static_cast<std::uint32_t>(random.Range(0, 199 - last));
         const bool flat = random.OneIn(4); // every second pair is two equal samples
         for (std::size_t i = 0; i < channels; ++i) {
-            shuffles[i * 4] = static_cast<std::uint8_t>(random.Range(0, 15));
-            shuffles[i * 4 + 2] = flat && i % 2 ? shuffles[i * 4] : static_cast<std::uint8_t>(random.Range(0, 15));
+            shuffles[i * 4] = static_cast<std::uint8_t>(random.Range(0, last));
+            shuffles[i * 4 + 2] = flat && i % 2 ? shuffles[i * 4] : static_cast<std::uint8_t>(random.Range(0, last));
             fractions[i] = Fraction(random);
             weights[i] = EstimateWeight(fractions[i]);
         }
-        plan = {channels, offsets.data(), shuffles.data(), weights.data(), fractions.data()};
+        plan = {channels, windowBytes / 4, offsets.data(), shuffles.data(), weights.data(), fractions.data()};
     }
 };
 
@@ -142,7 +144,7 @@ TEST(EstimateBound, HorizontalEstimatesAreNearAndWholeOnlyForEqualSamples) {
 
 TEST_P(Estimates, EveryCountAndStrip) {
     for (std::size_t count = 1; count <= MostChannels; ++count) {
-        const Rows rows(count, 256, random);
+        const Rows rows(kernels.windowBytes, count, 256, random);
         for (const double fraction : {0.0, 1.0 / 3, NearlyOne, 1e-13, 0.5, 0.7183})
             Mix(rows, fraction, 0);
         if (count > 32)
@@ -159,7 +161,8 @@ TEST_P(Estimates, RandomAndAdversarialWeights) {
     std::size_t open = 0;
     for (int round = 0; round < 6000; ++round) {
         const int levels = round % 3 == 0 ? 2 : round % 3 == 1 ? 6 : 256;
-        const Rows rows(static_cast<std::size_t>(random.Range(1, MostChannels)), levels, random);
+        const auto channels = static_cast<std::size_t>(random.Range(1, MostChannels));
+        const Rows rows(kernels.windowBytes, channels, levels, random);
         open += Mix(rows, rows.Fraction(random), 0);
     }
     EXPECT_GT(open, 1000u);
@@ -167,7 +170,7 @@ TEST_P(Estimates, RandomAndAdversarialWeights) {
 
 TEST_P(Estimates, EqualSamplesAreNeverLeftOpen) {
     for (int level = 0; level < 256; ++level) {
-        Rows rows(MostChannels, 256, random);
+        Rows rows(kernels.windowBytes, MostChannels, 256, random);
         for (auto& row : rows.bytes)
             std::fill(row.begin(), row.end(), static_cast<std::uint8_t>(level));
         EXPECT_EQ(0u, Mix(rows, rows.Fraction(random), 0)) << level;

@@ -49,6 +49,47 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Every, RowKernelTier, FastTiers(), NameOfTier);
 
+TEST(RowKernels, Avx512HasItsOwnFormOfAllThatAvx2Has) {
+    const RowKernels avx2 = RowKernelsFor(Tier::Avx2);
+    const RowKernels avx512 = RowKernelsFor(Tier::Avx512);
+    EXPECT_EQ(Tier::Avx2, avx2.tier);
+    EXPECT_EQ(Tier::Avx512, avx512.tier);
+    EXPECT_EQ(16u, avx2.windowBytes);
+    EXPECT_EQ(64u, avx512.windowBytes);
+    EXPECT_TRUE(avx512.shuffles);
+    EXPECT_TRUE(avx512.estimates);
+    EXPECT_NE(avx2.weigh, avx512.weigh);
+    EXPECT_NE(avx2.toDoubles, avx512.toDoubles);
+    EXPECT_NE(avx2.mapLevels, avx512.mapLevels);
+    EXPECT_NE(avx2.narrow, avx512.narrow);
+    EXPECT_NE(avx2.mixWords, avx512.mixWords);
+    EXPECT_NE(avx2.weighAndMix, avx512.weighAndMix);
+    EXPECT_NE(avx2.mixWordsInDoubles, avx512.mixWordsInDoubles);
+    EXPECT_NE(avx2.mixDoubles, avx512.mixDoubles);
+    EXPECT_NE(avx2.estimate, avx512.estimate);
+    EXPECT_NE(avx2.mixEstimates, avx512.mixEstimates);
+    EXPECT_NE(avx2.across, avx512.across);
+    EXPECT_NE(avx2.shuffleBits, avx512.shuffleBits);
+    EXPECT_NE(avx2.pickOutcomes, avx512.pickOutcomes);
+    EXPECT_NE(avx2.pickChoices, avx512.pickChoices);
+    // Pairs and gathered bits, of pictures without windows, are those of SSE2 on every tier.
+    const RowKernels sse2 = RowKernelsFor(Tier::Sse2);
+    EXPECT_EQ(sse2.pairColours, avx512.pairColours);
+    EXPECT_EQ(sse2.gatherBits, avx512.gatherBits);
+}
+
+TEST_P(RowKernelTier, MapsLevelsOfEveryCount) {
+    std::uint8_t levels[256];
+    for (std::uint8_t& level : levels)
+        level = static_cast<std::uint8_t>(random.Next());
+    for (std::size_t count = 1; count <= 330; ++count) {
+        testhost::GuardedBuffer row(count);
+        for (std::size_t i = 0; i < count; ++i)
+            row.data()[i] = static_cast<std::uint8_t>(count > 256 ? i : random.Next());
+        Compare(count, [&](const RowKernels& k, std::uint8_t* out) { k.mapLevels(levels, row.data(), count, out); });
+    }
+}
+
 TEST_P(RowKernelTier, NarrowsEveryCount) {
     for (std::size_t count = 1; count <= MostChannels; ++count) {
         const unsigned int bits = static_cast<unsigned int>(count % 7);
@@ -108,17 +149,17 @@ TEST_P(RowKernelTier, WeighsPairsOfEveryCount) {
             const int weight = random.Range(0, (1 << bits) - 1);
             pairs[2 * i] = static_cast<std::uint8_t>(random.OneIn(5) ? 255 : random.Next());
             pairs[2 * i + 1] = static_cast<std::uint8_t>(random.OneIn(5) ? 0 : random.Next());
-            shuffles[2 * i] = static_cast<std::uint8_t>(2 * i % 16);
-            shuffles[2 * i + 1] = static_cast<std::uint8_t>(2 * i % 16 + 1);
+            shuffles[2 * i] = static_cast<std::uint8_t>(2 * i % kernels.windowBytes);
+            shuffles[2 * i + 1] = static_cast<std::uint8_t>(2 * i % kernels.windowBytes + 1);
             weights[2 * i] = static_cast<std::uint8_t>((1 << bits) - weight);
             weights[2 * i + 1] = static_cast<std::uint8_t>(weight);
             fractions[i] = random.Next() / 4294967296.0;
         }
         for (std::size_t i = 0; i < offsets.size(); ++i)
-            offsets[i] = static_cast<std::uint32_t>(i * 16);
+            offsets[i] = static_cast<std::uint32_t>(i * kernels.windowBytes);
         ColumnPlan plan;
         plan.channels = count;
-        plan.groups = (count + 7) / 8;
+        plan.groups = (count + kernels.windowBytes / 2 - 1) / (kernels.windowBytes / 2);
         plan.fractionBits = bits;
         plan.offsets = offsets.data();
         plan.shuffles = shuffles.data();
@@ -138,7 +179,7 @@ TEST_P(RowKernelTier, WeighsPairsOfEveryCount) {
 }
 
 TEST_P(RowKernelTier, PicksOutcomesOfEveryCombination) {
-    for (const std::size_t bytes : {32u, 64u, 224u}) {
+    for (const std::size_t bytes : {BitRowUnit, BitRowUnit * 2, BitRowUnit * 7}) {
         std::vector<std::uint8_t> planes[4];
         const std::uint8_t* samples[4];
         for (int which = 0; which < 4; ++which) {

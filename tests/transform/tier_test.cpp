@@ -63,6 +63,18 @@ TEST_P(TransformTier, EveryWidthAroundTheVectorLengthsInOneBit) {
     }
 }
 
+// Where windows of 64 bytes begin to fit, and where tables begin to repeat.
+TEST_P(TransformTier, WidthsAroundTheLongestVectors) {
+    for (const Resolutions& at : {CommonResolutions[0], CommonResolutions[1], CommonResolutions[2], {300, 137}}) {
+        for (const int width : {21, 22, 43, 84, 85, 86, 191, 192, 193, 257, 383, 384, 385})
+            Compare({24, width, 4, at.from, at.from}, at.to);
+        for (const int width : {63, 64, 65, 127, 128, 129, 191, 192, 193, 255, 256, 257, 575, 576, 577})
+            Compare({8, width, 4, at.from, at.from}, at.to);
+        for (const int width : {511, 512, 513, 767, 768, 769, 1023, 1024, 1025, 2047, 2048, 2049})
+            Compare({1, width, 4, at.from, at.from}, at.to);
+    }
+}
+
 TEST_P(TransformTier, InexactRatiosOfEveryWidth) {
     for (const Resolutions& at : {Resolutions{300, 137}, {300, 201}, {299, 200}, {200, 299}, {300, 59}}) {
         for (int width = 6; width <= 60; ++width) {

@@ -1,35 +1,25 @@
 // The estimate kernels for AVX2: eight channels in a register. What the estimates are and why they
 // decide is told in estimate.h.
-#include "transform/estimate.h"
-#include "transform/row_kernels.h"
+#include "transform/x86/vectors_avx2.h"
 
-#include <cstring>
-#include <immintrin.h>
+#include "transform/estimate.h"
 
 namespace dibprep {
 
 namespace {
 
-#define DIBPREP_AVX2 __attribute__((target("avx2")))
-
-DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
-
-DIBPREP_AVX2 inline __m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
-
 // The difference right - left of sample pairs that lie in doublewords.
-DIBPREP_AVX2 inline __m256i DifferenceOf(__m256i pairs) {
+DIBPREP_TIER inline __m256i DifferenceOf(__m256i pairs) {
     return _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x0001FFFF));
 }
 
 // The samples of eight channels.
-DIBPREP_AVX2 inline __m256i PairsOfEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
+DIBPREP_TIER inline __m256i PairsOfEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
                                          const std::uint8_t* shuffles) {
-    const __m256i windows =
-        _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(bytes + offsets[0])), LoadHalf(bytes + offsets[1]), 1);
-    return _mm256_shuffle_epi8(windows, Load(shuffles));
+    return _mm256_shuffle_epi8(LoadTwo(bytes + offsets[0], bytes + offsets[1]), Load(shuffles));
 }
 
-DIBPREP_AVX2 inline __m256i EstimateEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
+DIBPREP_TIER inline __m256i EstimateEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
                                           const std::uint8_t* shuffles, const std::int32_t* weights) {
     const __m256i pairs = PairsOfEight(bytes, offsets, shuffles);
     const __m256i products = _mm256_mullo_epi32(DifferenceOf(pairs), Load(weights));
@@ -37,7 +27,7 @@ DIBPREP_AVX2 inline __m256i EstimateEight(const std::uint8_t* bytes, const std::
     return _mm256_add_epi32(_mm256_slli_epi32(pairs, EstimateBits), products);
 }
 
-DIBPREP_AVX2 void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, std::int32_t* to) {
+DIBPREP_TIER void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, std::int32_t* to) {
     const std::uint32_t* offsets = plan.offsets + strip.begin / 4;
     const std::uint8_t* shuffles = plan.shuffles + strip.begin * 4;
     const std::int32_t* weights = plan.weights + strip.begin;
@@ -45,8 +35,8 @@ DIBPREP_AVX2 void Estimate(const EstimatePlan& plan, const std::uint8_t* bytes, 
     for (to += strip.begin; to < end; to += 16, offsets += 4, shuffles += 64, weights += 16) {
         const __m256i low = EstimateEight(bytes, offsets, shuffles, weights);
         const __m256i high = EstimateEight(bytes, offsets + 2, shuffles + 32, weights + 8);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), low);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + 8), high);
+        Store(to, low);
+        Store(to + 8, high);
     }
 }
 
@@ -60,7 +50,7 @@ struct RaisedEstimates {
 };
 
 // Eight channels.
-DIBPREP_AVX2 inline RaisedEstimates MixEight(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction) {
+DIBPREP_TIER inline RaisedEstimates MixEight(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction) {
     const __m256i top = Load(row0);
     const __m256i difference = _mm256_sub_epi32(Load(row1), top);
     const __m256i product = _mm256_cvtps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(difference), fraction));
@@ -72,14 +62,14 @@ DIBPREP_AVX2 inline RaisedEstimates MixEight(const std::int32_t* row0, const std
     return {values, _mm256_or_si256(above, equal)};
 }
 
-DIBPREP_AVX2 inline bool AnyOpen(__m256i above) {
+DIBPREP_TIER inline bool AnyOpen(__m256i above) {
     const __m256i highest = _mm256_set1_epi32(static_cast<int>(OpenBelow - 1));
     const __m256i open = _mm256_cmpeq_epi32(_mm256_min_epu32(above, highest), above);
     return !_mm256_testz_si256(open, open);
 }
 
 // Which groups among 32 channels have open ones.
-DIBPREP_AVX2 __attribute__((noinline)) unsigned int OpenGroups(const std::int32_t* row0, const std::int32_t* row1,
+DIBPREP_TIER __attribute__((noinline)) unsigned int OpenGroups(const std::int32_t* row0, const std::int32_t* row1,
                                                                float fraction) {
     unsigned int groups = 0;
     for (unsigned int group = 0; group < 4; ++group, row0 += 8, row1 += 8)
@@ -92,14 +82,14 @@ DIBPREP_AVX2 __attribute__((noinline)) unsigned int OpenGroups(const std::int32_
 constexpr int UpperOfBase = 0x43300000;
 constexpr double Base = 4503599627370496.0;
 
-DIBPREP_AVX2 inline __m256d AcrossFour(__m256i left, __m256i right, const double* fractions) {
+DIBPREP_TIER inline __m256d AcrossFour(__m256i left, __m256i right, const double* fractions) {
     const __m256d difference = _mm256_sub_pd(_mm256_castsi256_pd(right), _mm256_castsi256_pd(left));
     const __m256d first = _mm256_sub_pd(_mm256_castsi256_pd(left), _mm256_set1_pd(Base));
     return _mm256_add_pd(first, _mm256_mul_pd(difference, _mm256_loadu_pd(fractions)));
 }
 
 // The horizontal results of eight channels of one row, in doubles.
-DIBPREP_AVX2 inline void AcrossEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
+DIBPREP_TIER inline void AcrossEight(const std::uint8_t* bytes, const std::uint32_t* offsets,
                                      const std::uint8_t* shuffles, const double* fractions, __m256d fours[2]) {
     // In the order that brings channels 0 to 3 out of the lower halves and 4 to 7 out of the upper ones.
     const __m256i pairs = _mm256_permute4x64_epi64(PairsOfEight(bytes, offsets, shuffles), 0xD8);
@@ -110,7 +100,7 @@ DIBPREP_AVX2 inline void AcrossEight(const std::uint8_t* bytes, const std::uint3
     fours[1] = AcrossFour(_mm256_unpackhi_epi32(left, upper), _mm256_unpackhi_epi32(right, upper), fractions + 4);
 }
 
-DIBPREP_AVX2 void Across(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, double* to) {
+DIBPREP_TIER void Across(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, double* to) {
     const std::uint32_t* offsets = plan.offsets + strip.begin / 4;
     const std::uint8_t* shuffles = plan.shuffles + strip.begin * 4;
     const double* fractions = plan.fractions + strip.begin;
@@ -124,7 +114,7 @@ DIBPREP_AVX2 void Across(const EstimatePlan& plan, const std::uint8_t* bytes, St
 }
 
 // Eight channels in the line builders' arithmetic.
-DIBPREP_AVX2 void MixExactly(const EstimatePlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
+DIBPREP_TIER void MixExactly(const EstimatePlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
                              std::size_t channel, double fraction, std::uint8_t* to) {
     const std::uint32_t* const offsets = plan.offsets + channel / 4;
     const std::uint8_t* const shuffles = plan.shuffles + channel * 4;
@@ -142,7 +132,7 @@ DIBPREP_AVX2 void MixExactly(const EstimatePlan& plan, const std::uint8_t* bytes
 }
 
 // 32 channels; what they have above levels, the lowest of each four.
-DIBPREP_AVX2 inline __m256i MixAll(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction,
+DIBPREP_TIER inline __m256i MixAll(const std::int32_t* row0, const std::int32_t* row1, __m256 fraction,
                                    __m256i* lowest) {
     __m256i words[2];
     *lowest = _mm256_set1_epi32(-1);
@@ -158,12 +148,12 @@ DIBPREP_AVX2 inline __m256i MixAll(const std::int32_t* row0, const std::int32_t*
 }
 
 // Stores the levels of `count` channels, those of the open groups computed exactly.
-DIBPREP_AVX2 __attribute__((noinline)) void StoreMended(const EstimatePlan& plan, const EstimatedRow& row0,
+DIBPREP_TIER __attribute__((noinline)) void StoreMended(const EstimatePlan& plan, const EstimatedRow& row0,
                                                         const EstimatedRow& row1, double fraction, __m256i levels,
                                                         std::size_t channel, unsigned int openGroups, std::uint8_t* out,
                                                         std::size_t count) {
     std::uint8_t whole[32];
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(whole), levels);
+    Store(whole, levels);
     for (; openGroups != 0; openGroups &= openGroups - 1) {
         const auto part = static_cast<unsigned int>(__builtin_ctz(openGroups)) * 8;
         MixExactly(plan, row0.bytes, row1.bytes, channel + part, fraction, whole + part);
@@ -171,7 +161,7 @@ DIBPREP_AVX2 __attribute__((noinline)) void StoreMended(const EstimatePlan& plan
     std::memcpy(out, whole, count);
 }
 
-DIBPREP_AVX2 std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedRow& row0, const EstimatedRow& row1,
+DIBPREP_TIER std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedRow& row0, const EstimatedRow& row1,
                                       double fraction, Strip strip, std::uint8_t* out) {
     const std::int32_t* const top = row0.estimates;
     const std::int32_t* const bottom = row1.estimates;
@@ -185,7 +175,7 @@ DIBPREP_AVX2 std::size_t MixEstimates(const EstimatePlan& plan, const EstimatedR
             openGroups = OpenGroups(top + i, bottom + i, static_cast<float>(fraction));
         const std::size_t count = strip.end - i;
         if (openGroups == 0 && count >= 32) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), levels);
+            Store(out + i, levels);
             continue;
         }
         StoreMended(plan, row0, row1, fraction, levels, i, openGroups, out + i, count < 32 ? count : 32);

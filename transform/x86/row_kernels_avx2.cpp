@@ -1,105 +1,54 @@
 // The row kernels for AVX2: two groups of channels, or two windows of bits, in a register.
-#include "transform/row_kernels.h"
-
-#include <cstring>
-#include <immintrin.h>
+#include "transform/x86/vectors_avx2.h"
 
 namespace dibprep {
 
 namespace {
 
-#define DIBPREP_AVX2 __attribute__((target("avx2")))
-
-DIBPREP_AVX2 inline __m128i LoadHalf(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
-
-DIBPREP_AVX2 inline __m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
-
-DIBPREP_AVX2 inline void Store(void* to, __m256i value) { _mm256_storeu_si256(static_cast<__m256i*>(to), value); }
-
-DIBPREP_AVX2 inline __m256i LoadTwo(const void* low, const void* high) {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(low)), LoadHalf(high), 1);
-}
-
-// Stores the first `count` of 32 bytes.
-DIBPREP_AVX2 inline void StorePart(std::uint8_t* to, __m256i value, std::size_t count) {
-    if (count >= 32) {
-        Store(to, value);
-        return;
-    }
-    std::uint8_t whole[32];
-    Store(whole, value);
-    std::memcpy(to, whole, count);
-}
-
 // The words of two registers, at most 255, as bytes in their order.
-DIBPREP_AVX2 inline __m256i PackWords(__m256i low, __m256i high) {
+DIBPREP_TIER inline __m256i PackWords(__m256i low, __m256i high) {
     return _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), 0xD8);
 }
 
-DIBPREP_AVX2 inline __m256i PairsOfTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table) {
+DIBPREP_TIER inline __m256i PairsOfTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table) {
     return _mm256_shuffle_epi8(LoadTwo(bytes + plan.offsets[table], bytes + plan.offsets[table + 1]),
                                Load(plan.shuffles + table * 16));
 }
 
-DIBPREP_AVX2 inline __m128i PairsOfGroup(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table) {
-    return _mm_shuffle_epi8(LoadHalf(bytes + plan.offsets[table]), LoadHalf(plan.shuffles + table * 16));
-}
-
-DIBPREP_AVX2 inline void WeighTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
-                                        std::uint16_t* to) {
+// The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate.
+DIBPREP_TIER inline void WeighTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
+                                        std::size_t /*channel*/, std::uint16_t* to) {
     Store(to, _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes, table), Load(plan.weights + table * 16)));
 }
 
-// The weights are at most 64, so that the sum of a pair, at most 255 * 64, does not saturate. The
-// period is even.
-DIBPREP_AVX2 void Weigh(const ColumnPlan& columns, const std::uint8_t* bytes, std::uint16_t* to) {
-    const ColumnPlan plan = columns; // no store can change a copy
-    const std::uint8_t* window = bytes;
-    for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
-        for (std::size_t table = 0; table < plan.period; table += 2, to += 16)
-            WeighTwoGroups(plan, window, table, to);
-    }
-    std::size_t table = plan.period * plan.repeats;
-    for (; table + 1 < plan.groups; table += 2, to += 16)
-        WeighTwoGroups(plan, bytes, table, to);
-    if (table < plan.groups) {
-        const __m128i weights = LoadHalf(plan.weights + table * 16);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_maddubs_epi16(PairsOfGroup(plan, bytes, table), weights));
-    }
+DIBPREP_TIER void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
+    WalkGroups<std::uint16_t, WeighTwoGroups, 2>(plan, bytes, to);
 }
 
 // Four channels: first + difference * fraction.
-DIBPREP_AVX2 inline void StoreFour(double* to, __m128i first, __m128i difference, const double* fractions) {
+DIBPREP_TIER inline void StoreFour(double* to, __m128i first, __m128i difference, const double* fractions) {
     const __m256d product = _mm256_mul_pd(_mm256_cvtepi32_pd(difference), _mm256_loadu_pd(fractions));
     _mm256_storeu_pd(to, _mm256_add_pd(_mm256_cvtepi32_pd(first), product));
 }
 
-DIBPREP_AVX2 inline void GroupToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
+DIBPREP_TIER inline void GroupToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, std::size_t table,
                                         std::size_t channel, double* to) {
-    const __m128i pairs = PairsOfGroup(plan, bytes, table);
+    const __m128i window = LoadHalf(bytes + plan.offsets[table]);
+    const __m128i pairs = _mm_shuffle_epi8(window, LoadHalf(plan.shuffles + table * 16));
     const __m128i first = _mm_and_si128(pairs, _mm_set1_epi16(0xFF));
     const __m128i difference = _mm_sub_epi16(_mm_srli_epi16(pairs, 8), first);
     const __m256i firsts = _mm256_cvtepi16_epi32(first);
     const __m256i differences = _mm256_cvtepi16_epi32(difference);
-    StoreFour(to + channel, _mm256_castsi256_si128(firsts), _mm256_castsi256_si128(differences),
-              plan.fractions + channel);
-    StoreFour(to + channel + 4, _mm256_extracti128_si256(firsts, 1), _mm256_extracti128_si256(differences, 1),
+    StoreFour(to, _mm256_castsi256_si128(firsts), _mm256_castsi256_si128(differences), plan.fractions + channel);
+    StoreFour(to + 4, _mm256_extracti128_si256(firsts, 1), _mm256_extracti128_si256(differences, 1),
               plan.fractions + channel + 4);
 }
 
-DIBPREP_AVX2 void ToDoubles(const ColumnPlan& columns, const std::uint8_t* bytes, double* to) {
-    const ColumnPlan plan = columns;
-    const std::uint8_t* window = bytes;
-    std::size_t channel = 0;
-    for (std::size_t round = 0; round < plan.repeats; ++round, window += plan.step) {
-        for (std::size_t table = 0; table < plan.period; ++table, channel += 8)
-            GroupToDoubles(plan, window, table, channel, to);
-    }
-    for (std::size_t table = plan.period * plan.repeats; table < plan.groups; ++table, channel += 8)
-        GroupToDoubles(plan, bytes, table, channel, to);
+DIBPREP_TIER void ToDoubles(const ColumnPlan& plan, const std::uint8_t* bytes, double* to) {
+    WalkGroups<double, GroupToDoubles, 1>(plan, bytes, to);
 }
 
-DIBPREP_AVX2 void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
+DIBPREP_TIER void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
     const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(shift));
     for (std::size_t i = 0; i < count; i += 32)
         StorePart(out + i,
@@ -107,7 +56,7 @@ DIBPREP_AVX2 void Narrow(const std::uint16_t* from, unsigned int shift, std::uin
                   count - i);
 }
 
-DIBPREP_AVX2 void MixEvenly(const std::uint16_t* row0, const std::uint16_t* row1, __m128i shift, std::uint8_t* out,
+DIBPREP_TIER void MixEvenly(const std::uint16_t* row0, const std::uint16_t* row1, __m128i shift, std::uint8_t* out,
                             std::size_t count) {
     for (std::size_t i = 0; i < count; i += 32) {
         const __m256i low = _mm256_add_epi16(Load(row0 + i), Load(row1 + i));
@@ -117,7 +66,7 @@ DIBPREP_AVX2 void MixEvenly(const std::uint16_t* row0, const std::uint16_t* row1
 }
 
 // All bits together are at most 8: the sum is at most 255 * 256, and words hold it.
-DIBPREP_AVX2 void MixInWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+DIBPREP_TIER void MixInWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
                              __m128i shift, std::uint8_t* out, std::size_t count) {
     const __m256i weight0 = _mm256_set1_epi16(static_cast<short>(weights.first));
     const __m256i weight1 = _mm256_set1_epi16(static_cast<short>(weights.second));
@@ -131,7 +80,7 @@ DIBPREP_AVX2 void MixInWords(const std::uint16_t* row0, const std::uint16_t* row
 }
 
 // Sixteen channels as words 0 to 255.
-DIBPREP_AVX2 inline __m256i MixSixteen(const std::uint16_t* row0, const std::uint16_t* row1, __m256i weights,
+DIBPREP_TIER inline __m256i MixSixteen(const std::uint16_t* row0, const std::uint16_t* row1, __m256i weights,
                                        __m128i shift) {
     const __m256i top = Load(row0);
     const __m256i bottom = Load(row1);
@@ -142,7 +91,7 @@ DIBPREP_AVX2 inline __m256i MixSixteen(const std::uint16_t* row0, const std::uin
 
 // With more bits doublewords hold the sum: rows of at most 255 * 2^6 and weights of at most 2^14
 // stay below 2^28, and both factors are positive as signed words.
-DIBPREP_AVX2 void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+DIBPREP_TIER void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
                            unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
     const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(fractionBits + weights.bits));
     if (weights.first == 1 && weights.second == 1) {
@@ -170,7 +119,7 @@ struct DirectMix {
     bool alone; // the second row has no weight
     bool even;  // both have the same
 
-    DIBPREP_AVX2 __m128i Channels(const std::uint8_t* bytes0, const std::uint8_t* bytes1, std::size_t table) const {
+    DIBPREP_TIER __m128i Channels(const std::uint8_t* bytes0, const std::uint8_t* bytes1, std::size_t table) const {
         const __m256i weights = Load(plan.weights + table * 16);
         __m256i sum = _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes0, table), weights);
         if (!alone) {
@@ -186,7 +135,7 @@ struct DirectMix {
     }
 };
 
-DIBPREP_AVX2 void WeighAndMix(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
+DIBPREP_TIER void WeighAndMix(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
                               const RowWeights& weights, std::uint8_t* out) {
     const DirectMix mix{plan,
                         _mm256_set1_epi16(static_cast<short>(weights.first)),
@@ -199,28 +148,21 @@ DIBPREP_AVX2 void WeighAndMix(const ColumnPlan& plan, const std::uint8_t* bytes0
         const std::uint8_t* const window0 = bytes0 + round * plan.step;
         const std::uint8_t* const window1 = bytes1 + round * plan.step;
         for (std::size_t table = 0; table < plan.period; table += 2, at += 16)
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), mix.Channels(window0, window1, table));
+            StoreHalf(out + at, mix.Channels(window0, window1, table));
     }
     for (std::size_t table = plan.period * plan.repeats; table < plan.groups; table += 2, at += 16) {
-        const __m128i channels = mix.Channels(bytes0, bytes1, table);
-        if (plan.channels - at >= 16) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at), channels);
-        } else {
-            std::uint8_t whole[16];
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(whole), channels);
-            std::memcpy(out + at, whole, plan.channels - at);
-        }
+        StoreHalfPart(out + at, mix.Channels(bytes0, bytes1, table), plan.channels - at);
     }
 }
 
-DIBPREP_AVX2 inline __m128i MixFour(__m256d top, __m256d bottom, __m256d fraction) {
+DIBPREP_TIER inline __m128i MixFour(__m256d top, __m256d bottom, __m256d fraction) {
     return _mm256_cvttpd_epi32(_mm256_add_pd(top, _mm256_mul_pd(_mm256_sub_pd(bottom, top), fraction)));
 }
 
-DIBPREP_AVX2 inline __m256i WidenEight(const std::uint16_t* from) { return _mm256_cvtepu16_epi32(LoadHalf(from)); }
+DIBPREP_TIER inline __m256i WidenEight(const std::uint16_t* from) { return _mm256_cvtepu16_epi32(LoadHalf(from)); }
 
 // Eight channels as words.
-DIBPREP_AVX2 inline __m128i MixEightWords(const std::uint16_t* row0, const std::uint16_t* row1, __m256d fraction,
+DIBPREP_TIER inline __m128i MixEightWords(const std::uint16_t* row0, const std::uint16_t* row1, __m256d fraction,
                                           __m128i shift) {
     const __m256i top = WidenEight(row0);
     const __m256i bottom = WidenEight(row1);
@@ -231,12 +173,8 @@ DIBPREP_AVX2 inline __m128i MixEightWords(const std::uint16_t* row0, const std::
     return _mm_packs_epi32(_mm_srl_epi32(low, shift), _mm_srl_epi32(high, shift));
 }
 
-DIBPREP_AVX2 inline __m256i Join(__m128i low, __m128i high) {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
-}
-
 // The rows are the results times a power of two, so that the sum rounds as it would without it.
-DIBPREP_AVX2 void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
+DIBPREP_TIER void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
                                     unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
     const __m256d weight = _mm256_set1_pd(fraction);
     const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(fractionBits));
@@ -251,12 +189,12 @@ DIBPREP_AVX2 void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16
     }
 }
 
-DIBPREP_AVX2 inline __m128i MixEightDoubles(const double* row0, const double* row1, __m256d fraction) {
+DIBPREP_TIER inline __m128i MixEightDoubles(const double* row0, const double* row1, __m256d fraction) {
     return _mm_packs_epi32(MixFour(_mm256_loadu_pd(row0), _mm256_loadu_pd(row1), fraction),
                            MixFour(_mm256_loadu_pd(row0 + 4), _mm256_loadu_pd(row1 + 4), fraction));
 }
 
-DIBPREP_AVX2 void MixDoubles(const double* row0, const double* row1, double fraction, std::uint8_t* out,
+DIBPREP_TIER void MixDoubles(const double* row0, const double* row1, double fraction, std::uint8_t* out,
                              std::size_t count) {
     const __m256d weight = _mm256_set1_pd(fraction);
     for (std::size_t i = 0; i < count; i += 32) {
@@ -271,19 +209,18 @@ DIBPREP_AVX2 void MixDoubles(const double* row0, const double* row1, double frac
 }
 
 // `table`: the bytes in the windows, then the bits. 32 pixels.
-DIBPREP_AVX2 inline void TestBits(__m256i windows, const std::uint8_t* table, std::uint8_t* to) {
+DIBPREP_TIER inline void TestBits(__m256i windows, const std::uint8_t* table, std::uint8_t* to) {
     const __m256i wanted = Load(table + 32);
     const __m256i found = _mm256_and_si256(_mm256_shuffle_epi8(windows, Load(table)), wanted);
     const int bits = _mm256_movemask_epi8(_mm256_cmpeq_epi8(found, wanted));
     std::memcpy(to, &bits, sizeof bits);
 }
 
-// Bit rows have room to the next 32 bytes; the tables have an even number of groups.
-DIBPREP_AVX2 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
+DIBPREP_TIER void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
                               std::uint8_t* second) {
     const BitPlan plan = columns; // no store can change a copy
     const std::uint8_t* table = plan.windows;
-    for (std::size_t group = 0; group < plan.groups; group += 2, table += 128) {
+    for (std::size_t group = 0; group < plan.pixels / 16; group += 2, table += 128) {
         const __m256i windows = LoadTwo(row + plan.offsets[group], row + plan.offsets[group + 1]);
         TestBits(windows, table, first + group * 2);
         TestBits(windows, table + 64, second + group * 2);
@@ -291,7 +228,7 @@ DIBPREP_AVX2 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, s
 }
 
 // The pixels of one combination of samples in the second row: which outcome those of the first pick.
-DIBPREP_AVX2 inline __m256i PickAbove(const __m256i upper[4], const std::uint8_t* outcomes, std::size_t bytes) {
+DIBPREP_TIER inline __m256i PickAbove(const __m256i upper[4], const std::uint8_t* outcomes, std::size_t bytes) {
     const __m256i low =
         _mm256_or_si256(_mm256_and_si256(upper[0], Load(outcomes)), _mm256_and_si256(upper[1], Load(outcomes + bytes)));
     const __m256i high = _mm256_or_si256(_mm256_and_si256(upper[2], Load(outcomes + bytes * 2)),
@@ -307,19 +244,19 @@ struct FourSamples {
     __m256i right1;
 };
 
-DIBPREP_AVX2 inline FourSamples LoadSamples(const std::uint8_t* const samples[4], std::size_t at) {
+DIBPREP_TIER inline FourSamples LoadSamples(const std::uint8_t* const samples[4], std::size_t at) {
     return {Load(samples[0] + at), Load(samples[1] + at), Load(samples[2] + at), Load(samples[3] + at)};
 }
 
 // The pixels of each combination of two samples: neither, the left one, the right one, both.
-DIBPREP_AVX2 inline void Combine(__m256i left, __m256i right, __m256i combinations[4]) {
+DIBPREP_TIER inline void Combine(__m256i left, __m256i right, __m256i combinations[4]) {
     combinations[0] = _mm256_andnot_si256(_mm256_or_si256(left, right), _mm256_set1_epi8(-1));
     combinations[1] = _mm256_andnot_si256(right, left);
     combinations[2] = _mm256_andnot_si256(left, right);
     combinations[3] = _mm256_and_si256(left, right);
 }
 
-DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
+DIBPREP_TIER void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
                                std::uint8_t* to) {
     for (std::size_t i = 0; i < bytes; i += 32) {
         const FourSamples four = LoadSamples(samples, i);
@@ -337,7 +274,7 @@ DIBPREP_AVX2 void PickOutcomes(const std::uint8_t* const samples[4], const std::
 }
 
 // All samples clear, or all set: one combination for 256 pixels.
-DIBPREP_AVX2 inline bool PickUniform(const FourSamples& four, const BitChoice choices[16], std::size_t at,
+DIBPREP_TIER inline bool PickUniform(const FourSamples& four, const BitChoice choices[16], std::size_t at,
                                      std::uint8_t* to, std::uint8_t* open) {
     const __m256i any =
         _mm256_or_si256(_mm256_or_si256(four.left0, four.right0), _mm256_or_si256(four.left1, four.right1));
@@ -353,7 +290,7 @@ DIBPREP_AVX2 inline bool PickUniform(const FourSamples& four, const BitChoice ch
     return true;
 }
 
-DIBPREP_AVX2 bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
+DIBPREP_TIER bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
                               std::uint8_t* to, std::uint8_t* open) {
     __m256i anyOpen = _mm256_setzero_si256();
     for (std::size_t i = 0; i < bytes; i += 32) {

@@ -1,75 +1,35 @@
 // The row kernels for SSE2, which every processor that the library runs on has.
-#include "transform/row_kernels.h"
+#define DIBPREP_TIER __attribute__((target("sse2")))
+#include "transform/x86/groups.h"
 
 #include "memory/unaligned.h"
-
-#include <cstring>
-#include <emmintrin.h>
 
 namespace dibprep {
 
 namespace {
 
-#define DIBPREP_SSE2 __attribute__((target("sse2")))
-
-DIBPREP_SSE2 inline __m128i Load(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
-
-DIBPREP_SSE2 inline void Store(void* to, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(to), value); }
-
-// Stores the first `count` of 16 bytes.
-DIBPREP_SSE2 inline void StorePart(std::uint8_t* to, __m128i value, std::size_t count) {
-    if (count >= 16) {
-        Store(to, value);
-        return;
-    }
-    std::uint8_t whole[16];
-    Store(whole, value);
-    std::memcpy(to, whole, count);
-}
-
 // first * 2^bits + (second - first) * weight modulo 2^16, which the result fits.
-DIBPREP_SSE2 void Weigh(const ColumnPlan& columns, const std::uint8_t* pairs, std::uint16_t* to) {
+DIBPREP_TIER void Weigh(const ColumnPlan& columns, const std::uint8_t* pairs, std::uint16_t* to) {
     const ColumnPlan plan = columns; // no store can change a copy
     const __m128i low = _mm_set1_epi16(0xFF);
     const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(plan.fractionBits));
     for (std::size_t group = 0; group < plan.groups; ++group) {
-        const __m128i pair = Load(pairs + group * 16);
+        const __m128i pair = LoadHalf(pairs + group * 16);
         const __m128i first = _mm_and_si128(pair, low);
         const __m128i difference = _mm_sub_epi16(_mm_srli_epi16(pair, 8), first);
-        const __m128i weight = _mm_srli_epi16(Load(plan.weights + group * 16), 8);
-        Store(to + group * 8, _mm_add_epi16(_mm_sll_epi16(first, bits), _mm_mullo_epi16(difference, weight)));
+        const __m128i weight = _mm_srli_epi16(LoadHalf(plan.weights + group * 16), 8);
+        StoreHalf(to + group * 8, _mm_add_epi16(_mm_sll_epi16(first, bits), _mm_mullo_epi16(difference, weight)));
     }
 }
 
-// Two channels: first + difference * fraction.
-DIBPREP_SSE2 inline void StoreTwo(double* to, __m128i first, __m128i difference, const double* fractions) {
-    const __m128d product = _mm_mul_pd(_mm_cvtepi32_pd(difference), _mm_loadu_pd(fractions));
-    _mm_storeu_pd(to, _mm_add_pd(_mm_cvtepi32_pd(first), product));
-}
-
-DIBPREP_SSE2 void ToDoubles(const ColumnPlan& columns, const std::uint8_t* pairs, double* to) {
+DIBPREP_TIER void ToDoubles(const ColumnPlan& columns, const std::uint8_t* pairs, double* to) {
     const ColumnPlan plan = columns;
-    const __m128i low = _mm_set1_epi16(0xFF);
-    const __m128i zero = _mm_setzero_si128();
-    for (std::size_t group = 0; group < plan.groups; ++group) {
-        const __m128i pair = Load(pairs + group * 16);
-        const __m128i first = _mm_and_si128(pair, low);
-        const __m128i difference = _mm_sub_epi16(_mm_srli_epi16(pair, 8), first);
-        const __m128i sign = _mm_cmpgt_epi16(zero, difference);
-        const double* const fractions = plan.fractions + group * 8;
-        double* const out = to + group * 8;
-        const __m128i firsts[] = {_mm_unpacklo_epi16(first, zero), _mm_unpackhi_epi16(first, zero)};
-        const __m128i differences[] = {_mm_unpacklo_epi16(difference, sign), _mm_unpackhi_epi16(difference, sign)};
-        for (int half = 0; half < 2; ++half) {
-            StoreTwo(out + half * 4, firsts[half], differences[half], fractions + half * 4);
-            StoreTwo(out + half * 4 + 2, _mm_unpackhi_epi64(firsts[half], firsts[half]),
-                     _mm_unpackhi_epi64(differences[half], differences[half]), fractions + half * 4 + 2);
-        }
-    }
+    for (std::size_t group = 0; group < plan.groups; ++group)
+        PairsToDoubles(LoadHalf(pairs + group * 16), plan.fractions + group * 8, to + group * 8);
 }
 
 // Six of the eight bytes that each step writes are the pixel's pairs; the next pixel's cover the rest.
-DIBPREP_SSE2 void PairColours(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds,
+DIBPREP_TIER void PairColours(const std::uint8_t* row, const std::uint32_t* firsts, const std::uint32_t* seconds,
                               std::size_t pixels, std::uint8_t* pairs) {
     for (std::size_t x = 0; x < pixels; ++x) {
         const __m128i first = _mm_cvtsi32_si128(LoadI32(row + firsts[x]));
@@ -78,19 +38,20 @@ DIBPREP_SSE2 void PairColours(const std::uint8_t* row, const std::uint32_t* firs
     }
 }
 
-DIBPREP_SSE2 void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
+DIBPREP_TIER void Narrow(const std::uint16_t* from, unsigned int shift, std::uint8_t* out, std::size_t count) {
     const __m128i bits = _mm_cvtsi32_si128(static_cast<int>(shift));
     for (std::size_t i = 0; i < count; i += 16)
-        StorePart(out + i,
-                  _mm_packus_epi16(_mm_srl_epi16(Load(from + i), bits), _mm_srl_epi16(Load(from + i + 8), bits)),
-                  count - i);
+        StoreHalfPart(
+            out + i,
+            _mm_packus_epi16(_mm_srl_epi16(LoadHalf(from + i), bits), _mm_srl_epi16(LoadHalf(from + i + 8), bits)),
+            count - i);
 }
 
 // Eight channels as words 0 to 255.
-DIBPREP_SSE2 inline __m128i MixEight(const std::uint16_t* row0, const std::uint16_t* row1, __m128i weights,
+DIBPREP_TIER inline __m128i MixEight(const std::uint16_t* row0, const std::uint16_t* row1, __m128i weights,
                                      __m128i shift) {
-    const __m128i top = Load(row0);
-    const __m128i bottom = Load(row1);
+    const __m128i top = LoadHalf(row0);
+    const __m128i bottom = LoadHalf(row1);
     const __m128i low = _mm_madd_epi16(_mm_unpacklo_epi16(top, bottom), weights);
     const __m128i high = _mm_madd_epi16(_mm_unpackhi_epi16(top, bottom), weights);
     return _mm_packs_epi32(_mm_srl_epi32(low, shift), _mm_srl_epi32(high, shift));
@@ -99,7 +60,7 @@ DIBPREP_SSE2 inline __m128i MixEight(const std::uint16_t* row0, const std::uint1
 // While all bits together are at most 8 the sum is at most 255 * 256 and words hold it. Otherwise
 // doublewords do: rows of at most 255 * 2^6 and weights of at most 2^14 stay below 2^28, and both
 // factors are positive as signed words.
-DIBPREP_SSE2 void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
+DIBPREP_TIER void MixWords(const std::uint16_t* row0, const std::uint16_t* row1, const RowWeights& weights,
                            unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
     const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(fractionBits + weights.bits));
     if (fractionBits + weights.bits <= 8) {
@@ -108,36 +69,36 @@ DIBPREP_SSE2 void MixWords(const std::uint16_t* row0, const std::uint16_t* row1,
         for (std::size_t i = 0; i < count; i += 16) {
             __m128i sums[2];
             for (std::size_t half = 0; half < 2; ++half) {
-                const __m128i top = _mm_mullo_epi16(Load(row0 + i + half * 8), weight0);
-                const __m128i bottom = _mm_mullo_epi16(Load(row1 + i + half * 8), weight1);
+                const __m128i top = _mm_mullo_epi16(LoadHalf(row0 + i + half * 8), weight0);
+                const __m128i bottom = _mm_mullo_epi16(LoadHalf(row1 + i + half * 8), weight1);
                 sums[half] = _mm_srl_epi16(_mm_add_epi16(top, bottom), shift);
             }
-            StorePart(out + i, _mm_packus_epi16(sums[0], sums[1]), count - i);
+            StoreHalfPart(out + i, _mm_packus_epi16(sums[0], sums[1]), count - i);
         }
         return;
     }
     const __m128i both = _mm_set1_epi32(static_cast<int>(weights.first | weights.second << 16));
     for (std::size_t i = 0; i < count; i += 16)
-        StorePart(out + i,
-                  _mm_packus_epi16(MixEight(row0 + i, row1 + i, both, shift),
-                                   MixEight(row0 + i + 8, row1 + i + 8, both, shift)),
-                  count - i);
+        StoreHalfPart(out + i,
+                      _mm_packus_epi16(MixEight(row0 + i, row1 + i, both, shift),
+                                       MixEight(row0 + i + 8, row1 + i + 8, both, shift)),
+                      count - i);
 }
 
 // The integer part of two mixed pairs, as four doublewords.
-DIBPREP_SSE2 inline __m128i MixFour(__m128d top0, __m128d top1, __m128d bottom0, __m128d bottom1, __m128d fraction) {
+DIBPREP_TIER inline __m128i MixFour(__m128d top0, __m128d top1, __m128d bottom0, __m128d bottom1, __m128d fraction) {
     const __m128d mixed0 = _mm_add_pd(top0, _mm_mul_pd(_mm_sub_pd(bottom0, top0), fraction));
     const __m128d mixed1 = _mm_add_pd(top1, _mm_mul_pd(_mm_sub_pd(bottom1, top1), fraction));
     return _mm_unpacklo_epi64(_mm_cvttpd_epi32(mixed0), _mm_cvttpd_epi32(mixed1));
 }
 
-DIBPREP_SSE2 inline __m128i MixFourWords(__m128i top, __m128i bottom, __m128d fraction) {
+DIBPREP_TIER inline __m128i MixFourWords(__m128i top, __m128i bottom, __m128d fraction) {
     return MixFour(_mm_cvtepi32_pd(top), _mm_cvtepi32_pd(_mm_unpackhi_epi64(top, top)), _mm_cvtepi32_pd(bottom),
                    _mm_cvtepi32_pd(_mm_unpackhi_epi64(bottom, bottom)), fraction);
 }
 
 // The rows are the results times a power of two, so that the sum rounds as it would without it.
-DIBPREP_SSE2 void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
+DIBPREP_TIER void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16_t* row1, double fraction,
                                     unsigned int fractionBits, std::uint8_t* out, std::size_t count) {
     const __m128d weight = _mm_set1_pd(fraction);
     const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(fractionBits));
@@ -145,17 +106,17 @@ DIBPREP_SSE2 void MixWordsInDoubles(const std::uint16_t* row0, const std::uint16
     for (std::size_t i = 0; i < count; i += 16) {
         __m128i words[2];
         for (std::size_t half = 0; half < 2; ++half) {
-            const __m128i top = Load(row0 + i + half * 8);
-            const __m128i bottom = Load(row1 + i + half * 8);
+            const __m128i top = LoadHalf(row0 + i + half * 8);
+            const __m128i bottom = LoadHalf(row1 + i + half * 8);
             const __m128i low = MixFourWords(_mm_unpacklo_epi16(top, zero), _mm_unpacklo_epi16(bottom, zero), weight);
             const __m128i high = MixFourWords(_mm_unpackhi_epi16(top, zero), _mm_unpackhi_epi16(bottom, zero), weight);
             words[half] = _mm_packs_epi32(_mm_srl_epi32(low, shift), _mm_srl_epi32(high, shift));
         }
-        StorePart(out + i, _mm_packus_epi16(words[0], words[1]), count - i);
+        StoreHalfPart(out + i, _mm_packus_epi16(words[0], words[1]), count - i);
     }
 }
 
-DIBPREP_SSE2 void MixDoubles(const double* row0, const double* row1, double fraction, std::uint8_t* out,
+DIBPREP_TIER void MixDoubles(const double* row0, const double* row1, double fraction, std::uint8_t* out,
                              std::size_t count) {
     const __m128d weight = _mm_set1_pd(fraction);
     for (std::size_t i = 0; i < count; i += 16) {
@@ -166,12 +127,13 @@ DIBPREP_SSE2 void MixDoubles(const double* row0, const double* row1, double frac
             fours[part] = MixFour(_mm_loadu_pd(top), _mm_loadu_pd(top + 2), _mm_loadu_pd(bottom),
                                   _mm_loadu_pd(bottom + 2), weight);
         }
-        StorePart(out + i, _mm_packus_epi16(_mm_packs_epi32(fours[0], fours[1]), _mm_packs_epi32(fours[2], fours[3])),
-                  count - i);
+        StoreHalfPart(out + i,
+                      _mm_packus_epi16(_mm_packs_epi32(fours[0], fours[1]), _mm_packs_epi32(fours[2], fours[3])),
+                      count - i);
     }
 }
 
-DIBPREP_SSE2 inline __m128i GatherEight(const std::uint8_t* row, const std::uint16_t* bytes) {
+DIBPREP_TIER inline __m128i GatherEight(const std::uint8_t* row, const std::uint16_t* bytes) {
     __m128i words = _mm_cvtsi32_si128(LoadU16(row + bytes[0]));
     words = _mm_insert_epi16(words, LoadU16(row + bytes[1]), 1);
     words = _mm_insert_epi16(words, LoadU16(row + bytes[2]), 2);
@@ -183,32 +145,32 @@ DIBPREP_SSE2 inline __m128i GatherEight(const std::uint8_t* row, const std::uint
 }
 
 // Sixteen pixels: which of the masked bits are set.
-DIBPREP_SSE2 inline std::uint16_t TestBits(__m128i low, __m128i high, const std::uint16_t* masks) {
-    const __m128i lowMask = Load(masks);
-    const __m128i highMask = Load(masks + 8);
+DIBPREP_TIER inline std::uint16_t TestBits(__m128i low, __m128i high, const std::uint16_t* masks) {
+    const __m128i lowMask = LoadHalf(masks);
+    const __m128i highMask = LoadHalf(masks + 8);
     const __m128i set = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_and_si128(low, lowMask), lowMask),
                                         _mm_cmpeq_epi16(_mm_and_si128(high, highMask), highMask));
     return static_cast<std::uint16_t>(_mm_movemask_epi8(set));
 }
 
-DIBPREP_SSE2 void GatherBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
+DIBPREP_TIER void GatherBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
                              std::uint8_t* second) {
     const BitPlan plan = columns;
-    for (std::size_t group = 0; group < plan.groups; ++group) {
-        const __m128i low = GatherEight(row, plan.bytes + group * 16);
-        const __m128i high = GatherEight(row, plan.bytes + group * 16 + 8);
-        StoreU16(first + group * 2, TestBits(low, high, plan.firstMasks + group * 16));
-        StoreU16(second + group * 2, TestBits(low, high, plan.secondMasks + group * 16));
+    for (std::size_t x = 0; x < plan.pixels; x += 16) {
+        const __m128i low = GatherEight(row, plan.bytes + x);
+        const __m128i high = GatherEight(row, plan.bytes + x + 8);
+        StoreU16(first + x / 8, TestBits(low, high, plan.firstMasks + x));
+        StoreU16(second + x / 8, TestBits(low, high, plan.secondMasks + x));
     }
 }
 
-DIBPREP_SSE2 void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
+DIBPREP_TIER void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
                                std::uint8_t* to) {
     for (std::size_t i = 0; i < bytes; i += 16) {
-        const __m128i left0 = Load(samples[0] + i);
-        const __m128i right0 = Load(samples[1] + i);
-        const __m128i left1 = Load(samples[2] + i);
-        const __m128i right1 = Load(samples[3] + i);
+        const __m128i left0 = LoadHalf(samples[0] + i);
+        const __m128i right0 = LoadHalf(samples[1] + i);
+        const __m128i left1 = LoadHalf(samples[2] + i);
+        const __m128i right1 = LoadHalf(samples[3] + i);
         const __m128i none = _mm_cmpeq_epi8(left0, left0);
         const __m128i upper[] = {_mm_andnot_si128(_mm_or_si128(left0, right0), none), _mm_andnot_si128(right0, left0),
                                  _mm_andnot_si128(left0, right0), _mm_and_si128(left0, right0)};
@@ -218,14 +180,15 @@ DIBPREP_SSE2 void PickOutcomes(const std::uint8_t* const samples[4], const std::
         for (std::size_t below = 0; below < 4; ++below) {
             __m128i any = _mm_setzero_si128();
             for (std::size_t above = 0; above < 4; ++above)
-                any = _mm_or_si128(any, _mm_and_si128(upper[above], Load(outcomes + (below * 4 + above) * bytes + i)));
+                any = _mm_or_si128(any,
+                                   _mm_and_si128(upper[above], LoadHalf(outcomes + (below * 4 + above) * bytes + i)));
             picked = _mm_or_si128(picked, _mm_and_si128(any, lower[below]));
         }
-        Store(to + i, picked);
+        StoreHalf(to + i, picked);
     }
 }
 
-DIBPREP_SSE2 bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
+DIBPREP_TIER bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
                               std::uint8_t* to, std::uint8_t* open) {
     __m128i anyOpen = _mm_setzero_si128();
     for (std::size_t i = 0; i < bytes; i += 16) {
@@ -237,15 +200,15 @@ DIBPREP_SSE2 bool PickChoices(const std::uint8_t* const samples[4], const BitCho
             __m128i match = none;
             for (unsigned int which = 0; which < 4; ++which) {
                 const __m128i turned = combination >> which & 1 ? _mm_setzero_si128() : none;
-                match = _mm_and_si128(match, _mm_xor_si128(Load(samples[which] + i), turned));
+                match = _mm_and_si128(match, _mm_xor_si128(LoadHalf(samples[which] + i), turned));
             }
-            const __m128i low = Load(choice.low + i);
+            const __m128i low = LoadHalf(choice.low + i);
             const __m128i outcome = _mm_xor_si128(low, _mm_set1_epi32(static_cast<int>(choice.flip)));
             picked = _mm_or_si128(picked, _mm_and_si128(match, outcome));
-            unsure = _mm_or_si128(unsure, _mm_and_si128(match, _mm_xor_si128(low, Load(choice.high + i))));
+            unsure = _mm_or_si128(unsure, _mm_and_si128(match, _mm_xor_si128(low, LoadHalf(choice.high + i))));
         }
-        Store(to + i, picked);
-        Store(open + i, unsure);
+        StoreHalf(to + i, picked);
+        StoreHalf(open + i, unsure);
         anyOpen = _mm_or_si128(anyOpen, unsure);
     }
     return _mm_movemask_epi8(_mm_cmpeq_epi8(anyOpen, _mm_setzero_si128())) != 0xFFFF;
