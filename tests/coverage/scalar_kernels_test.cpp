@@ -52,9 +52,9 @@ TEST(ScalarRowKernels, EveryTierPairsColoursAlike) {
 }
 
 TEST(ScalarRowKernels, GathersTheBitThatEachMaskNames) {
-    std::uint16_t bytes[16] = {};
-    std::uint16_t firstMasks[16] = {};
-    std::uint16_t secondMasks[16] = {};
+    std::uint16_t bytes[64] = {};
+    std::uint16_t firstMasks[64] = {};
+    std::uint16_t secondMasks[64] = {};
     bytes[0] = 1;            // byte 1 and, above it, byte 2
     firstMasks[0] = 0x80;    // the first bit of byte 1
     secondMasks[0] = 0x0100; // the last bit of byte 2
@@ -62,21 +62,20 @@ TEST(ScalarRowKernels, GathersTheBitThatEachMaskNames) {
     firstMasks[9] = 0x02;
     secondMasks[9] = 0x01;
     BitPlan plan;
-    plan.groups = 1;
+    plan.pixels = 64;
     plan.bytes = bytes;
     plan.firstMasks = firstMasks;
     plan.secondMasks = secondMasks;
     const Bytes row = {0x01, 0x80, 0xFE, 0x00};
-    Bytes first(2, 0xEE), second(2, 0xEE);
+    Bytes first(8, 0xEE), second(8, 0xEE);
     RowKernelsFor(Tier::Scalar).gatherBits(plan, row.data(), first.data(), second.data());
-    EXPECT_EQ(first, Bytes({0x01, 0x00}));
-    EXPECT_EQ(second, Bytes({0x00, 0x02}));
+    EXPECT_EQ(first, Bytes({0x01, 0x00, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(second, Bytes({0x00, 0x02, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(ScalarRowKernels, EveryTierGathersBitsAlike) {
     Random random(2);
-    for (std::size_t groups = 2; groups <= 10; groups += 2) {
-        const std::size_t pixels = groups * 16;
+    for (std::size_t pixels = 64; pixels <= 320; pixels += 64) {
         const Bytes row = Filled<std::uint8_t>(50, random);
         std::vector<std::uint16_t> bytes(pixels), firsts(pixels), seconds(pixels);
         for (std::size_t x = 0; x < pixels; ++x) {
@@ -85,7 +84,7 @@ TEST(ScalarRowKernels, EveryTierGathersBitsAlike) {
             seconds[x] = static_cast<std::uint16_t>(1u << random.Range(0, 15));
         }
         BitPlan plan;
-        plan.groups = groups;
+        plan.pixels = pixels;
         plan.bytes = bytes.data();
         plan.firstMasks = firsts.data();
         plan.secondMasks = seconds.data();
@@ -94,8 +93,8 @@ TEST(ScalarRowKernels, EveryTierGathersBitsAlike) {
         for (const Tier tier : testtiers::FastTiersHere()) {
             Bytes gotFirst(64), gotSecond(64);
             RowKernelsFor(tier).gatherBits(plan, row.data(), gotFirst.data(), gotSecond.data());
-            EXPECT_EQ(gotFirst, first) << NameOf(tier) << ", " << groups << " groups";
-            EXPECT_EQ(gotSecond, second) << NameOf(tier) << ", " << groups << " groups";
+            EXPECT_EQ(gotFirst, first) << NameOf(tier) << ", " << pixels << " pixels";
+            EXPECT_EQ(gotSecond, second) << NameOf(tier) << ", " << pixels << " pixels";
         }
     }
 }
