@@ -8,7 +8,6 @@
 #include "transform/colour_rows.h"
 
 #include "memory/unaligned.h"
-#include "transform/kinds.h"
 
 #include <algorithm>
 #include <cstring>
@@ -19,7 +18,6 @@ namespace {
 
 constexpr unsigned int RowBits = 14; // and as signed words
 constexpr unsigned int MostDirectBits = 8;
-constexpr std::size_t NarrowestRow = 16;
 constexpr std::size_t MostGroupChannels = 32;
 constexpr std::size_t LongestPeriod = 384; // channels
 
@@ -29,18 +27,12 @@ std::size_t RoundUp(std::size_t value, std::size_t unit) { return (value + unit 
 
 bool ColourRows::Prepare(const CLinearTransformMem& engine, const ColumnFacts& columns, const RowKernels& kernels) {
     m_kernels = kernels;
-    m_perPixel = engine.kind == KindTrueColour ? 3 : 1;
-    m_pixels = engine.outWidth;
-    m_stride = engine.srcStride;
-    m_rowBytes = engine.srcWidth * m_perPixel;
-    if (m_rowBytes < NarrowestRow)
+    if (!m_columns.Read(engine))
         return false;
     m_short = columns.fractionBits != NotShort;
     m_plan.fractionBits = m_short ? columns.fractionBits : 0;
-    if (m_perPixel == 1)
-        m_grays = ReadGrayTable(engine.sourcePalette);
-    m_copies = columns.copies && !m_grays.own;
-    m_plan.channels = m_pixels * m_perPixel;
+    m_copies = columns.copies && !m_columns.grays.own;
+    m_plan.channels = m_columns.channels;
     m_windowBytes = kernels.windowBytes;
     m_groupChannels = m_windowBytes / 2;
     m_plan.groups = (m_plan.channels + m_groupChannels - 1) / m_groupChannels;
@@ -58,10 +50,9 @@ void ColourRows::TakeScratch() {
     m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(channels * 2);
     m_plan.weights = m_weights = m_scratch.Take<std::uint8_t>(m_short ? channels * 2 : 0);
     m_plan.fractions = m_fractions = m_scratch.Take<double>(m_short ? 0 : channels);
-    m_firsts = m_scratch.Take<std::uint32_t>(m_pixels);
-    m_seconds = m_scratch.Take<std::uint32_t>(m_pixels);
+    m_columns.Take(m_scratch);
     m_pairs = m_scratch.Take<std::uint8_t>(channels * 2 + 8); // pixels are written with two bytes too many
-    m_levels = m_scratch.Take<std::uint8_t>(m_grays.own ? m_rowBytes : 0);
+    m_levels = m_scratch.Take<std::uint8_t>(m_columns.grays.own ? m_columns.rowBytes : 0);
     for (KeptRow& kept : m_kept) {
         if (m_short)
             kept.words = m_scratch.Take<std::uint16_t>(channels);
@@ -72,18 +63,13 @@ void ColourRows::TakeScratch() {
 
 void ColourRows::FillTables(const CLinearTransformMem& engine) {
     const double unit = static_cast<double>(1u << m_plan.fractionBits);
-    m_safePixels = 0;
-    for (std::size_t x = 0; x < m_pixels; ++x) {
+    m_columns.Fill(engine);
+    for (std::size_t x = 0; x < m_columns.pixels; ++x) {
         const CPosition& at = engine.positions[x];
-        const bool weightless = Weightless(at);
-        m_firsts[x] = static_cast<std::uint32_t>(at.x0 * m_perPixel);
-        // A sample without weight may be any: its own neighbour keeps the windows small.
-        m_seconds[x] = weightless ? m_firsts[x] : static_cast<std::uint32_t>(at.x1 * m_perPixel);
-        if (m_seconds[x] + 4 <= m_rowBytes && m_safePixels == x)
-            m_safePixels = x + 1;
-        for (std::size_t i = x * m_perPixel; i < (x + 1) * m_perPixel; ++i) {
+        for (std::size_t i = x * m_columns.perPixel; i < (x + 1) * m_columns.perPixel; ++i) {
             if (m_short) {
-                const auto weight = static_cast<std::uint8_t>(weightless ? 0 : static_cast<int>(at.fraction * unit));
+                const auto weight =
+                    static_cast<std::uint8_t>(Weightless(at) ? 0 : static_cast<int>(at.fraction * unit));
                 m_weights[i * 2] = static_cast<std::uint8_t>((1u << m_plan.fractionBits) - weight);
                 m_weights[i * 2 + 1] = weight;
             } else {
@@ -91,7 +77,7 @@ void ColourRows::FillTables(const CLinearTransformMem& engine) {
             }
         }
     }
-    m_windows = m_kernels.shuffles && m_rowBytes >= m_windowBytes && PutWindows();
+    m_windows = m_kernels.shuffles && m_columns.rowBytes >= m_windowBytes && PutWindows();
     if (!m_windows)
         PutPairTables();
     FindPeriod();
@@ -105,15 +91,15 @@ bool ColourRows::PutWindow(std::size_t group, std::uint32_t* offset, std::uint8_
     std::uint32_t lowest = ~0u;
     std::uint32_t highest = 0;
     for (std::size_t i = begin; i < end; ++i) {
-        const std::size_t x = i / m_perPixel;
-        const auto channel = static_cast<std::uint32_t>(i % m_perPixel);
-        samples[(i - begin) * 2] = m_firsts[x] + channel;
-        samples[(i - begin) * 2 + 1] = m_seconds[x] + channel;
-        lowest = std::min(lowest, m_firsts[x] + channel);
-        highest = std::max(highest, m_seconds[x] + channel);
+        const std::size_t x = i / m_columns.perPixel;
+        const auto channel = static_cast<std::uint32_t>(i % m_columns.perPixel);
+        samples[(i - begin) * 2] = m_columns.firsts[x] + channel;
+        samples[(i - begin) * 2 + 1] = m_columns.seconds[x] + channel;
+        lowest = std::min(lowest, m_columns.firsts[x] + channel);
+        highest = std::max(highest, m_columns.seconds[x] + channel);
     }
     // At the row's end the window moves back, so that it never leaves the row.
-    *offset = std::min(lowest, static_cast<std::uint32_t>(m_rowBytes - m_windowBytes));
+    *offset = std::min(lowest, static_cast<std::uint32_t>(m_columns.rowBytes - m_windowBytes));
     if (highest - *offset >= m_windowBytes)
         return false;
     for (std::size_t i = 0; i < (end - begin) * 2; ++i)
@@ -164,26 +150,13 @@ void ColourRows::FindPeriod() {
 
 // The source row as the groups expect it.
 const std::uint8_t* ColourRows::PairsOf(const std::uint8_t* row) {
-    if (m_grays.own) {
-        m_kernels.mapLevels(m_grays.levels, row, m_rowBytes, m_levels);
+    if (m_columns.grays.own) {
+        m_kernels.mapLevels(m_columns.grays.levels, row, m_columns.rowBytes, m_levels);
         row = m_levels;
     }
     if (m_windows)
         return row;
-    if (m_perPixel == 1) {
-        for (std::size_t x = 0; x < m_pixels; ++x) {
-            m_pairs[2 * x] = row[m_firsts[x]];
-            m_pairs[2 * x + 1] = row[m_seconds[x]];
-        }
-        return m_pairs;
-    }
-    m_kernels.pairColours(row, m_firsts, m_seconds, m_safePixels, m_pairs);
-    for (std::size_t x = m_safePixels; x < m_pixels; ++x) {
-        for (std::size_t channel = 0; channel < 3; ++channel) {
-            m_pairs[6 * x + 2 * channel] = row[m_firsts[x] + channel];
-            m_pairs[6 * x + 2 * channel + 1] = row[m_seconds[x] + channel];
-        }
-    }
+    m_columns.PutPairs(m_kernels, row, m_pairs);
     return m_pairs;
 }
 
@@ -195,7 +168,7 @@ const ColourRows::KeptRow& ColourRows::Keep(const std::uint8_t* source, std::uin
     }
     KeptRow& made = m_kept[m_kept[0].row == needed ? 1 : 0];
     made.row = row;
-    const std::uint8_t* const pairs = PairsOf(source + row * m_stride);
+    const std::uint8_t* const pairs = PairsOf(source + row * m_columns.stride);
     if (m_short)
         m_kernels.weigh(m_plan, pairs, made.words);
     else
@@ -206,7 +179,7 @@ const ColourRows::KeptRow& ColourRows::Keep(const std::uint8_t* source, std::uin
 // Rows that no other output row needs go straight to the output, where they can.
 bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, double fraction,
                                std::uint8_t* out) {
-    if (!m_short || !m_windows || m_grays.own || !m_kernels.weighAndMix || IsKept(first) || IsKept(second))
+    if (!m_short || !m_windows || m_columns.grays.own || !m_kernels.weighAndMix || IsKept(first) || IsKept(second))
         return false;
     RowWeights weights{1, 0, 0};
     if (first != second) {
@@ -216,7 +189,7 @@ bool ColourRows::BuildDirectly(const std::uint8_t* source, std::uint32_t first, 
         weights.second = static_cast<unsigned int>(fraction * static_cast<double>(1u << weights.bits));
         weights.first = (1u << weights.bits) - weights.second;
     }
-    m_kernels.weighAndMix(m_plan, source + first * m_stride, source + second * m_stride, weights, out);
+    m_kernels.weighAndMix(m_plan, source + first * m_columns.stride, source + second * m_columns.stride, weights, out);
     return true;
 }
 
@@ -225,7 +198,7 @@ void ColourRows::Build(const std::uint8_t* source, const SamplePair& rows, std::
     const bool alone = rows.first == rows.second || rows.fraction == 0;
     const std::uint32_t second = alone ? rows.first : rows.second;
     if (alone && m_copies) {
-        std::memcpy(out, source + rows.first * m_stride, m_plan.channels);
+        std::memcpy(out, source + rows.first * m_columns.stride, m_plan.channels);
         return;
     }
     if (nextFirst > second && BuildDirectly(source, rows.first, second, rows.fraction, out))

@@ -4,10 +4,8 @@
 
 #include "dibprep/transform.h"
 #include "transform/columns.h"
-#include "transform/gray_table.h"
-#include "transform/row_kernels.h"
+#include "transform/sample_columns.h"
 #include "transform/sampling.h"
-#include "transform/scratch.h"
 
 namespace dibprep {
 
@@ -48,26 +46,19 @@ private:
 
     RowKernels m_kernels;
     ScratchParts m_scratch;
+    SampleColumns m_columns;
     ColumnPlan m_plan;
     KeptRow m_kept[2];
-    GrayTable m_grays{};
-    std::size_t m_stride = 0;
-    std::size_t m_rowBytes = 0; // of pixels
-    std::size_t m_pixels = 0;
     std::size_t m_windowBytes = 0;
     std::size_t m_groupChannels = 0;
-    std::size_t m_perPixel = 0;   // channels
-    std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
-    bool m_copies = false;        // a row without a second one is its source row
-    bool m_short = false;         // all column fractions are short
-    bool m_windows = false;       // groups come from the row itself, not from pairs
+    bool m_copies = false;  // a row without a second one is its source row
+    bool m_short = false;   // all column fractions are short
+    bool m_windows = false; // groups come from the row itself, not from pairs
 
     std::uint32_t* m_offsets = nullptr;
     std::uint8_t* m_shuffles = nullptr;
     std::uint8_t* m_weights = nullptr;
     double* m_fractions = nullptr;
-    std::uint32_t* m_firsts = nullptr;  // a pixel: its left sample's byte
-    std::uint32_t* m_seconds = nullptr; // its right sample's
     std::uint8_t* m_pairs = nullptr;
     std::uint8_t* m_levels = nullptr; // the row after the gray table
 };

@@ -4,7 +4,6 @@
 
 #include "transform/columns.h"
 #include "transform/estimate.h"
-#include "transform/kinds.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,7 +12,6 @@ namespace dibprep {
 
 namespace {
 
-constexpr std::size_t NarrowestRow = 16;
 constexpr std::size_t StripChannels = 512;
 constexpr std::size_t MostOpen = 16; // one group in so many
 constexpr unsigned int ShortestPause = 32;
@@ -23,15 +21,9 @@ constexpr unsigned int LongestPause = 512;
 
 bool EstimatedRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kernels) {
     m_kernels = kernels;
-    m_perPixel = engine.kind == KindTrueColour ? 3 : 1;
-    m_pixels = engine.outWidth;
-    m_stride = engine.srcStride;
-    m_rowBytes = engine.srcWidth * m_perPixel;
-    if (!kernels.estimates || m_rowBytes < NarrowestRow)
+    if (!kernels.estimates || !m_columns.Read(engine))
         return false;
-    if (m_perPixel == 1)
-        m_grays = ReadGrayTable(engine.sourcePalette);
-    m_plan.channels = m_pixels * m_perPixel;
+    m_plan.channels = m_columns.channels;
     m_windowBytes = kernels.windowBytes;
     m_plan.windowChannels = m_windowBytes / 4;
     TakeScratch();
@@ -48,27 +40,22 @@ void EstimatedRows::TakeScratch() {
     m_plan.shuffles = m_shuffles = m_scratch.Take<std::uint8_t>(channels * 4);
     m_plan.weights = m_weights = m_scratch.Take<std::int32_t>(channels);
     m_plan.fractions = m_fractions = m_scratch.Take<double>(channels);
-    m_firsts = m_scratch.Take<std::uint32_t>(m_pixels);
-    m_seconds = m_scratch.Take<std::uint32_t>(m_pixels);
+    m_columns.Take(m_scratch);
     for (KeptRow& kept : m_kept) {
         kept.estimates = m_scratch.Take<std::int32_t>(channels);
         kept.doubles = m_scratch.Take<double>(channels);
-        kept.levels = m_scratch.Take<std::uint8_t>(m_grays.own ? m_rowBytes : 0);
+        kept.levels = m_scratch.Take<std::uint8_t>(m_columns.grays.own ? m_columns.rowBytes : 0);
         kept.pairs = m_scratch.Take<std::uint8_t>(channels * 2 + m_windowBytes);
     }
 }
 
 void EstimatedRows::FillTables(const CLinearTransformMem& engine) {
     std::size_t channel = 0;
-    for (std::size_t x = 0; x < m_pixels; ++x) {
+    m_columns.Fill(engine);
+    for (std::size_t x = 0; x < m_columns.pixels; ++x) {
         const CPosition& at = engine.positions[x];
-        m_firsts[x] = static_cast<std::uint32_t>(at.x0 * m_perPixel);
-        // A sample without weight may be any.
-        m_seconds[x] = Weightless(at) ? m_firsts[x] : static_cast<std::uint32_t>(at.x1 * m_perPixel);
-        if (m_seconds[x] + 4 <= m_rowBytes && m_safePixels == x)
-            m_safePixels = x + 1;
         const std::int32_t weight = EstimateWeight(at.fraction);
-        for (const std::size_t end = channel + m_perPixel; channel < end; ++channel) {
+        for (const std::size_t end = channel + m_columns.perPixel; channel < end; ++channel) {
             m_weights[channel] = weight;
             m_fractions[channel] = at.fraction;
         }
@@ -76,7 +63,7 @@ void EstimatedRows::FillTables(const CLinearTransformMem& engine) {
     // What is behind the last channel has no samples and equals itself.
     const std::size_t room = (m_plan.channels + RowUnit - 1) / RowUnit * RowUnit;
     std::memset(m_shuffles, EmptyByte, room * 4);
-    m_far = m_rowBytes < m_windowBytes;
+    m_far = m_columns.rowBytes < m_windowBytes;
     for (std::size_t window = 0; window * m_plan.windowChannels < m_plan.channels && !m_far; ++window)
         m_far = !PutWindow(window);
     if (m_far)
@@ -89,12 +76,12 @@ bool EstimatedRows::PutWindow(std::size_t window) {
     const std::size_t end = std::min(begin + m_plan.windowChannels, m_plan.channels);
     // Samples rise from channel to channel but for the steps inside a pixel: the first channel's
     // pixel has the lowest, the last one's the highest.
-    const std::size_t lowest = m_firsts[begin / m_perPixel];
-    const std::size_t offset = std::min(lowest, m_rowBytes - m_windowBytes);
+    const std::size_t lowest = m_columns.firsts[begin / m_columns.perPixel];
+    const std::size_t offset = std::min(lowest, m_columns.rowBytes - m_windowBytes);
     m_offsets[window] = static_cast<std::uint32_t>(offset);
     for (std::size_t i = begin; i < end; ++i) {
-        const std::size_t first = m_firsts[i / m_perPixel] + i % m_perPixel - offset;
-        const std::size_t second = m_seconds[i / m_perPixel] + i % m_perPixel - offset;
+        const std::size_t first = m_columns.firsts[i / m_columns.perPixel] + i % m_columns.perPixel - offset;
+        const std::size_t second = m_columns.seconds[i / m_columns.perPixel] + i % m_columns.perPixel - offset;
         if (first >= m_windowBytes || second >= m_windowBytes)
             return false;
         m_shuffles[i * 4] = static_cast<std::uint8_t>(first);
@@ -112,23 +99,6 @@ void EstimatedRows::PutPairTables() {
     }
 }
 
-void EstimatedRows::PutPairs(const std::uint8_t* row, std::uint8_t* pairs) const {
-    if (m_perPixel == 1) {
-        for (std::size_t x = 0; x < m_pixels; ++x) {
-            pairs[2 * x] = row[m_firsts[x]];
-            pairs[2 * x + 1] = row[m_seconds[x]];
-        }
-        return;
-    }
-    m_kernels.pairColours(row, m_firsts, m_seconds, m_safePixels, pairs);
-    for (std::size_t x = m_safePixels; x < m_pixels; ++x) {
-        for (std::size_t channel = 0; channel < 3; ++channel) {
-            pairs[6 * x + 2 * channel] = row[m_firsts[x] + channel];
-            pairs[6 * x + 2 * channel + 1] = row[m_seconds[x] + channel];
-        }
-    }
-}
-
 // The bytes of `row` and what was made of them before, if they are kept; those of `needed` stay.
 EstimatedRows::KeptRow& EstimatedRows::Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed) {
     for (KeptRow& kept : m_kept) {
@@ -137,16 +107,16 @@ EstimatedRows::KeptRow& EstimatedRows::Keep(const std::uint8_t* source, std::uin
     }
     KeptRow& made = m_kept[m_kept[0].row == needed ? 1 : 0];
     made.row = row;
-    made.bytes = source + row * m_stride;
+    made.bytes = source + row * m_columns.stride;
     // Between the lines of a text page there are many such rows; in others this ends at once.
-    const bool uniform = std::memcmp(made.bytes, made.bytes + 1, m_rowBytes - 1) == 0;
-    made.everywhere = !uniform ? -1 : m_grays.own ? m_grays.levels[made.bytes[0]] : made.bytes[0];
-    if (m_grays.own) {
-        m_kernels.mapLevels(m_grays.levels, made.bytes, m_rowBytes, made.levels);
+    const bool uniform = std::memcmp(made.bytes, made.bytes + 1, m_columns.rowBytes - 1) == 0;
+    made.everywhere = !uniform ? -1 : m_columns.grays.own ? m_columns.grays.levels[made.bytes[0]] : made.bytes[0];
+    if (m_columns.grays.own) {
+        m_kernels.mapLevels(m_columns.grays.levels, made.bytes, m_columns.rowBytes, made.levels);
         made.bytes = made.levels;
     }
     if (m_far) {
-        PutPairs(made.bytes, made.pairs);
+        m_columns.PutPairs(m_kernels, made.bytes, made.pairs);
         made.bytes = made.pairs;
     }
     made.hasEstimates = made.hasDoubles = false;

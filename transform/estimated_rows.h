@@ -3,10 +3,8 @@
 #pragma once
 
 #include "dibprep/transform.h"
-#include "transform/gray_table.h"
-#include "transform/row_kernels.h"
+#include "transform/sample_columns.h"
 #include "transform/sampling.h"
-#include "transform/scratch.h"
 
 namespace dibprep {
 
@@ -52,33 +50,25 @@ private:
     void FillTables(const CLinearTransformMem& engine);
     bool PutWindow(std::size_t window);
     void PutPairTables();
-    void PutPairs(const std::uint8_t* row, std::uint8_t* pairs) const;
     KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
     void BuildByEstimates(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out);
     void BuildInDoubles(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out);
 
     RowKernels m_kernels;
     ScratchParts m_scratch;
+    SampleColumns m_columns;
     EstimatePlan m_plan;
     KeptRow m_kept[2];
     Counts m_made;
     unsigned int m_rowsInDoubles = 0; // how many come before estimates are tried again
     unsigned int m_pause = 0;         // how many there were the last time
-    GrayTable m_grays{};
-    std::size_t m_stride = 0;
-    std::size_t m_rowBytes = 0; // of pixels
-    std::size_t m_pixels = 0;
     std::size_t m_windowBytes = 0;
-    std::size_t m_perPixel = 0;   // channels
-    std::size_t m_safePixels = 0; // those from which four bytes can be read at both samples
-    bool m_far = false;           // samples too far apart for windows: pairs are laid side by side
+    bool m_far = false; // samples too far apart for windows: pairs are laid side by side
 
     std::uint32_t* m_offsets = nullptr;
     std::uint8_t* m_shuffles = nullptr;
     std::int32_t* m_weights = nullptr;
     double* m_fractions = nullptr;
-    std::uint32_t* m_firsts = nullptr;  // a pixel: its left sample's byte
-    std::uint32_t* m_seconds = nullptr; // its right sample's
 };
 
 } // namespace dibprep
