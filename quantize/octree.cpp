@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 using namespace dibprep;
@@ -48,11 +49,13 @@ bool dibprep::AllocateOctree(CNiGoRo2& quantiser, bool zeroed) {
     if (nodes == 0)
         return false;
     try {
-        quantiser.m_pCube = zeroed ? new (std::nothrow) CCube2[nodes]() : new (std::nothrow) CCube2[nodes];
+        quantiser.m_pCube = new (std::nothrow) CCube2[nodes];
     } catch (const std::bad_alloc&) {
         // A host's replacement of the non-throwing form may throw all the same.
         quantiser.m_pCube = nullptr;
     }
+    if (quantiser.m_pCube && zeroed)
+        std::memset(quantiser.m_pCube, 0, nodes * sizeof(CCube2));
     return quantiser.m_pCube != nullptr;
 }
 

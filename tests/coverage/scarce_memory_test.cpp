@@ -132,6 +132,21 @@ TEST_F(ScarceMemory, QuantisedHighColourIsTheSame) {
         EXPECT_GE(ExpectTheSameBytes([&] { return Quantised(dib, colours); }), 4) << colours << " colours";
 }
 
+// Few pixels are sorted, many are counted; fewer colours than the palette holds need no reduction.
+TEST_F(ScarceMemory, PagesWithAColourTableAreTheSame) {
+    for (const int width : {30, 160}) {
+        for (const int colours : {8, 256}) {
+            Bytes page = Noise(width, 60, 8, 11811, 5);
+            for (int i = 0; i < 256; ++i) {
+                const int kind = i % colours;
+                testdib::SetEntry(page, i, kind * 37 & 255, kind * 91 & 255, kind * 7 & 255);
+            }
+            EXPECT_GE(ExpectTheSameBytes([&] { return Converted(page, 300); }), 3) << width << ", " << colours;
+            EXPECT_GE(ExpectTheSameBytes([&] { return Converted(page, 203); }), 3) << width << ", " << colours;
+        }
+    }
+}
+
 TEST_F(ScarceMemory, OneBitPagesWithManyFractionsAreTheSame) {
     Bytes page = Noise(333, 200, 1, 11811, 3);
     for (const int clear : {0, 255}) { // black or white
