@@ -18,7 +18,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DOCUMENT = os.path.join(ROOT, "docs", "benchmarks.md")
 PLOT = os.path.join(ROOT, "docs", "pictures", "benchmarks.svg")
 BEGIN, END = "<!-- figures: made by scripts/benchmark_run.py -->", "<!-- end of figures -->"
-TIERS = ["scalar", "SSE2", "SSSE3", "AVX2"]
+TIERS = ["scalar", "SSE2", "SSSE3", "AVX2", "AVX512"]
 
 
 class Work:
@@ -81,7 +81,7 @@ def processor():
         info = dict(re.split(r"\s*:\s*", line.strip(), maxsplit=1) for line in file.read().split("\n\n")[0].splitlines()
                     if ":" in line)
     flags = info.get("flags", "").split()
-    best = "AVX-512" if "avx512bw" in flags else "AVX2" if "avx2" in flags else "no AVX2"
+    best = "AVX-512" if "avx512_vbmi" in flags else "AVX2" if "avx2" in flags else "no AVX2"
     virtual = "a virtual machine on " if "hypervisor" in flags else ""
     return (f"One processor of {virtual}{info.get('model name', 'unknown')} (family {info.get('cpu family')}, "
             f"model {info.get('model')}; {best})")
@@ -93,6 +93,7 @@ def figures(path64, path32):
     pages = [name for name, work in wide.items() if work.limit]
     small = [name for name, work in wide.items() if work.call]
     missing = Work([])
+    played = [tier for tier in TIERS if any(tier in work.tiers for work in wide.values())]
     parts = [f"{processor()}, Linux {os.uname().release}, {facts['compiler']}, `-O3`. Least and median of "
              f"{facts['rounds']} rounds; timed by {facts['backend']} in 64 bits, {facts32['backend']} in 32. "
              f"Other libraries: {facts['peers'] or 'none'}."]
@@ -115,9 +116,9 @@ def figures(path64, path32):
 
     parts.append("### Instruction sets\n\nLeast milliseconds into a touched block. The scalar code defines the "
                  "results; a column may repeat what a lower one does.\n\n" + table(
-                     ["work"] + [f"{bits}: {tier}" for bits in ("64", "32") for tier in TIERS],
+                     ["work"] + [f"{bits}: {tier}" for bits in ("64", "32") for tier in played],
                      [[name] + [number(work.tiers[tier]["min"]) if tier in work.tiers else "-"
-                                for work in (wide[name], narrow.get(name, missing)) for tier in TIERS]
+                                for work in (wide[name], narrow.get(name, missing)) for tier in played]
                       for name in pages]))
 
     libraries = [[name, row["contestant"], row["memory"], both(row), times(row, work.limit), row["complaint"]]
