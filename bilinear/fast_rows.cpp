@@ -15,6 +15,7 @@ bool LimitsAct(int channels) {
 
 } // namespace
 
+// NOLINTNEXTLINE(misc-no-recursion): once, for rows of colours
 int FastRows::Make(const RowTask& task, const RowTask* next) {
     if (!m_active || LimitsAct(m_source.nBitCount == 32 ? 4 : 3))
         return 0;
@@ -167,20 +168,20 @@ void FastRows::MakeRowByBlocks(const MixTask& mix, const int* places) {
     const FlatBlocks::Run* upperRun = m_blocks.Runs(places[0]);
     const FlatBlocks::Run* lowerRun = m_blocks.Runs(places[1]);
     const std::ptrdiff_t blockBytes = mix.bytes / m_count * m_blocks.PixelsPerBlock();
-    int mixed = 0; // first of the blocks before `begin` that are still to be mixed
-    for (int begin = 0; begin < m_blocks.Count();) {
+    int waiting = 0; // first of the blocks before `block` that are still to be mixed
+    for (int block = 0; block < m_blocks.Count();) {
         const int end = std::min(upperRun->end, lowerRun->end);
         if (upperRun->kind != FlatBlocks::Mixed && upperRun->kind == lowerRun->kind) {
-            MixBlocks(mix, places, mixed, begin);
-            const std::ptrdiff_t from = begin * blockBytes;
+            MixBlocks(mix, places, waiting, block);
+            const std::ptrdiff_t from = block * blockBytes;
             m_table.fill(mix.out[0] + from, std::min(end * blockBytes, mix.bytes) - from, ColourOf(upperRun->kind));
-            mixed = end;
+            waiting = end;
         }
         upperRun += upperRun->end == end;
         lowerRun += lowerRun->end == end;
-        begin = end;
+        block = end;
     }
-    MixBlocks(mix, places, mixed, m_blocks.Count());
+    MixBlocks(mix, places, waiting, m_blocks.Count());
 }
 
 void FastRows::MixBlocks(const MixTask& mix, const int* places, int begin, int end) {

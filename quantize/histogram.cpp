@@ -61,7 +61,8 @@ void Histogram::CountPicture(const CNiGoRo2& quantiser, const QuantizeKernels& k
         for (int y = 0; y < height; ++y, row += stride) {
             for (int x = 0; x < width; ++x) {
                 // The low bits of the channels of 5-5-5 pixels are zero.
-                keys[waiting] = (LoadU16(row + std::size_t{2} * static_cast<unsigned int>(x)) & 0x7FFFu) << LowBits;
+                const std::uint32_t pixel = LoadU16(row + std::size_t{2} * static_cast<unsigned int>(x));
+                keys[waiting] = (pixel & 0x7FFF) << LowBits;
                 next(1);
             }
         }

@@ -116,6 +116,7 @@ private:
     }
 
     // The records of a node that is left and of those below it.
+    // NOLINTNEXTLINE(misc-no-recursion): a call per level
     void WriteBelow(std::size_t number, CColorTrans2*& next) {
         const Node& node = m_nodes[number];
         if (node.children == 0) {
@@ -123,18 +124,21 @@ private:
             return;
         }
         const std::size_t end = node.firstChild + node.children;
-        if (Lightest(number) <= m_gone) {
-            std::uint32_t pixels = 0, red = 0, green = 0, blue = 0;
-            for (std::size_t child = node.firstChild; child < end; ++child) {
-                if (Weight(child) > m_gone)
-                    continue;
-                pixels += Weight(child);
-                red += m_nodes[child].red;
-                green += m_nodes[child].green;
-                blue += m_nodes[child].blue;
-            }
-            Put(*next++, pixels, red, green, blue);
+        // Children that are gone: their samples are its own.
+        std::uint32_t pixels = 0;
+        std::uint32_t red = 0;
+        std::uint32_t green = 0;
+        std::uint32_t blue = 0;
+        for (std::size_t child = node.firstChild; child < end; ++child) {
+            if (Weight(child) > m_gone)
+                continue;
+            pixels += Weight(child);
+            red += m_nodes[child].red;
+            green += m_nodes[child].green;
+            blue += m_nodes[child].blue;
         }
+        if (pixels != 0)
+            Put(*next++, pixels, red, green, blue);
         for (std::size_t child = node.firstChild; child < end; ++child) {
             if (Weight(child) > m_gone)
                 WriteBelow(child, next);

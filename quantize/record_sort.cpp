@@ -13,6 +13,7 @@ namespace dibprep {
 // A few words of which no two are equal have one order only, whatever swaps make it. And where the
 // pivot is no more than all words are at least (`least`), no word is less: the pivot comes first, and
 // the words need not be looked at. Many equal ones would otherwise each cost a pass over all.
+// NOLINTNEXTLINE(misc-no-recursion): the shorter part, so that calls are logarithmically many
 void RecordOrder::SortPart(std::uint32_t* v, int n, std::uint32_t least, int few) {
     while (n > 2) {
         if (n <= few && (v[n >> 1] & ~NumberMask) != least) {
