@@ -1,6 +1,8 @@
 // The walk of rows with 16-bit channels through the stages, and the table of these.
 #include "bilinear/deep_rows.h"
 
+#include "memory/scratch_limit.h"
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -54,7 +56,7 @@ DeepRows::DeepRows(const DeepTable& table, const RowTask& task, bool keep)
         return;
     const std::size_t pixels = (static_cast<std::size_t>(m_count) + 3) / 4 * 4;
     constexpr std::size_t perPixel = sizeof(DeepColumn) + 2 * 4 * sizeof(std::uint32_t);
-    if (pixels > std::numeric_limits<std::int32_t>::max() / perPixel - 64)
+    if (pixels > MostScratchBytes / perPixel - 64)
         return;
     std::unique_ptr<unsigned char[]> scratch(new (std::nothrow) unsigned char[pixels * perPixel + 64]);
     if (!scratch)

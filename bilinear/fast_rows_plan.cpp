@@ -1,10 +1,10 @@
 // The plan of a call: where the samples of each output slot lie, how they weigh, and the scratch memory.
 #include "bilinear/fast_rows.h"
+#include "memory/scratch_limit.h"
 #include "memory/unaligned.h"
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <utility>
 
@@ -173,7 +173,7 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const std::int64_t planned = windows ? aligned(registers * std::int64_t{sizeof(Window)}) + aligned(slots * 4)
                                          : aligned(slots / layout.slotsPerPixel * std::int64_t{sizeof(PixelColumn)});
     const std::int64_t bytes = ScratchAlignment + MostSourceRows * fed + planned;
-    if (bytes > std::numeric_limits<std::int32_t>::max())
+    if (bytes > MostScratchBytes)
         return false;
     m_scratch.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(bytes)]);
     if (!m_scratch)

@@ -1,6 +1,8 @@
 // Scratch memory of the fast row road: one allocation, shared out in parts.
 #pragma once
 
+#include "memory/scratch_limit.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -12,8 +14,10 @@ namespace dibprep {
 // again with it.
 class ScratchParts {
 public:
-    // Zero-filled room for all that was taken so far. False when there is none.
+    // Zero-filled room for all that was taken so far. False when there is none, or not enough for so much.
     bool Open() {
+        if (m_used > static_cast<std::uint64_t>(MostScratchBytes))
+            return false;
         m_bytes.reset(static_cast<std::uint8_t*>(std::calloc(m_used + Alignment, 1)));
         m_used = 0;
         return m_bytes != nullptr;

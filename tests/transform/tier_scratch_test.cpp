@@ -3,6 +3,7 @@
 
 #include "tests/support/dib_builder.h"
 #include "tests/support/test_host.h"
+#include "transform/scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,17 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
     ++refused;
     return nullptr;
 }
+}
+
+TEST(TransformScratch, IsNotAskedForBeyondItsLimit) {
+    dibprep::ScratchParts parts;
+    parts.Take<std::uint8_t>(static_cast<std::size_t>(dibprep::MostScratchBytes));
+    ASSERT_TRUE(parts.Open());
+    EXPECT_NE(nullptr, parts.Take<std::uint8_t>(1));
+    dibprep::ScratchParts more;
+    more.Take<std::uint8_t>(static_cast<std::size_t>(dibprep::MostScratchBytes));
+    more.Take<std::uint8_t>(1);
+    EXPECT_FALSE(more.Open());
 }
 
 TEST(TransformScratch, WithoutItTheLineBuildersWork) {
