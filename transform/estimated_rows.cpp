@@ -41,7 +41,9 @@ void EstimatedRows::TakeScratch() {
     m_plan.weights = m_weights = m_scratch.Take<std::int32_t>(channels);
     m_plan.fractions = m_fractions = m_scratch.Take<double>(channels);
     m_columns.Take(m_scratch);
+    m_strips = (channels + StripChannels - 1) / StripChannels;
     for (KeptRow& kept : m_kept) {
+        kept.strips = m_scratch.Take<KeptStrip>(m_strips);
         kept.estimates = m_scratch.Take<std::int32_t>(channels);
         kept.doubles = m_scratch.Take<double>(channels);
         kept.levels = m_scratch.Take<std::uint8_t>(m_columns.grays.own ? m_columns.rowBytes : 0);
@@ -119,7 +121,8 @@ EstimatedRows::KeptRow& EstimatedRows::Keep(const std::uint8_t* source, std::uin
         m_columns.PutPairs(m_kernels, made.bytes, made.pairs);
         made.bytes = made.pairs;
     }
-    made.hasEstimates = made.hasDoubles = false;
+    made.hasEstimates = false;
+    std::fill_n(made.strips, m_strips, KeptStrip{UnknownLevel, false});
     return made;
 }
 
@@ -146,20 +149,40 @@ void EstimatedRows::BuildByEstimates(KeptRow& top, KeptRow& bottom, double fract
     m_rowsInDoubles = m_pause;
 }
 
+// The level of all samples of a strip, as in a page's margins. In pictures this ends at once.
+std::int16_t EstimatedRows::LevelOf(const KeptRow& row, Strip strip) const {
+    std::size_t begin = strip.begin * 2; // of pairs
+    std::size_t end = strip.end * 2;
+    if (!m_far) {
+        begin = m_columns.firsts[strip.begin / m_columns.perPixel];
+        end = m_columns.seconds[(strip.end - 1) / m_columns.perPixel] + m_columns.perPixel;
+    }
+    const std::uint8_t* const first = row.bytes + begin;
+    return std::memcmp(first, first + 1, end - begin - 1) == 0 ? *first : SeveralLevels;
+}
+
+// A strip between samples of one level is filled. Of other strips the doubles are made when they are first needed.
 void EstimatedRows::BuildInDoubles(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out) {
     for (std::size_t begin = 0; begin < m_plan.channels; begin += StripChannels) {
         const Strip strip{begin, std::min(begin + StripChannels, m_plan.channels)};
-        for (const KeptRow* row : {&top, &bottom}) {
-            if (!row->hasDoubles)
-                m_kernels.across(m_plan, row->bytes, strip, row->doubles);
-            if (&top == &bottom)
-                break;
+        const std::size_t at = begin / StripChannels;
+        for (const KeptRow* row : {&top, &bottom})
+            if (row->strips[at].level == UnknownLevel)
+                row->strips[at].level = LevelOf(*row, strip);
+        const std::int16_t level = top.strips[at].level;
+        if (level != SeveralLevels && level == bottom.strips[at].level) {
+            std::memset(out + begin, level, strip.end - begin);
+            ++m_made.filledStrips;
+            continue;
         }
-        m_kernels.mixDoubles(top.doubles + begin, bottom.doubles + begin, fraction, out + begin,
-                             strip.end - strip.begin);
+        for (const KeptRow* row : {&top, &bottom})
+            if (!row->strips[at].hasDoubles) {
+                m_kernels.across(m_plan, row->bytes, strip, row->doubles);
+                row->strips[at].hasDoubles = true;
+            }
+        m_kernels.mixDoubles(top.doubles + begin, bottom.doubles + begin, fraction, out + begin, strip.end - begin);
+        m_made.inDoubles += (strip.end - begin + 7) / 8;
     }
-    top.hasDoubles = bottom.hasDoubles = true;
-    m_made.inDoubles += (m_plan.channels + 7) / 8;
     --m_rowsInDoubles;
 }
 

@@ -22,17 +22,27 @@ public:
     void Forget() { m_kept[0].row = m_kept[1].row = NoRow; }
 
     // For tests: groups of eight channels that estimates decided, that they left open, and that were
-    // given to the doubles from the start; and rows between two rows of one level.
+    // given to the doubles from the start; and rows between two rows of one level, and strips of others
+    // that were filled instead of given to the doubles.
     struct Counts {
         std::size_t estimated = 0;
         std::size_t open = 0;
         std::size_t inDoubles = 0;
         std::size_t filledRows = 0;
+        std::size_t filledStrips = 0;
     };
     const Counts& Made() const { return m_made; }
 
 private:
     static constexpr std::uint32_t NoRow = ~0u;
+
+    // What rows in doubles know of a strip.
+    struct KeptStrip {
+        std::int16_t level; // of all its samples, if they have one
+        bool hasDoubles;
+    };
+    static constexpr std::int16_t UnknownLevel = -1;
+    static constexpr std::int16_t SeveralLevels = -2;
 
     struct KeptRow {
         std::uint32_t row = NoRow;
@@ -41,9 +51,9 @@ private:
         std::uint8_t* pairs = nullptr;       // room for pairs
         std::int32_t* estimates = nullptr;
         double* doubles = nullptr;
+        KeptStrip* strips = nullptr;
         int everywhere = -1; // the level, if all channels of the source row are the same
         bool hasEstimates = false;
-        bool hasDoubles = false;
     };
 
     void TakeScratch();
@@ -52,6 +62,7 @@ private:
     void PutPairTables();
     KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
     void BuildByEstimates(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out);
+    std::int16_t LevelOf(const KeptRow& row, Strip strip) const;
     void BuildInDoubles(KeptRow& top, KeptRow& bottom, double fraction, std::uint8_t* out);
 
     RowKernels m_kernels;
@@ -63,6 +74,7 @@ private:
     unsigned int m_rowsInDoubles = 0; // how many come before estimates are tried again
     unsigned int m_pause = 0;         // how many there were the last time
     std::size_t m_windowBytes = 0;
+    std::size_t m_strips = 0;
     bool m_far = false; // samples too far apart for windows: pairs are laid side by side
 
     std::uint32_t* m_offsets = nullptr;

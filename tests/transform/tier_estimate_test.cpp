@@ -180,8 +180,8 @@ TEST_P(Estimates, EqualSamplesAreNeverLeftOpen) {
 namespace {
 
 // What the rows of a picture were made by.
-EstimatedRows::Counts CountsOf(tiertest::Picture picture, int from, int to) {
-    void* source = testhost::MakeBlock(tiertest::MakePage({24, 400, 120, from, from, picture}, 5));
+EstimatedRows::Counts CountsOf(tiertest::Picture picture, int from, int to, int width = 400) {
+    void* source = testhost::MakeBlock(tiertest::MakePage({24, width, 120, from, from, picture}, 5));
     void* destination = testhost::MakeBlock(tiertest::Bytes(4000000));
     EstimatedRows::Counts counts;
     {
@@ -228,6 +228,12 @@ TEST_P(Estimates, GiveWayToDoublesWhereThirdsMakeWholeLevels) {
     const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::FewLevels, 400, 300);
     EXPECT_GT(counts.inDoubles, counts.estimated + counts.open);
     EXPECT_GT(counts.open, 0u);
+}
+
+TEST_P(Estimates, GiveWayToFillsInTheMarginsOfSuchAPicture) {
+    const EstimatedRows::Counts counts = CountsOf(tiertest::Picture::Margins, 200, 300, 800);
+    EXPECT_GT(counts.filledStrips, 100u);
+    EXPECT_GT(counts.inDoubles, 100u);
 }
 
 TEST_P(Estimates, StayOutOfShortFractions) {

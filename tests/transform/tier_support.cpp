@@ -39,6 +39,10 @@ std::uint8_t Sample(Picture picture, testdib::Random& random, std::size_t at) {
         return static_cast<std::uint8_t>(at / 300 % 4 * 60);
     case Picture::Lines: // whole rows of white and black among others
         return at / 200 % 3 == 0 ? static_cast<std::uint8_t>(random.Next()) : at / 200 % 3 == 1 ? 255 : 0;
+    case Picture::Margins: // long runs of paper, in some rows of another, beside differences that thirds divide
+        if (at % 2400 < 800)
+            return static_cast<std::uint8_t>(random.Range(0, 7) * 36);
+        return at / 2400 % 5 == 3 ? 254 : 255;
     }
     return 0;
 }

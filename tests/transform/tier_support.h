@@ -13,7 +13,7 @@ namespace tiertest {
 
 using Bytes = std::vector<std::uint8_t>;
 
-enum class Picture { Random, FewLevels, Flat, White, Black, Stripes, Lines, Levels };
+enum class Picture { Random, FewLevels, Flat, White, Black, Stripes, Lines, Levels, Margins };
 
 struct Page {
     int bits;

@@ -95,6 +95,18 @@ TEST_P(TransformTier, RowsOfOneSampleAmongOthers) {
     }
 }
 
+// The last samples of a margin stand beside others; a column more or less moves the margins from row to row.
+TEST_P(TransformTier, MarginsOfOneLevelBesideAPicture) {
+    for (const Resolutions& at : {Resolutions{300, 400}, {300, 200}, {300, 137}, {200, 300}}) {
+        for (int more = -1; more <= 1; ++more) {
+            Compare({24, 800 + more, 12, at.from, at.from, Picture::Margins}, at.to);
+            Compare({8, 2400 + more, 12, at.from, at.from, Picture::Margins, more == 0}, at.to);
+        }
+        Compare({8, 2400, 12, at.from, at.from, Picture::Margins}, at.to);
+    }
+    Compare({24, 1600, 12, 300, 300, Picture::Margins}, 40);
+}
+
 TEST_P(TransformTier, EqualResolutionsCopy) {
     for (int width = 6; width < 60; ++width) {
         Compare({24, width, 7, 300, 300}, 300);
