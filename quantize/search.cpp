@@ -72,8 +72,10 @@ void CNiGoRo2::InitSearchCube() { ZeroMemory(m_SearchCube, sizeof m_SearchCube);
 void CNiGoRo2::DeleteSearchCube() {
     for (auto& plane : m_SearchCube) {
         for (auto& line : plane) {
-            for (CCubeCell& cell : line)
-                Release(cell);
+            for (CCubeCell& cell : line) {
+                if (cell.m_pList || cell.m_nCount)
+                    Release(cell);
+            }
         }
     }
 }
