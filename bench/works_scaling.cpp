@@ -45,6 +45,9 @@ constexpr Ratio Down = {"300-200", 300, 200, PageWidth, PageHeight};
 constexpr Ratio OddDown = {"300-137", 300, 137, PageWidth, PageHeight};
 constexpr Ratio Up = {"200-300", 200, 300, SmallPageWidth, SmallPageHeight};
 constexpr Ratio Half = {"600-300", 600, 300, PageWidth, PageHeight}; // half an A4 page, so to say
+// Sources whose results have the pixels of an A4 page at 300 dpi.
+constexpr Ratio Twice = {"200-400", 200, 400, PageWidth / 2, PageHeight / 2};
+constexpr Ratio FineTwice = {"300-600", 300, 600, PageWidth / 2, PageHeight / 2};
 
 void Pipeline(const char* name, Kind kind, const Ratio& ratio) {
     Register(std::string("pipeline ") + name + ' ' + ratio.name, [kind, ratio] {
@@ -79,6 +82,10 @@ void RegisterPipeline() {
         Pipeline("24 bit", Kind::Colour, ratio);
         Pipeline("gray", Kind::Gray, ratio);
         Pipeline("1 bit", Kind::Mono, ratio);
+    }
+    for (const Ratio& ratio : {Twice, FineTwice}) {
+        Pipeline("24 bit", Kind::Colour, ratio);
+        Pipeline("gray", Kind::Gray, ratio);
     }
     Pipeline("colour table", Kind::Table, Down);
     Pipeline("colour table", Kind::Table, OddDown);

@@ -5,6 +5,7 @@
 #include "quantize/limits.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace dibprep {
 
@@ -20,14 +21,14 @@ inline bool FindListStarts(const CNiGoRo2& quantiser, unsigned char* starts) {
         if (palette[i].m_rgb.rgbBlue < palette[i - 1].m_rgb.rgbBlue)
             return false;
     }
-    int start = 0;
+    // The first entry whose blue is not less, or the last one if there is none.
+    std::uint16_t ofBlue[256] = {};
+    for (int i = 0; i < count; ++i)
+        ++ofBlue[palette[i].m_rgb.rgbBlue];
+    int less = 0;
     for (int blue = 0; blue < 256; ++blue) {
-        if (count > 1 && blue > palette[0].m_rgb.rgbBlue) {
-            start = std::max(start, 1);
-            while (start < count - 1 && palette[start].m_rgb.rgbBlue < blue)
-                ++start;
-        }
-        starts[blue] = static_cast<unsigned char>(start);
+        starts[blue] = static_cast<unsigned char>(std::min(less, count - 1));
+        less += ofBlue[blue];
     }
     return true;
 }

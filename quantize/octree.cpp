@@ -38,6 +38,7 @@ std::size_t TreeNodes(unsigned int depth) {
 
 constexpr unsigned int Child(unsigned int node, unsigned int i) { return 8 * node + 1 + i; }
 constexpr unsigned int Parent(unsigned int node) { return (node - 1) / 8; }
+constexpr unsigned int LowestChild(unsigned int bits) { return static_cast<unsigned int>(__builtin_ctz(bits)); }
 constexpr unsigned char ChildBit(unsigned int i) { return static_cast<unsigned char>(1u << i); }
 
 } // namespace
@@ -136,10 +137,8 @@ unsigned int CNiGoRo2::CountColors(unsigned int node, unsigned int& minWeight, i
     unsigned int count = cube.m_dwPixels && (all || !cube.m_dwFixed) ? 1 : 0;
     if (cube.m_dwWeight && cube.m_dwWeight < minWeight)
         minWeight = cube.m_dwWeight;
-    for (unsigned int i = 0; i < 8; ++i) {
-        if (cube.m_byChild & ChildBit(i))
-            count += CountColors(Child(node, i), minWeight, all);
-    }
+    for (unsigned int left = cube.m_byChild; left != 0; left &= left - 1)
+        count += CountColors(Child(node, LowestChild(left)), minWeight, all);
     return count;
 }
 
@@ -229,10 +228,8 @@ void CNiGoRo2::CreateColorTableRec(unsigned int node, unsigned int& next) {
         record.m_dwCount = cube.m_dwPixels;
         cube.m_dwRed = next++;
     }
-    for (unsigned int i = 0; i < 8; ++i) {
-        if (cube.m_byChild & ChildBit(i))
-            CreateColorTableRec(Child(node, i), next);
-    }
+    for (unsigned int left = cube.m_byChild; left != 0; left &= left - 1)
+        CreateColorTableRec(Child(node, LowestChild(left)), next);
 }
 
 void* dibprep::QuantizeUnseen(CNiGoRo2& quantiser) {

@@ -33,9 +33,14 @@ struct Node {
 
 // A record of these sums.
 void Put(CColorTrans2& record, std::uint32_t pixels, std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
-    record.m_rgb.rgbBlue = static_cast<unsigned char>(blue / pixels);
-    record.m_rgb.rgbGreen = static_cast<unsigned char>(green / pixels);
-    record.m_rgb.rgbRed = static_cast<unsigned char>(red / pixels);
+    if (pixels != 1) { // in a small picture most colours stand for one pixel
+        blue /= pixels;
+        green /= pixels;
+        red /= pixels;
+    }
+    record.m_rgb.rgbBlue = static_cast<unsigned char>(blue);
+    record.m_rgb.rgbGreen = static_cast<unsigned char>(green);
+    record.m_rgb.rgbRed = static_cast<unsigned char>(red);
     record.m_dwCount = pixels;
 }
 

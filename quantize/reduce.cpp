@@ -26,6 +26,11 @@ struct Entry {
     std::uint32_t node;
 };
 
+// Of the children that these bits tell.
+constexpr std::uint32_t FirstChild(std::uint32_t node, std::uint32_t bits) {
+    return 8 * node + 1 + static_cast<std::uint32_t>(__builtin_ctz(bits));
+}
+
 struct Tree {
     CCube2* nodes;
     std::uint32_t depth;
@@ -40,22 +45,18 @@ struct Tree {
             return false;
         ++found;
         colours += cube.m_dwPixels != 0;
-        for (std::uint32_t i = 0; i < 8; ++i) {
-            if (cube.m_byChild >> i & 1) {
-                const std::uint32_t child = 8 * node + 1 + i;
-                if (nodes[child].m_dwWeight > cube.m_dwWeight || !Look(child, level + 1))
-                    return false;
-            }
+        for (std::uint32_t left = cube.m_byChild; left != 0; left &= left - 1) {
+            const std::uint32_t child = FirstChild(node, left);
+            if (nodes[child].m_dwWeight > cube.m_dwWeight || !Look(child, level + 1))
+                return false;
         }
         return true;
     }
 
     void Collect(std::uint32_t node, Entry*& next) const { // NOLINT(misc-no-recursion): a call per level
         *next++ = {nodes[node].m_dwWeight, node};
-        for (std::uint32_t i = 0; i < 8; ++i) {
-            if (nodes[node].m_byChild >> i & 1)
-                Collect(8 * node + 1 + i, next);
-        }
+        for (std::uint32_t left = nodes[node].m_byChild; left != 0; left &= left - 1)
+            Collect(FirstChild(node, left), next);
     }
 };
 

@@ -8,6 +8,8 @@
 #include "quantize/forms.h"
 #include "quantize/limits.h"
 
+#include <cstdint>
+
 using namespace dibprep;
 
 void dibprep::ScalarBuildPalette(CNiGoRo2& quantiser, tagRGBQUAD* table) {
@@ -72,6 +74,12 @@ void CNiGoRo2::InitSearchCube() { ZeroMemory(m_SearchCube, sizeof m_SearchCube);
 void CNiGoRo2::DeleteSearchCube() {
     for (auto& plane : m_SearchCube) {
         for (auto& line : plane) {
+            // Small pictures have no lists at all: a line of cells is seen to be empty at once.
+            std::uintptr_t any = 0;
+            for (const CCubeCell& cell : line)
+                any |= reinterpret_cast<std::uintptr_t>(cell.m_pList) | static_cast<unsigned int>(cell.m_nCount);
+            if (any == 0)
+                continue;
             for (CCubeCell& cell : line)
                 Release(cell);
         }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "dibprep/types.h"
+#include "memory/unaligned.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,10 +22,12 @@ enum ImageKind : unsigned short {
 // Whether all entries of a table are gray. Looks at all of them, several at a time: tables are read
 // three times in a conversion, which small pictures notice.
 inline bool OnlyGrays(const tagRGBQUAD* entries, std::size_t count) {
-    unsigned int difference = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        difference |= (entries[i].rgbBlue ^ entries[i].rgbGreen) | (entries[i].rgbGreen ^ entries[i].rgbRed);
-    return difference == 0;
+    std::uint32_t difference = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint32_t entry = LoadU32(entries + i); // blue lowest, then green and red
+        difference |= entry ^ entry >> 8;
+    }
+    return (difference & 0xFFFF) == 0;
 }
 
 // Kinds whose rows CreateImage builds. 4-bit gray is not among them, by decision: hosts get 4-bit

@@ -22,25 +22,54 @@ std::uint32_t DeclaredColours(std::uint16_t bitCount) {
     return bitCount == 1 || bitCount == 4 || bitCount == 8 ? 1u << bitCount : 0;
 }
 
+// Entries as they stand in a file: blue in the low byte, then green, red and 0.
+template <std::size_t Count>
+struct OutputTable {
+    std::uint32_t entries[Count] = {};
+};
+
 // Gray levels 0, step, 2 * step and so on.
-void PutGrays(unsigned char* table, int count, int step) {
-    for (int i = 0; i < count; ++i, table += EntryBytes)
-        table[0] = table[1] = table[2] = static_cast<unsigned char>(i * step);
+template <std::size_t Count>
+constexpr OutputTable<Count> Grays(std::uint32_t step) {
+    OutputTable<Count> table;
+    for (std::uint32_t i = 0; i < Count; ++i)
+        table.entries[i] = i * step * 0x010101;
+    return table;
 }
 
-// Six levels of blue, six of green, seven of red: entry blue * 42 + green * 7 + red.
-void PutColourCube(unsigned char* table) {
-    static constexpr unsigned char SixLevels[] = {0, 51, 102, 153, 204, 255};
-    static constexpr unsigned char SevenLevels[] = {0, 42, 84, 126, 168, 210, 255};
-    for (const unsigned char blue : SixLevels) {
-        for (const unsigned char green : SixLevels) {
-            for (const unsigned char red : SevenLevels) {
-                table[0] = blue;
-                table[1] = green;
-                table[2] = red;
-                table += EntryBytes;
-            }
+// Six levels of blue, six of green, seven of red: entry blue * 42 + green * 7 + red. What is left is 0.
+constexpr OutputTable<254> ColourCube() {
+    constexpr std::uint32_t SixLevels[] = {0, 51, 102, 153, 204, 255};
+    constexpr std::uint32_t SevenLevels[] = {0, 42, 84, 126, 168, 210, 255};
+    OutputTable<254> table;
+    std::size_t i = 0;
+    for (const std::uint32_t blue : SixLevels) {
+        for (const std::uint32_t green : SixLevels) {
+            for (const std::uint32_t red : SevenLevels)
+                table.entries[i++] = blue | green << 8 | red << 16;
         }
+    }
+    return table;
+}
+
+constexpr OutputTable<2> BlackAndWhite = Grays<2>(255);
+constexpr OutputTable<16> SixteenGrays = Grays<16>(16);
+constexpr OutputTable<256> AllGrays = Grays<256>(1);
+constexpr OutputTable<254> Cube = ColourCube();
+
+// Null for kinds without a table.
+const std::uint32_t* TableOf(unsigned short kind) {
+    switch (kind) {
+    case KindBlackWhite:
+        return BlackAndWhite.entries;
+    case KindGray4:
+        return SixteenGrays.entries;
+    case KindGray8:
+        return AllGrays.entries;
+    case KindColourTable8:
+        return Cube.entries;
+    default:
+        return nullptr;
     }
 }
 
@@ -93,25 +122,8 @@ int CLinearTransformMem::CreateOutputData() {
     if (!Write(*destination, headers, withFileHeader ? BothHeaders : InfoHeaderSize))
         return DIBPREP_BAD_OUTPUT;
 
-    unsigned char table[256 * EntryBytes] = {};
-    switch (outKind) {
-    case KindBlackWhite:
-        PutGrays(table, 2, 255);
-        break;
-    case KindGray4:
-        PutGrays(table, 16, 16);
-        break;
-    case KindGray8:
-        PutGrays(table, 256, 1);
-        break;
-    case KindColourTable8:
-        PutColourCube(table);
-        break;
-    default:
-        break;
-    }
-    const std::uint32_t tableBytes = WrittenEntries(outKind) * EntryBytes;
-    if (tableBytes > 0 && !Write(*destination, table, tableBytes))
+    const std::uint32_t* const table = TableOf(outKind);
+    if (table && !Write(*destination, table, WrittenEntries(outKind) * EntryBytes))
         return DIBPREP_BAD_OUTPUT;
     outBitsOffset = static_cast<unsigned short>(destination->position);
     return DIBPREP_OK;

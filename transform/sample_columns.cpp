@@ -1,6 +1,7 @@
 // The samples' places, and the rows that need them laid side by side.
 #include "transform/sample_columns.h"
 
+#include "memory/unaligned.h"
 #include "transform/columns.h"
 #include "transform/kinds.h"
 
@@ -12,10 +13,13 @@ constexpr std::size_t NarrowestRow = 16;
 
 GrayTable ReadGrayTable(const tagRGBQUAD* palette) {
     GrayTable table;
-    for (int index = 0; index < 256; ++index) {
-        table.levels[index] = palette[index].rgbBlue;
-        table.own |= table.levels[index] != index;
+    std::uint32_t difference = 0;
+    for (std::uint32_t index = 0; index < 256; ++index) {
+        const std::uint32_t level = LoadU32(palette + index) & 0xFF; // blue
+        table.levels[index] = static_cast<std::uint8_t>(level);
+        difference |= level ^ index;
     }
+    table.own = difference != 0;
     return table;
 }
 

@@ -1,6 +1,7 @@
 // The kernels in AVX2.
 #include "quantize/kernels.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include <immintrin.h>
@@ -180,25 +181,43 @@ DIBPREP_AVX2 int Pick(const CColorTrans2* records, int count, std::uint32_t cell
     return found;
 }
 
-// What pads the list is beyond its end: such colours get the largest score.
+// What a search in a list compares with.
+struct Wanted {
+    __m256i blueRed;
+    __m256i green;
+    __m256i start;
+    __m256i last;
+};
+
+// The scores of eight colours: the squared distance, then the place in the order that decides. What pads
+// the list is beyond its end: such colours get the largest score.
+DIBPREP_AVX2 inline __m256i ListScores(const ListedColours& list, int first, const Wanted& wanted) {
+    const __m256i place = _mm256_add_epi32(_mm256_set1_epi32(first), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    const __m256i sum = SumOfSquares(_mm256_sub_epi16(Load(list.blueRed + first), wanted.blueRed),
+                                     _mm256_sub_epi16(Load(list.green + first), wanted.green));
+    const __m256i behind = _mm256_cmpgt_epi32(place, wanted.start);
+    const __m256i order = _mm256_blendv_epi8(_mm256_sub_epi32(wanted.start, place), place, behind);
+    const __m256i score = _mm256_or_si256(_mm256_slli_epi32(sum, 8), order);
+    return _mm256_or_si256(score, _mm256_cmpgt_epi32(place, wanted.last));
+}
+
+// From the start outwards, eight at a time. The list is in order of blue: where the blue of the next
+// colour is farther off than the nearest one so far, all beyond it are.
 DIBPREP_AVX2 int Search(const ListedColours& list, const unsigned char* pixel) {
     const int start = list.start[pixel[0]];
-    const __m256i blueRed = _mm256_set1_epi32(pixel[2] << 16 | pixel[0]);
-    const __m256i green = _mm256_set1_epi32(pixel[1]);
-    const __m256i starts = _mm256_set1_epi32(start);
-    const __m256i last = _mm256_set1_epi32(list.count - 1);
-    __m256i place = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
-    __m256i least = _mm256_set1_epi32(-1);
-    for (int i = 0; i < list.count; i += 8) {
-        const __m256i sum = SumOfSquares(_mm256_sub_epi16(Load(list.blueRed + i), blueRed),
-                                         _mm256_sub_epi16(Load(list.green + i), green));
-        const __m256i behind = _mm256_cmpgt_epi32(place, starts);
-        const __m256i order = _mm256_blendv_epi8(_mm256_sub_epi32(starts, place), place, behind);
-        const __m256i score = _mm256_or_si256(_mm256_slli_epi32(sum, 8), order);
-        least = _mm256_min_epu32(least, _mm256_or_si256(score, _mm256_cmpgt_epi32(place, last)));
-        place = _mm256_add_epi32(place, _mm256_set1_epi32(8));
-    }
-    const int order = _mm_cvtsi128_si32(LeastOf(least)) & 0xFF;
+    const Wanted wanted = {_mm256_set1_epi32(pixel[2] << 16 | pixel[0]), _mm256_set1_epi32(pixel[1]),
+                           _mm256_set1_epi32(start), _mm256_set1_epi32(list.count - 1)};
+    const auto blueOff = [&list, pixel](int i) {
+        const int distance = static_cast<int>(list.blueRed[i] & 0xFF) - pixel[0];
+        return static_cast<std::uint32_t>(distance * distance);
+    };
+    const int first = start & ~7;
+    auto best = static_cast<std::uint32_t>(_mm_cvtsi128_si32(LeastOf(ListScores(list, first, wanted))));
+    for (int i = first - 8; i >= 0 && blueOff(i + 7) <= best >> 8; i -= 8)
+        best = std::min(best, static_cast<std::uint32_t>(_mm_cvtsi128_si32(LeastOf(ListScores(list, i, wanted)))));
+    for (int i = first + 8; i < list.count && blueOff(i) <= best >> 8; i += 8)
+        best = std::min(best, static_cast<std::uint32_t>(_mm_cvtsi128_si32(LeastOf(ListScores(list, i, wanted)))));
+    const int order = static_cast<int>(best & 0xFF);
     return order <= start ? start - order : order;
 }
 

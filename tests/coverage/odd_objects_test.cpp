@@ -2,23 +2,13 @@
 // fail where there is nothing to lose.
 #include "dibprep.h"
 #include "tests/support/dib_builder.h"
-#include "tests/support/test_host.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/memory_test.h"
 
 namespace {
 
 using testdib::Bytes;
 
-class OddObjects : public testing::Test {
-protected:
-    void SetUp() override { testhost::Reset(); }
-    void TearDown() override {
-        EXPECT_EQ(testhost::OutstandingLocks(), 0);
-        EXPECT_EQ(testhost::BadCalls(), 0);
-        testhost::Reset();
-    }
-};
+class OddObjects : public testhost::MemoryTest {};
 
 } // namespace
 

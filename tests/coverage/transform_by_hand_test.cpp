@@ -16,6 +16,27 @@ Bytes GrayRamp() {
     return dib;
 }
 
+constexpr unsigned short Inert = 0;
+constexpr unsigned short File = 2;
+constexpr unsigned short Memory = 3;
+
+struct Side {
+    unsigned short type;
+    void* target;
+};
+
+// An engine between a source and a destination, none of whose steps ran.
+struct ByHand {
+    CBufTransfer source;
+    CBufTransfer destination;
+    CLinearTransformMem engine;
+
+    ByHand(Side from, Side to) : source(from.target, from.type, 0), destination(to.target, to.type, 1) {
+        engine.source = &source;
+        engine.destination = &destination;
+    }
+};
+
 // A handle that no host function knows.
 void* const NoHandle = reinterpret_cast<void*>(std::uintptr_t{0x1234});
 
@@ -64,11 +85,8 @@ TEST_F(TransformByHand, StepsOneByOneGiveTheBytesOfTheWholeTransform) {
                       testdib::MakeDib(3, 3, 24, Ppm100, Ppm100)}) {
         const Outcome expected = Transform(dib, 200);
         Bytes out(expected.out.size());
-        CBufTransfer source(dib.data(), 3, 0);
-        CBufTransfer destination(out.data(), 3, 1);
-        CLinearTransformMem engine;
-        engine.source = &source;
-        engine.destination = &destination;
+        ByHand byHand({Memory, dib.data()}, {Memory, out.data()});
+        CLinearTransformMem& engine = byHand.engine;
         ASSERT_EQ(engine.GetSourceImageInfo(), 0);
         engine.outDpiX = engine.outDpiY = 200;
         engine.ratioX = engine.ratioY = 2;
@@ -85,11 +103,8 @@ TEST_F(TransformByHand, StepsOneByOneGiveTheBytesOfTheWholeTransform) {
 
 TEST_F(TransformByHand, ASourceFileThatWasNeverOpenedIs5) {
     Bytes out(2000);
-    CBufTransfer source(nullptr, 2, 0);
-    CBufTransfer destination(out.data(), 3, 1);
-    CLinearTransformMem engine;
-    engine.source = &source;
-    engine.destination = &destination;
+    ByHand byHand({File, nullptr}, {Memory, out.data()});
+    CLinearTransformMem& engine = byHand.engine;
     unsigned char row[4];
     EXPECT_EQ(engine.GetSourceImageInfo(), 5);
     EXPECT_EQ(engine.GetImageLine(0, row), 0);
@@ -99,11 +114,8 @@ TEST_F(TransformByHand, ASourceFileThatWasNeverOpenedIs5) {
 
 TEST_F(TransformByHand, ADestinationFileThatWasNeverOpenedIs6) {
     Bytes dib = GrayRamp();
-    CBufTransfer source(dib.data(), 3, 0);
-    CBufTransfer destination(nullptr, 2, 1);
-    CLinearTransformMem engine;
-    engine.source = &source;
-    engine.destination = &destination;
+    ByHand byHand({Memory, dib.data()}, {File, nullptr});
+    CLinearTransformMem& engine = byHand.engine;
     EXPECT_EQ(engine.LinearTransform(0, nullptr, 100, 128), 6);
     EXPECT_EQ(engine.CreateOutputData(), 6);
 }
@@ -128,49 +140,35 @@ TEST_F(TransformByHand, FileHandlesThatTheHostDoesNotKnowAre5And6) {
 TEST_F(TransformByHand, ADestinationFileLostBeforeItsRowsIs6) {
     const TempFolder folder;
     Bytes dib = GrayRamp();
-    CBufTransfer source(dib.data(), 3, 0);
     std::string path = folder.Path("out.bmp");
-    CBufTransfer destination(path.data(), 2, 1);
-    CLinearTransformMem engine;
-    engine.source = &source;
-    engine.destination = &destination;
+    ByHand byHand({Memory, dib.data()}, {File, path.data()});
+    CLinearTransformMem& engine = byHand.engine;
     ASSERT_EQ(engine.LinearTransform(0, nullptr, 100, 128), 0);
-    void* const kept = destination.handle;
-    destination.handle = nullptr;
+    void* const kept = byHand.destination.handle;
+    byHand.destination.handle = nullptr;
     EXPECT_EQ(engine.CreateImage(0, 128), 6);
-    destination.handle = kept;
+    byHand.destination.handle = kept;
 }
 
 TEST_F(TransformByHand, AFullDiskIs6AtTheHeadersAlready) {
     Bytes dib = GrayRamp();
-    CBufTransfer source(dib.data(), 3, 0);
     char path[] = "/dev/full";
-    CBufTransfer destination(path, 2, 1);
-    ASSERT_NE(destination.handle, nullptr);
-    CLinearTransformMem engine;
-    engine.source = &source;
-    engine.destination = &destination;
-    EXPECT_EQ(engine.LinearTransform(0, nullptr, 100, 128), 6);
+    ByHand byHand({Memory, dib.data()}, {File, path});
+    ASSERT_NE(byHand.destination.handle, nullptr);
+    EXPECT_EQ(byHand.engine.LinearTransform(0, nullptr, 100, 128), 6);
 }
 
 TEST_F(TransformByHand, AnInertDestinationIs6) {
     Bytes dib = GrayRamp();
-    CBufTransfer source(dib.data(), 3, 0);
-    CBufTransfer destination(nullptr, 0, 0);
-    CLinearTransformMem engine;
-    engine.source = &source;
-    engine.destination = &destination;
-    EXPECT_EQ(engine.LinearTransform(0, nullptr, 100, 128), 6);
+    ByHand byHand({Memory, dib.data()}, {Inert, nullptr});
+    EXPECT_EQ(byHand.engine.LinearTransform(0, nullptr, 100, 128), 6);
 }
 
 TEST_F(TransformByHand, RowsOfAKindThatHasNoneStayAsTheyAre) {
     Bytes dib = GrayRamp();
     Bytes out(100, 7);
-    CBufTransfer source(dib.data(), 3, 0);
-    CBufTransfer destination(out.data(), 3, 1);
-    CLinearTransformMem engine;
-    engine.source = &source;
-    engine.destination = &destination;
+    ByHand byHand({Memory, dib.data()}, {Memory, out.data()});
+    CLinearTransformMem& engine = byHand.engine;
     engine.kind = 4;
     engine.outWidth = 4;
     engine.outHeight = 2;

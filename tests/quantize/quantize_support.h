@@ -3,7 +3,7 @@
 
 #include "dibprep.h"
 #include "tests/support/dib_builder.h"
-#include "tests/support/test_host.h"
+#include "tests/support/memory_test.h"
 
 #include <gtest/gtest.h>
 
@@ -15,17 +15,8 @@
 namespace quantizetest {
 
 using testdib::Bytes;
+using testhost::MemoryTest;
 using Rgb = std::array<int, 3>; // red, green, blue
-
-class MemoryTest : public testing::Test {
-protected:
-    void SetUp() override { testhost::Reset(); }
-    void TearDown() override {
-        EXPECT_EQ(testhost::OutstandingLocks(), 0);
-        EXPECT_EQ(testhost::BadCalls(), 0);
-        testhost::Reset();
-    }
-};
 
 inline tagRGBQUAD Quad(int red, int green, int blue, int reserved = 0) {
     return {static_cast<unsigned char>(blue), static_cast<unsigned char>(green), static_cast<unsigned char>(red),

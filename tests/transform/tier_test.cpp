@@ -164,6 +164,15 @@ TEST_P(TransformTier, AxesOfDifferentResolution) {
     }
 }
 
+// Tables of columns that repeat after 32 and after 64 pixels, under rows that are needed once: alone, in
+// halves and in quarters.
+TEST_P(TransformTier, LongPeriodsUnderRowsOfEveryWeight) {
+    for (const int dpiY : {64, 80, 72}) {
+        Compare({24, 170, 16, 33, dpiY}, 32);
+        Compare({8, 330, 16, 65, dpiY * 2}, 64);
+    }
+}
+
 TEST_P(TransformTier, ExtremeRatios) {
     Compare({24, 3000, 60, 3000, 3000}, 200);
     Compare({8, 6000, 60, 3000, 3000}, 100);

@@ -3,7 +3,7 @@
 
 #include "dibprep.h"
 #include "tests/support/dib_builder.h"
-#include "tests/support/test_host.h"
+#include "tests/support/memory_test.h"
 
 #include <gtest/gtest.h>
 
@@ -23,19 +23,7 @@ constexpr int Ppm300 = 11811;
 
 constexpr unsigned short MemoryToMemory = TRANSFER_SOURCE_MEMORY | TRANSFER_DESTINATION_MEMORY;
 
-// A clean memory layer for every test, no lock or misuse of a handle left behind by any, and no block
-// freed while it was locked.
-class MemoryTest : public testing::Test {
-protected:
-    void SetUp() override { testhost::Reset(); }
-    void TearDown() override {
-        EXPECT_EQ(testhost::OutstandingLocks(), expectedLocks);
-        EXPECT_EQ(testhost::BadCalls(), 0);
-        EXPECT_EQ(testhost::LockedFrees(), 0);
-        testhost::Reset();
-    }
-    int expectedLocks = 0;
-};
+using testhost::MemoryTest;
 
 // The percentages that a conversion reported, and the call at which it is told to stop (0: never).
 struct Recorder {

@@ -21,8 +21,49 @@ DIBPREP_TIER inline void WeighTwoGroups(const ColumnPlan& plan, const std::uint8
     Store(to, _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes, table), Load(plan.weights + table * 16)));
 }
 
+// The tables of a short period, of so many pairs of groups: they stay in registers.
+template <std::size_t Pairs>
+struct PeriodTables {
+    __m256i shuffles[Pairs];
+    __m256i weights[Pairs];
+    std::uint32_t offsets[Pairs * 2];
+
+    DIBPREP_TIER explicit PeriodTables(const ColumnPlan& plan) {
+        for (std::size_t i = 0; i < Pairs; ++i) {
+            shuffles[i] = Load(plan.shuffles + i * 32);
+            weights[i] = Load(plan.weights + i * 32);
+            offsets[i * 2] = plan.offsets[i * 2];
+            offsets[i * 2 + 1] = plan.offsets[i * 2 + 1];
+        }
+    }
+
+    DIBPREP_TIER __m256i Weighed(const std::uint8_t* bytes, std::size_t i) const {
+        const __m256i windows = LoadTwo(bytes + offsets[i * 2], bytes + offsets[i * 2 + 1]);
+        return _mm256_maddubs_epi16(_mm256_shuffle_epi8(windows, shuffles[i]), weights[i]);
+    }
+};
+
+template <std::size_t Pairs>
+DIBPREP_TIER inline void WeighPeriods(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
+    const PeriodTables<Pairs> tables(plan);
+    const std::size_t step = plan.step;
+    for (std::size_t round = plan.repeats; round > 0; --round, bytes += step, to += Pairs * 16) {
+        for (std::size_t i = 0; i < Pairs; ++i)
+            Store(to + i * 16, tables.Weighed(bytes, i));
+    }
+}
+
 DIBPREP_TIER void Weigh(const ColumnPlan& plan, const std::uint8_t* bytes, std::uint16_t* to) {
-    WalkGroups<std::uint16_t, WeighTwoGroups, 2>(plan, bytes, to);
+    if (plan.period != 4 && plan.period != 6) {
+        WalkGroups<std::uint16_t, WeighTwoGroups, 2>(plan, bytes, to);
+        return;
+    }
+    if (plan.period == 4)
+        WeighPeriods<2>(plan, bytes, to);
+    else
+        WeighPeriods<3>(plan, bytes, to);
+    for (std::size_t table = plan.period * plan.repeats; table < plan.groups; table += 2)
+        WeighTwoGroups(plan, bytes, table, 0, to + table * 8);
 }
 
 // Four channels: first + difference * fraction.
@@ -110,49 +151,92 @@ DIBPREP_TIER void MixWords(const std::uint16_t* row0, const std::uint16_t* row1,
                   count - i);
 }
 
-// What turns the bytes of one or two rows into sixteen channels at once.
+// What turns weighed channels of one or two rows into levels.
+enum class Rows { Alone, Even, Weighted }; // the second has no weight, the same, another
+
+template <Rows Form>
 struct DirectMix {
-    ColumnPlan plan;
     __m256i weight0;
     __m256i weight1;
     __m128i shift;
-    bool alone; // the second row has no weight
-    bool even;  // both have the same
 
-    DIBPREP_TIER __m128i Channels(const std::uint8_t* bytes0, const std::uint8_t* bytes1, std::size_t table) const {
-        const __m256i weights = Load(plan.weights + table * 16);
-        __m256i sum = _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes0, table), weights);
-        if (!alone) {
-            __m256i bottom = _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes1, table), weights);
-            if (!even) {
-                sum = _mm256_mullo_epi16(sum, weight0);
-                bottom = _mm256_mullo_epi16(bottom, weight1);
-            }
-            sum = _mm256_add_epi16(sum, bottom);
-        }
-        const __m256i words = _mm256_srl_epi16(sum, shift);
-        return _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+    DIBPREP_TIER DirectMix(const RowWeights& weights, unsigned int fractionBits)
+        : weight0(_mm256_set1_epi16(static_cast<short>(weights.first))),
+          weight1(_mm256_set1_epi16(static_cast<short>(weights.second))),
+          shift(_mm_cvtsi32_si128(static_cast<int>(fractionBits + weights.bits))) {}
+
+    // Sixteen words, 0 to 255.
+    DIBPREP_TIER __m256i Levels(__m256i top, __m256i bottom) const {
+        if (Form == Rows::Weighted)
+            top = _mm256_add_epi16(_mm256_mullo_epi16(top, weight0), _mm256_mullo_epi16(bottom, weight1));
+        else if (Form == Rows::Even)
+            top = _mm256_add_epi16(top, bottom);
+        return _mm256_srl_epi16(top, shift);
     }
 };
 
+DIBPREP_TIER inline __m128i PackHalf(__m256i words) {
+    return _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+}
+
+template <Rows Form, std::size_t Pairs>
+DIBPREP_TIER inline void MixPeriods(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
+                                    const DirectMix<Form>& mix, std::uint8_t* out) {
+    const PeriodTables<Pairs> tables(plan);
+    const std::size_t step = plan.step;
+    for (std::size_t round = plan.repeats; round > 0; --round, bytes0 += step, bytes1 += step, out += Pairs * 16) {
+        __m256i words[Pairs];
+        for (std::size_t i = 0; i < Pairs; ++i) {
+            const __m256i top = tables.Weighed(bytes0, i);
+            words[i] = mix.Levels(top, Form == Rows::Alone ? top : tables.Weighed(bytes1, i));
+        }
+        for (std::size_t i = 0; i + 1 < Pairs; i += 2)
+            Store(out + i * 16, PackWords(words[i], words[i + 1]));
+        if (Pairs % 2 != 0)
+            StoreHalf(out + (Pairs - 1) * 16, PackHalf(words[Pairs - 1]));
+    }
+}
+
+template <Rows Form>
+DIBPREP_TIER inline __m128i MixTwoGroups(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
+                                         std::size_t table, const DirectMix<Form>& mix) {
+    const __m256i weights = Load(plan.weights + table * 16);
+    const __m256i top = _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes0, table), weights);
+    if (Form == Rows::Alone)
+        return PackHalf(mix.Levels(top, top));
+    return PackHalf(mix.Levels(top, _mm256_maddubs_epi16(PairsOfTwoGroups(plan, bytes1, table), weights)));
+}
+
+template <Rows Form>
+DIBPREP_TIER inline void WeighAndMixRows(const ColumnPlan& columns, const std::uint8_t* bytes0,
+                                         const std::uint8_t* bytes1, const RowWeights& weights, std::uint8_t* out) {
+    const ColumnPlan plan = columns; // no store can change a copy
+    const DirectMix<Form> mix(weights, plan.fractionBits);
+    std::size_t at = plan.period * plan.repeats * 8; // channel; whole periods never reach the last group
+    if (plan.period == 4) {
+        MixPeriods<Form, 2>(plan, bytes0, bytes1, mix, out);
+    } else if (plan.period == 6) {
+        MixPeriods<Form, 3>(plan, bytes0, bytes1, mix, out);
+    } else {
+        std::uint8_t* to = out;
+        for (std::size_t round = 0; round < plan.repeats; ++round) {
+            const std::size_t begin = round * plan.step;
+            for (std::size_t table = 0; table < plan.period; table += 2, to += 16)
+                StoreHalf(to, MixTwoGroups(plan, bytes0 + begin, bytes1 + begin, table, mix));
+        }
+    }
+    for (std::size_t table = plan.period * plan.repeats; table < plan.groups; table += 2, at += 16)
+        StoreHalfPart(out + at, MixTwoGroups(plan, bytes0, bytes1, table, mix), plan.channels - at);
+}
+
 DIBPREP_TIER void WeighAndMix(const ColumnPlan& plan, const std::uint8_t* bytes0, const std::uint8_t* bytes1,
                               const RowWeights& weights, std::uint8_t* out) {
-    const DirectMix mix{plan,
-                        _mm256_set1_epi16(static_cast<short>(weights.first)),
-                        _mm256_set1_epi16(static_cast<short>(weights.second)),
-                        _mm_cvtsi32_si128(static_cast<int>(plan.fractionBits + weights.bits)),
-                        weights.second == 0,
-                        weights.first == weights.second};
-    std::size_t at = 0; // channel; a body of whole periods never reaches the last group
-    for (std::size_t round = 0; round < plan.repeats; ++round) {
-        const std::uint8_t* const window0 = bytes0 + round * plan.step;
-        const std::uint8_t* const window1 = bytes1 + round * plan.step;
-        for (std::size_t table = 0; table < plan.period; table += 2, at += 16)
-            StoreHalf(out + at, mix.Channels(window0, window1, table));
-    }
-    for (std::size_t table = plan.period * plan.repeats; table < plan.groups; table += 2, at += 16) {
-        StoreHalfPart(out + at, mix.Channels(bytes0, bytes1, table), plan.channels - at);
-    }
+    if (weights.second == 0)
+        WeighAndMixRows<Rows::Alone>(plan, bytes0, bytes1, weights, out);
+    else if (weights.first == weights.second)
+        WeighAndMixRows<Rows::Even>(plan, bytes0, bytes1, weights, out);
+    else
+        WeighAndMixRows<Rows::Weighted>(plan, bytes0, bytes1, weights, out);
 }
 
 DIBPREP_TIER inline __m128i MixFour(__m256d top, __m256d bottom, __m256d fraction) {
