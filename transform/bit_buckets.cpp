@@ -26,6 +26,11 @@ void AddUp(std::uint8_t* rows, std::size_t count) {
     }
 }
 
+// Of a fraction of 0 to 1, when there are `count` buckets.
+std::size_t BucketOf(double fraction, double count) {
+    return static_cast<std::size_t>(static_cast<std::int32_t>(fraction * count));
+}
+
 bool AreSame(const BitRule& a, const BitRule& b) {
     return a.form == b.form && a.turned == b.turned && std::memcmp(a.falling, b.falling, sizeof a.falling) == 0 &&
            std::memcmp(a.rising, b.rising, sizeof a.rising) == 0;
@@ -33,26 +38,23 @@ bool AreSame(const BitRule& a, const BitRule& b) {
 
 } // namespace
 
-std::size_t BitBuckets::BucketOf(double fraction) const {
-    return static_cast<std::size_t>(static_cast<std::int32_t>(fraction * static_cast<std::int32_t>(m_count)));
-}
-
 void BitBuckets::Read(const CPosition* columns, std::size_t pixels) {
     m_pixels = pixels;
-    m_count = FewestBuckets;
-    while (m_count < MostBuckets && m_count < pixels / 4)
-        m_count *= 2;
+    std::size_t count = FewestBuckets;
+    while (count < MostBuckets && count < pixels / 4)
+        count *= 2;
+    m_count = static_cast<double>(count);
     // What is behind the last bucket, or in none, is below no fraction.
-    std::fill_n(m_least, m_count + 1, Never);
-    std::fill_n(m_greatest, m_count + 1, -Never);
+    std::fill_n(m_least, count + 1, Never);
+    std::fill_n(m_greatest, count + 1, -Never);
     for (std::size_t x = 0; x < pixels; ++x) {
         const double fraction = columns[x].fraction;
-        const std::size_t bucket = BucketOf(fraction);
+        const std::size_t bucket = BucketOf(fraction, m_count);
         m_least[bucket] = std::min(m_least[bucket], fraction);
         m_greatest[bucket] = std::max(m_greatest[bucket], fraction);
     }
     m_used = 0;
-    for (std::size_t bucket = 0; bucket <= m_count; ++bucket) {
+    for (std::size_t bucket = 0; bucket <= count; ++bucket) {
         m_before[bucket] = static_cast<std::uint16_t>(m_used);
         if (m_least[bucket] == Never)
             m_greatest[bucket] = Never;
@@ -68,25 +70,28 @@ void BitBuckets::Take(ScratchParts& scratch) {
 
 void BitBuckets::Fill(const CPosition* columns) {
     const std::size_t unitBytes = (m_used + 1) * BitUnit;
-    for (std::size_t x = 0; x < m_pixels; ++x) {
-        std::uint8_t* const unit = m_rows + x / BitUnitPixels * unitBytes;
-        std::uint8_t& byte =
-            unit[(m_before[BucketOf(columns[x].fraction)] + std::size_t{1}) * BitUnit + x % BitUnitPixels / 8];
-        byte = static_cast<std::uint8_t>(byte | 0x80 >> (x & 7));
+    const double count = m_count; // no store can change a copy
+    std::uint8_t* unit = m_rows;
+    for (std::size_t begin = 0; begin < m_pixels; begin += BitUnitPixels, unit += unitBytes) {
+        const std::size_t end = std::min(m_pixels - begin, BitUnitPixels);
+        for (std::size_t x = 0; x < end; ++x) {
+            const std::size_t bucket = BucketOf(columns[begin + x].fraction, count);
+            std::uint8_t& byte = unit[(m_before[bucket] + std::size_t{1}) * BitUnit + x / 8];
+            byte = static_cast<std::uint8_t>(byte | 0x80 >> (x & 7));
+        }
+        AddUp(unit, m_used + 1);
     }
-    for (std::size_t x = 0; x < m_pixels; x += BitUnitPixels)
-        AddUp(m_rows + x / BitUnitPixels * unitBytes, m_used + 1);
 }
 
 // The row of the buckets whose columns are all below a fraction.
 std::uint32_t BitBuckets::SurelyBelow(double fraction) const {
-    const std::size_t bucket = BucketOf(std::min(std::max(fraction, 0.0), 1.0));
+    const std::size_t bucket = BucketOf(std::min(std::max(fraction, 0.0), 1.0), m_count);
     return static_cast<std::uint32_t>((m_before[bucket] + std::size_t{m_greatest[bucket] < fraction}) * BitUnit);
 }
 
 // That of the buckets with any column that is not above it.
 std::uint32_t BitBuckets::PossiblyBelow(double fraction) const {
-    const std::size_t bucket = BucketOf(std::min(std::max(fraction, 0.0), 1.0));
+    const std::size_t bucket = BucketOf(std::min(std::max(fraction, 0.0), 1.0), m_count);
     return static_cast<std::uint32_t>((m_before[bucket] + std::size_t{m_least[bucket] <= fraction}) * BitUnit);
 }
 

@@ -38,14 +38,13 @@ public:
 private:
     static constexpr std::size_t MostBuckets = 256;
 
-    std::size_t BucketOf(double fraction) const;
     std::uint32_t SurelyBelow(double fraction) const;
     std::uint32_t PossiblyBelow(double fraction) const;
     void PutCase(BitRule& rule, std::size_t which, double above, double below, double threshold, bool sure) const;
     BitRule RuleFor(double fy, double threshold, bool sure) const;
 
     std::size_t m_pixels = 0;
-    std::size_t m_count = 0;
+    double m_count = 0;
     std::size_t m_used = 0; // buckets that hold a column
     // A bucket, and one behind the last: used ones before it, and the range of its fractions.
     std::uint16_t m_before[MostBuckets + 1];

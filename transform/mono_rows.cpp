@@ -58,6 +58,14 @@ void SetBytes(std::uint8_t* out, std::size_t count) {
         out[i] = 0xFF;
 }
 
+void AddBits(std::uint8_t* out, const std::uint8_t* bits, std::size_t count) {
+    std::size_t i = 0;
+    for (; i + 16 <= count; i += 16)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_or_si128(Load(out + i), Load(bits + i)));
+    for (; i < count; ++i)
+        out[i] = static_cast<std::uint8_t>(out[i] | bits[i]);
+}
+
 } // namespace
 
 bool MonoRows::Prepare(const CLinearTransformMem& engine, const RowKernels& kernels) {
@@ -134,11 +142,12 @@ bool MonoRows::PutWindows() {
 bool MonoRows::PutWindow(std::size_t begin, std::size_t end, std::uint8_t* record) {
     const std::size_t recordPixels = BitRecordPixels(m_unit);
     const std::size_t longest = m_unit;
-    const unsigned int offset = m_positions[begin].byte0;
+    const CPosition* const positions = m_positions; // no store can change copies
+    const unsigned int offset = positions[begin].byte0;
     bool leftOnly = true;
     StoreU32(record + recordPixels * 4 + begin % recordPixels / m_unit * 4, offset);
     for (std::size_t x = begin; x < end; ++x) {
-        const CPosition& at = m_positions[x];
+        const CPosition& at = positions[x];
         // A sample without weight may be any.
         const bool alone = Weightless(at);
         const unsigned int place = at.byte0 - offset;
@@ -243,20 +252,38 @@ bool MonoRows::Outcome(unsigned int combination, double fx, double fy) const {
     return Mix(blackness(0), blackness(1), blackness(2), blackness(3), fx, fy) < m_threshold;
 }
 
-// Decides where the picked rows differ, in m_sure.
-void MonoRows::DecideOpen(const std::uint8_t* upper, const std::uint8_t* lower, double fy) {
-    for (std::size_t at = 0; at * 8 < m_pixels; at += 4) {
-        for (std::uint32_t left = LoadU32(m_sure + at) ^ LoadU32(m_possible + at); left != 0; left &= left - 1) {
-            const auto bit = static_cast<unsigned int>(__builtin_ctz(left));
-            const std::size_t x = at * 8 + Backwards(bit);
-            const std::size_t place = at / BitUnit * BitRowsUnit + at % BitUnit;
-            const std::uint8_t* const samples[] = {upper, upper + BitRightSamples, lower, lower + BitRightSamples};
-            unsigned int combination = 0;
-            for (unsigned int which = 0; which < 4; ++which)
-                combination |= (LoadU32(samples[which] + place) >> bit & 1) << which;
-            const auto mask = BitOf(static_cast<unsigned int>(x));
-            const bool white = Outcome(combination, m_positions[x].fraction, fy);
-            m_sure[x / 8] = static_cast<std::uint8_t>(white ? m_sure[x / 8] | mask : m_sure[x / 8] & ~mask);
+// Decides the pixels that `open` marks of 32, whose samples begin at `upper` and `lower` and whose columns at
+// `columns`: those that come out white.
+std::uint32_t MonoRows::DecideOpen(std::uint32_t open, const std::uint8_t* upper, const std::uint8_t* lower,
+                                   const CPosition* columns, double fy) const {
+    const std::uint32_t samples[] = {LoadU32(upper), LoadU32(upper + BitRightSamples), LoadU32(lower),
+                                     LoadU32(lower + BitRightSamples)};
+    std::uint32_t white = 0;
+    for (std::uint32_t left = open; left != 0; left &= left - 1) {
+        const auto bit = static_cast<unsigned int>(__builtin_ctz(left));
+        unsigned int combination = 0;
+        for (unsigned int which = 0; which < 4; ++which)
+            combination |= (samples[which] >> bit & 1) << which;
+        if (Outcome(combination, columns[Backwards(bit)].fraction, fy))
+            white |= std::uint32_t{1} << bit;
+    }
+    return white;
+}
+
+// Decides where the two picked rows differ, and makes m_sure right there.
+void MonoRows::Settle(const std::uint8_t* upper, const std::uint8_t* lower, double fy) {
+    std::uint8_t* const sure = m_sure;
+    for (std::size_t at = 0; at * 8 < m_pixels; at += 16) {
+        if (AllEqual(Load(sure + at), Load(m_possible + at)))
+            continue;
+        for (std::size_t word = at; word < at + 16; word += 4) {
+            const std::uint32_t settled = LoadU32(sure + word);
+            const std::uint32_t open = settled ^ LoadU32(m_possible + word);
+            if (open == 0)
+                continue;
+            const std::size_t place = word / BitUnit * BitRowsUnit + word % BitUnit;
+            const std::uint32_t white = DecideOpen(open, upper + place, lower + place, m_positions + word * 8, fy);
+            StoreU32(sure + word, (settled & ~open) | white);
         }
     }
 }
@@ -286,9 +313,8 @@ void MonoRows::Pick(const std::uint8_t* upper, const std::uint8_t* lower, double
     std::memset(m_possible, 0, bytes);
     pick(rules.sure, m_sure);
     pick(rules.possible, m_possible);
-    DecideOpen(upper, lower, fy);
-    for (std::size_t i = 0; i < bytes; ++i)
-        out[i] = static_cast<std::uint8_t>(out[i] | m_sure[i]);
+    Settle(upper, lower, fy);
+    AddBits(out, m_sure, bytes);
 }
 
 void MonoRows::SetAll(std::uint8_t* out) const {

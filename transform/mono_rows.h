@@ -47,7 +47,9 @@ private:
     void Pick(const std::uint8_t* upper, const std::uint8_t* lower, double fy, std::uint8_t* out);
     void SetAll(std::uint8_t* out) const;
     bool Outcome(unsigned int combination, double fx, double fy) const;
-    void DecideOpen(const std::uint8_t* upper, const std::uint8_t* lower, double fy);
+    std::uint32_t DecideOpen(std::uint32_t open, const std::uint8_t* upper, const std::uint8_t* lower,
+                             const CPosition* columns, double fy) const;
+    void Settle(const std::uint8_t* upper, const std::uint8_t* lower, double fy);
 
     RowKernels m_kernels;
     ScratchParts m_scratch;

@@ -46,10 +46,7 @@ bool PipelineRows::Prepare(const CLinearTransformMem& engine) {
 }
 
 bool PipelineRows::Build(const CLinearTransformMem& engine, unsigned int y) {
-    // The next pair is asked for before the row is built: its division takes longer than the wait for it then.
-    const SamplePair rows = y == m_nextRow ? m_next : PairAt(y, engine.ratioY, engine.srcHeight);
-    m_nextRow = y + 1;
-    m_next = PairAt(m_nextRow, engine.ratioY, engine.srcHeight);
+    const SamplePair rows = PairAt(y, engine.ratioY, engine.srcHeight);
     if (rows.second >= engine.srcHeight || !(rows.fraction >= 0 && rows.fraction < 1))
         return false;
     const std::uint8_t* const source = FirstSourceRow(engine);
@@ -62,7 +59,9 @@ bool PipelineRows::Build(const CLinearTransformMem& engine, unsigned int y) {
         m_estimated.Build(source, rows, out);
         return true;
     }
-    const std::uint32_t nextFirst = m_nextRow < engine.outHeight ? m_next.first : ~0u;
+    std::uint32_t nextFirst = ~0u;
+    if (y + 1 < engine.outHeight)
+        nextFirst = PairAt(y + 1, engine.ratioY, engine.srcHeight).first;
     m_colour.Build(source, rows, nextFirst, out);
     return true;
 }

@@ -42,8 +42,6 @@ private:
 
     Form m_form = Form::None;
     Tier m_tier = Tier::Scalar;
-    unsigned int m_nextRow = ~0u;
-    SamplePair m_next{}; // of that row
     ColourRows m_colour;
     EstimatedRows m_estimated;
     MonoRows m_mono;
