@@ -142,15 +142,13 @@ BitRule BitBuckets::RuleFor(double fy, double threshold, bool sure) const {
     return rule;
 }
 
-BitRules BitBuckets::Choose(double fy, int threshold, bool setIsBlack) const {
+void BitBuckets::Choose(double fy, int threshold, bool setIsBlack, BitRules& rules) const {
     // Set pixels of the rules are black where set samples are, white otherwise.
     const double level = setIsBlack ? threshold : Set - threshold;
-    BitRules rules;
     rules.sure = RuleFor(fy, level + Tolerance, true);
     rules.possible = RuleFor(fy, level - Tolerance, false);
     rules.same = AreSame(rules.sure, rules.possible);
     rules.sure.flip = rules.possible.flip = setIsBlack ? ~0u : 0;
-    return rules;
 }
 
 } // namespace dibprep

@@ -33,7 +33,7 @@ public:
     // The rules of a row. Its fraction 0 means that the second row does not count. Thresholds are 1 to 255; a
     // pixel whose blackness is below becomes white, a set bit. A set sample has the blackness 255 if
     // `setIsBlack`, else 0; a clear one the other.
-    BitRules Choose(double fy, int threshold, bool setIsBlack) const;
+    void Choose(double fy, int threshold, bool setIsBlack, BitRules& rules) const;
 
 private:
     static constexpr std::size_t MostBuckets = 256;

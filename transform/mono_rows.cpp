@@ -170,7 +170,7 @@ void MonoRows::Forget() {
         kept.row = NoRow;
 }
 
-MonoRows::KeptRow* MonoRows::Find(std::uint32_t row) {
+inline MonoRows::KeptRow* MonoRows::Find(std::uint32_t row) {
     for (KeptRow& kept : m_kept) {
         if (kept.row == row)
             return &kept;
@@ -179,7 +179,7 @@ MonoRows::KeptRow* MonoRows::Find(std::uint32_t row) {
 }
 
 // A row that may be read to a window behind its end: a copy where no other row is behind it.
-const std::uint8_t* MonoRows::Readable(const std::uint8_t* source, std::uint32_t row, std::size_t which) {
+inline const std::uint8_t* MonoRows::Readable(const std::uint8_t* source, std::uint32_t row, std::size_t which) {
     const std::size_t begin = row * m_stride;
     if (begin + m_sourceBytes + m_unit <= (m_lastRow + std::size_t{1}) * m_stride)
         return source + begin;
@@ -188,7 +188,7 @@ const std::uint8_t* MonoRows::Readable(const std::uint8_t* source, std::uint32_t
 }
 
 // The sample that a source row consists of; -1 if it has both. Most pages have many such rows.
-int MonoRows::UniformSample(const std::uint8_t* row) const {
+inline int MonoRows::UniformSample(const std::uint8_t* row) const {
     const std::size_t whole = m_sourcePixels / 8;
     const unsigned int rest = 0xFF00u >> (m_sourcePixels % 8) & 0xFF;
     const std::uint8_t expected = row[0] & 0x80 ? 0xFF : 0;
@@ -198,7 +198,7 @@ int MonoRows::UniformSample(const std::uint8_t* row) const {
 }
 
 // The samples of the first `count` rows of a pair.
-void MonoRows::Sample(const std::uint8_t* source, KeptRow* pair, std::size_t count) {
+inline void MonoRows::Sample(const std::uint8_t* source, KeptRow* pair, std::size_t count) {
     const std::uint8_t* rows[2] = {};
     KeptRow* made = nullptr; // the first of them
     for (std::size_t which = 0; which < count; ++which) {
@@ -214,26 +214,20 @@ void MonoRows::Sample(const std::uint8_t* source, KeptRow* pair, std::size_t cou
         (m_windows ? m_kernels.shuffleBits : m_kernels.gatherBits)(m_plan, rows[0], rows[1], made->samples);
 }
 
-// Makes the samples of two rows unless they are kept, with them those of a row that is needed next.
-void MonoRows::Keep(const std::uint8_t* source, std::uint32_t first, std::uint32_t second) {
-    const KeptRow* const kept[] = {Find(first), Find(second)};
-    if (kept[0] && kept[1])
-        return;
-    const KeptRow* const needed = kept[0] ? kept[0] : kept[1];
+// Makes the samples of two rows of which `needed` may be kept, and with a single one those of the row behind it.
+inline void MonoRows::Keep(const std::uint8_t* source, std::uint32_t first, std::uint32_t second,
+                           const KeptRow* needed) {
     KeptRow* const pair = needed && needed < m_kept + 2 ? m_kept + 2 : m_kept;
-    pair[0].row = kept[0] ? second : first;
-    pair[1].row = NoRow;
-    std::size_t count = 1;
-    const std::uint32_t next = !needed && second != first ? second : pair[0].row + 1;
-    if (next == second ? !kept[1] : m_allRows && next <= m_lastRow && !Find(next)) {
-        pair[1].row = next;
-        count = 2;
-    }
-    Sample(source, pair, count);
+    pair[0].row = needed && needed->row == first ? second : first;
+    const bool both = !needed && first != second;
+    const std::uint32_t next = both ? second : pair[0].row + 1;
+    const bool two = both || (m_allRows && next <= m_lastRow && !Find(next));
+    pair[1].row = two ? next : NoRow;
+    Sample(source, pair, two ? 2 : 1);
 }
 
 // Writes out those of a row of one sample.
-const std::uint8_t* MonoRows::SamplesOf(KeptRow& kept) {
+inline const std::uint8_t* MonoRows::SamplesOf(KeptRow& kept) {
     if (!kept.sampled) {
         for (std::size_t unit = 0; unit * BitUnitPixels < m_pixels; ++unit)
             std::memset(kept.samples + unit * BitRowsUnit, kept.everywhere ? 0xFF : 0, 2 * BitUnit);
@@ -288,18 +282,18 @@ void MonoRows::Settle(const std::uint8_t* upper, const std::uint8_t* lower, doub
     }
 }
 
-const BitRules& MonoRows::RulesFor(double fy) {
+inline const BitRules& MonoRows::RulesFor(double fy) {
     for (std::size_t i = 0; i < std::min(m_ruleCount, KeptRules); ++i) {
         if (m_ruleFractions[i] == fy)
             return m_rules[i];
     }
     const std::size_t place = m_ruleCount++ % KeptRules;
     m_ruleFractions[place] = fy;
-    m_rules[place] = m_buckets.Choose(fy, m_threshold, m_setIsBlack);
+    m_buckets.Choose(fy, m_threshold, m_setIsBlack, m_rules[place]);
     return m_rules[place];
 }
 
-void MonoRows::Pick(const std::uint8_t* upper, const std::uint8_t* lower, double fy, std::uint8_t* out) {
+inline void MonoRows::Pick(const std::uint8_t* upper, const std::uint8_t* lower, double fy, std::uint8_t* out) {
     const BitRules& rules = RulesFor(fy);
     const auto pick = [&](const BitRule& rule, std::uint8_t* to) {
         m_kernels.pickBits(rule, rule.turned ? lower : upper, rule.turned ? upper : lower, m_pixels, to);
@@ -317,7 +311,7 @@ void MonoRows::Pick(const std::uint8_t* upper, const std::uint8_t* lower, double
     AddBits(out, m_sure, bytes);
 }
 
-void MonoRows::SetAll(std::uint8_t* out) const {
+inline void MonoRows::SetAll(std::uint8_t* out) const {
     SetBytes(out, m_pixels / 8);
     if (m_pixels % 8 != 0)
         out[m_pixels / 8] = static_cast<std::uint8_t>(out[m_pixels / 8] | 0xFF00 >> (m_pixels & 7));
@@ -333,12 +327,16 @@ void MonoRows::Build(const std::uint8_t* source, const SamplePair& rows, std::ui
     // Without a difference or a weight the second row adds nothing.
     const bool alone = rows.first == rows.second || rows.fraction == 0;
     const std::uint32_t second = alone ? rows.first : rows.second;
-    Keep(source, rows.first, second);
-    KeptRow& top = *Find(rows.first);
-    KeptRow& bottom = *Find(second);
-    if (top.everywhere < 0 || top.everywhere != bottom.everywhere)
-        Pick(SamplesOf(top), SamplesOf(bottom), alone ? 0 : rows.fraction, out);
-    else if ((top.everywhere != 0) != m_setIsBlack)
+    KeptRow* top = Find(rows.first);
+    KeptRow* bottom = alone ? top : Find(second);
+    if (!top || !bottom) {
+        Keep(source, rows.first, second, top ? top : bottom);
+        top = Find(rows.first);
+        bottom = alone ? top : Find(second);
+    }
+    if (top->everywhere < 0 || top->everywhere != bottom->everywhere)
+        Pick(SamplesOf(*top), SamplesOf(*bottom), alone ? 0 : rows.fraction, out);
+    else if ((top->everywhere != 0) != m_setIsBlack)
         SetAll(out);
 }
 

@@ -38,7 +38,7 @@ private:
     bool PutWindows();
     bool PutWindow(std::size_t begin, std::size_t end, std::uint8_t* offset);
     KeptRow* Find(std::uint32_t row);
-    void Keep(const std::uint8_t* source, std::uint32_t first, std::uint32_t second);
+    void Keep(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, const KeptRow* needed);
     void Sample(const std::uint8_t* source, KeptRow* pair, std::size_t count);
     const std::uint8_t* Readable(const std::uint8_t* source, std::uint32_t row, std::size_t which);
     const std::uint8_t* SamplesOf(KeptRow& kept);

@@ -78,7 +78,8 @@ TEST(BitBuckets, DecideAsTheLineBuilderDoesAndLeaveLittleOpen) {
         const double fractions[] = {0, 0.5, 1.0 / 3, 2.0 / 3, 1e-13, std::nextafter(1.0, 0.0), row - std::floor(row)};
         const double fy = fractions[random.Range(0, 6)];
         const bool setIsBlack = random.OneIn(2);
-        const BitRules rules = buckets.Choose(fy, threshold, setIsBlack);
+        BitRules rules;
+        buckets.Choose(fy, threshold, setIsBlack, rules);
         for (unsigned int combination = 0; combination < 16; ++combination) {
             double samples[4];
             for (unsigned int which = 0; which < 4; ++which)
@@ -120,8 +121,11 @@ TEST(BitBuckets, LeaveNothingOpenWhereFewFractionsOccur) {
         ASSERT_TRUE(scratch.Open());
         buckets.Take(scratch);
         buckets.Fill(columns.data());
-        for (const double fy : {0.0, 0.25, 0.5, 1.0 / 3, 0.9})
-            EXPECT_TRUE(buckets.Choose(fy, 128, false).same) << "of " << ratio << ", row fraction " << fy;
+        for (const double fy : {0.0, 0.25, 0.5, 1.0 / 3, 0.9}) {
+            BitRules rules;
+            buckets.Choose(fy, 128, false, rules);
+            EXPECT_TRUE(rules.same) << "of " << ratio << ", row fraction " << fy;
+        }
     }
 }
 
