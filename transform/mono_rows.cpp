@@ -199,19 +199,23 @@ inline int MonoRows::UniformSample(const std::uint8_t* row) const {
 
 // The samples of the first `count` rows of a pair.
 inline void MonoRows::Sample(const std::uint8_t* source, KeptRow* pair, std::size_t count) {
-    const std::uint8_t* rows[2] = {};
-    KeptRow* made = nullptr; // the first of them
-    for (std::size_t which = 0; which < count; ++which) {
-        KeptRow& kept = pair[which];
-        kept.everywhere = UniformSample(source + kept.row * m_stride);
-        kept.sampled = kept.everywhere < 0;
-        if (!kept.sampled)
+    const std::uint8_t* first = nullptr;
+    const std::uint8_t* second = nullptr;
+    std::uint8_t* to = nullptr;
+    for (KeptRow* kept = pair; kept != pair + count; ++kept) {
+        kept->everywhere = UniformSample(source + kept->row * m_stride);
+        kept->sampled = kept->everywhere < 0;
+        if (!kept->sampled)
             continue;
-        rows[made ? 1 : 0] = Readable(source, kept.row, which);
-        made = made ? made : &kept;
+        if (first) {
+            second = Readable(source, kept->row, 1);
+        } else {
+            first = Readable(source, kept->row, 0);
+            to = kept->samples;
+        }
     }
-    if (made)
-        (m_windows ? m_kernels.shuffleBits : m_kernels.gatherBits)(m_plan, rows[0], rows[1], made->samples);
+    if (first)
+        (m_windows ? m_kernels.shuffleBits : m_kernels.gatherBits)(m_plan, first, second, to);
 }
 
 // Makes the samples of two rows of which `needed` may be kept, and with a single one those of the row behind it.
