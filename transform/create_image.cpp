@@ -84,13 +84,14 @@ int ProduceRow(CLinearTransformMem& engine, unsigned int y) {
 
 bool MapColumns(CLinearTransformMem& engine) {
     try {
-        engine.positions.clear();
-        engine.positions.reserve(engine.outWidth);
-        for (unsigned int x = 0; x < engine.outWidth; ++x) {
-            const SamplePair columns = PairAt(x, engine.ratioX, engine.srcWidth);
-            engine.positions.push_back({columns.fraction, columns.first, columns.second,
-                                        static_cast<unsigned short>(columns.first >> 3),
-                                        static_cast<unsigned short>(columns.second >> 3)});
+        engine.positions.resize(engine.outWidth);
+        const double ratio = engine.ratioX;
+        const unsigned short extent = engine.srcWidth;
+        unsigned int x = 0;
+        for (CPosition& at : engine.positions) {
+            const SamplePair columns = PairAt(x++, ratio, extent);
+            at = {columns.fraction, columns.first, columns.second, static_cast<unsigned short>(columns.first >> 3),
+                  static_cast<unsigned short>(columns.second >> 3)};
         }
     } catch (const std::bad_alloc&) {
         return false;

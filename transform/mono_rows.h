@@ -19,74 +19,66 @@ public:
     void Build(const std::uint8_t* source, const SamplePair& rows, std::uint8_t* out);
 
     // Drops what is kept of source rows: their bytes may have changed.
-    void Forget() { m_kept[0].row = m_kept[1].row = NoRow; }
+    void Forget();
 
 private:
     static constexpr std::uint32_t NoRow = ~0u;
-    static constexpr std::size_t MostClasses = 4;
-    static constexpr std::size_t MostTables = 32;
+    static constexpr std::size_t KeptRules = 4;
 
-    // The left and right samples of all output columns in one source row.
+    // The samples of all output columns in one source row.
     struct KeptRow {
         std::uint32_t row = NoRow;
-        std::uint8_t* first = nullptr;
-        std::uint8_t* second = nullptr;
-        int everywhere = -1; // the sample, if all of the row are the same
+        std::uint8_t* samples = nullptr;
+        int everywhere = -1; // the sample, if all of the row are the same: `samples` need not be there
+        bool sampled = false;
     };
 
-    void ListClasses(const CLinearTransformMem& engine);
     void TakeScratch();
-    void FillTables();
-    bool PutWindow(std::size_t group);
-    const KeptRow& Keep(const std::uint8_t* source, std::uint32_t row, std::uint32_t needed);
-    bool Outcome(unsigned int combination, double fx, double fy) const;
-    const std::uint8_t* TableFor(double fy);
-    const BitChoice* ChoicesFor(double fy);
-    void Pick(const std::uint8_t* const samples[4], double fy);
-    void Fill(bool white);
-    void DecideOpen(const std::uint8_t* const samples[4], double fy, const std::uint8_t* open);
-    void DecideSingly(const std::uint8_t* const samples[4], double fy);
-    void ClearBehind();
+    void PutGatherTables();
+    bool PutWindows();
+    bool PutWindow(std::size_t begin, std::size_t end, std::uint8_t* offset);
+    KeptRow* Find(std::uint32_t row);
+    void Keep(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, const KeptRow* needed);
+    void Sample(const std::uint8_t* source, KeptRow* pair, std::size_t count);
+    const std::uint8_t* Readable(const std::uint8_t* source, std::uint32_t row, std::size_t which);
+    const std::uint8_t* SamplesOf(KeptRow& kept);
     int UniformSample(const std::uint8_t* row) const;
+    const BitRules& RulesFor(double fy);
+    void Pick(const std::uint8_t* upper, const std::uint8_t* lower, double fy, std::uint8_t* out);
+    void SetAll(std::uint8_t* out) const;
+    bool Outcome(unsigned int combination, double fx, double fy) const;
+    std::uint32_t DecideOpen(std::uint32_t open, const std::uint8_t* upper, const std::uint8_t* lower,
+                             const CPosition* columns, double fy) const;
+    void Settle(const std::uint8_t* upper, const std::uint8_t* lower, double fy);
 
     RowKernels m_kernels;
     ScratchParts m_scratch;
     BitPlan m_plan;
-    KeptRow m_kept[2];
+    BitBuckets m_buckets;
     const CPosition* m_positions = nullptr;
     int m_threshold = 0;
     bool m_setIsBlack = false;
     bool m_windows = false;
-    std::size_t m_unit = 0; // pixels of a group and bytes of its window
+    bool m_allRows = false;      // whether every source row is needed
+    std::uint32_t m_lastRow = 0; // that is read
+    std::size_t m_unit = 0;      // pixels of a group and bytes of its window
     std::size_t m_pixels = 0;
     std::size_t m_stride = 0;
     std::size_t m_sourcePixels = 0;
     std::size_t m_sourceBytes = 0; // of pixels in a source row
-    std::size_t m_planeBytes = 0;  // of a row of bits in scratch
 
-    // Columns of the same fraction form a class; with few classes the outcomes of a row fraction
-    // are tabled for all columns, and row fractions usually repeat.
-    std::size_t m_classes = 0; // 0: too many
-    double m_classFractions[MostClasses] = {};
-    std::uint8_t* m_classMasks = nullptr;
-    std::size_t m_tables = 0;
-    std::size_t m_tableRoom = 0;
-    double m_tableFractions[MostTables] = {};
-    std::uint8_t* m_outcomes = nullptr;
-
-    // With more of them there are buckets, and the choices of so many row fractions.
-    BitBuckets m_buckets;
-    std::size_t m_chosen = 0;
-    double m_chosenFractions[MostTables];
-    BitChoice m_choices[MostTables][16];
+    // Two pairs of rows. Rows are sampled in pairs where two are needed, as they share the tables then.
+    KeptRow m_kept[4];
+    double m_ruleFractions[KeptRules];
+    BitRules m_rules[KeptRules];
+    std::size_t m_ruleCount = 0; // ever made
 
     std::uint16_t* m_bytes = nullptr;
     std::uint16_t* m_masks[2] = {};
-    std::uint32_t* m_offsets = nullptr;
-    std::uint8_t* m_windowTables = nullptr;
-    std::uint8_t* m_source = nullptr; // a source row with room behind it
-    std::uint8_t* m_picked = nullptr;
-    std::uint8_t* m_open = nullptr; // pixels whose outcome the buckets leave open
+    std::uint8_t* m_records = nullptr;
+    std::uint8_t* m_source[2] = {}; // source rows with room behind them
+    std::uint8_t* m_sure = nullptr;
+    std::uint8_t* m_possible = nullptr;
 };
 
 } // namespace dibprep

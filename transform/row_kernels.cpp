@@ -97,7 +97,7 @@ void Across(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, do
     }
 }
 
-void GatherBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first, std::uint8_t* second) {
+void GatherRow(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* to) {
     for (std::size_t byte = 0; byte < plan.pixels / 8; ++byte) {
         unsigned int firstBits = 0;
         unsigned int secondBits = 0;
@@ -106,44 +106,77 @@ void GatherBits(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* firs
             firstBits |= static_cast<unsigned int>((both & plan.firstMasks[i]) != 0) << (i & 7);
             secondBits |= static_cast<unsigned int>((both & plan.secondMasks[i]) != 0) << (i & 7);
         }
-        first[byte] = static_cast<std::uint8_t>(firstBits);
-        second[byte] = static_cast<std::uint8_t>(secondBits);
+        std::uint8_t* const at = to + byte / BitUnit * BitRowsUnit + byte % BitUnit;
+        at[0] = static_cast<std::uint8_t>(firstBits);
+        at[BitRightSamples] = static_cast<std::uint8_t>(secondBits);
     }
 }
 
-void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
-                  std::uint8_t* to) {
-    for (std::size_t i = 0; i < bytes; ++i) {
-        unsigned int picked = 0;
-        for (unsigned int combination = 0; combination < 16; ++combination) {
-            unsigned int match = outcomes[combination * bytes + i];
-            for (unsigned int which = 0; which < 4; ++which)
-                match &= combination >> which & 1 ? samples[which][i] : ~static_cast<unsigned int>(samples[which][i]);
-            picked |= match;
-        }
-        to[i] = static_cast<std::uint8_t>(picked);
-    }
+void GatherBits(const BitPlan& plan, const std::uint8_t* row0, const std::uint8_t* row1, std::uint8_t* to) {
+    GatherRow(plan, row0, to);
+    if (row1)
+        GatherRow(plan, row1, to + BitSecondRow);
 }
 
-bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes, std::uint8_t* to,
-                 std::uint8_t* open) {
-    unsigned int anyOpen = 0;
-    for (std::size_t i = 0; i < bytes; ++i) {
-        unsigned int picked = 0;
-        unsigned int unsure = 0;
-        for (unsigned int combination = 0; combination < 16; ++combination) {
-            const BitChoice& choice = choices[combination];
-            unsigned int match = 0xFF;
-            for (unsigned int which = 0; which < 4; ++which)
-                match &= combination >> which & 1 ? samples[which][i] : ~static_cast<unsigned int>(samples[which][i]);
-            picked |= match & (choice.low[i] ^ choice.flip);
-            unsure |= match & (choice.low[i] ^ choice.high[i]);
-        }
-        to[i] = static_cast<std::uint8_t>(picked);
-        open[i] = static_cast<std::uint8_t>(unsure);
-        anyOpen |= unsure;
+// The pixels of a byte that a rule sets; `columns` are its rows' bytes.
+unsigned int PickByte(const BitRule& rule, const std::uint8_t* columns, const std::uint8_t* upper,
+                      const std::uint8_t* lower) {
+    const unsigned int left0 = upper[0];
+    const unsigned int right0 = upper[BitRightSamples];
+    const unsigned int left1 = rule.form == BitForm::Alone ? 0 : lower[0];
+    const unsigned int right1 = rule.form == BitForm::Alone ? 0 : lower[BitRightSamples];
+    unsigned int falling = rule.form == BitForm::Any ? 0u : columns[rule.falling[0]];
+    unsigned int rising = rule.form == BitForm::Any ? 0u : ~static_cast<unsigned int>(columns[rule.rising[0]]);
+    // Adds the columns for pixels with one, the other, or both of two samples.
+    const auto fall = [&](unsigned int pixels, std::size_t which) { falling |= pixels & columns[rule.falling[which]]; };
+    const auto rise = [&](unsigned int pixels, std::size_t which) {
+        rising |= pixels & ~static_cast<unsigned int>(columns[rule.rising[which]]);
+    };
+    unsigned int left = left0;
+    unsigned int right = right0;
+    switch (rule.form) {
+    case BitForm::Alone:
+        break;
+    case BitForm::Dominant:
+        fall(right1, 1);
+        fall(left1, 2);
+        fall(left1 & right1, 3);
+        rise(right1, 1);
+        rise(left1, 2);
+        rise(left1 & right1, 3);
+        break;
+    case BitForm::Any:
+        left |= left1;
+        right |= right1;
+        fall(left0, 1);
+        fall(left1, 2);
+        fall(left0 & left1, 3);
+        rise(right0, 1);
+        rise(right1, 2);
+        rise(right0 & right1, 3);
+        break;
+    case BitForm::Both:
+        left &= left1;
+        right &= right1;
+        fall(right0, 1);
+        fall(right1, 2);
+        rise(left0, 1);
+        rise(left1, 2);
+        break;
     }
-    return anyOpen != 0;
+    return (left & right) | (left & ~right & falling) | (~left & right & rising);
+}
+
+void PickBits(const BitRule& rule, const std::uint8_t* upper, const std::uint8_t* lower, std::size_t pixels,
+              std::uint8_t* out) {
+    for (std::size_t byte = 0; byte * 8 < pixels; ++byte) {
+        const std::size_t unit = byte / BitUnit;
+        const std::size_t at = unit * BitRowsUnit + byte % BitUnit;
+        const unsigned int picked =
+            PickByte(rule, rule.columns + unit * rule.columnsUnit + byte % BitUnit, upper + at, lower + at) ^ rule.flip;
+        const std::size_t left = pixels - byte * 8;
+        out[byte] = static_cast<std::uint8_t>(out[byte] | (picked & (left < 8 ? 0xFF00u >> left : 0xFFu)));
+    }
 }
 
 } // namespace
@@ -162,8 +195,7 @@ RowKernels RowKernelsFor(Tier tier) {
     kernels.mixEstimates = MixEstimates;
     kernels.across = Across;
     kernels.gatherBits = GatherBits;
-    kernels.pickOutcomes = PickOutcomes;
-    kernels.pickChoices = PickChoices;
+    kernels.pickBits = PickBits;
     if (tier >= Tier::Sse2)
         AddSse2RowKernels(kernels);
     if (tier >= Tier::Ssse3)
@@ -171,6 +203,7 @@ RowKernels RowKernelsFor(Tier tier) {
     if (tier >= Tier::Avx2) {
         AddAvx2RowKernels(kernels);
         AddAvx2EstimateKernels(kernels);
+        AddAvx2BitKernels(kernels);
     }
     if (tier >= Tier::Avx512) {
         AddAvx512RowKernels(kernels);

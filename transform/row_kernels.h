@@ -3,6 +3,7 @@
 #pragma once
 
 #include "memory/x86/cpu_tier.h"
+#include "transform/bit_rows.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -42,7 +43,6 @@ struct EstimatePlan {
 constexpr std::uint8_t EmptyByte = 0x80;
 
 constexpr std::size_t RowUnit = 32;
-constexpr std::size_t BitRowUnit = 64;
 
 // One source row: the bytes that the windows lie in, and the estimates made of them.
 struct EstimatedRow {
@@ -56,28 +56,6 @@ struct Strip {
     std::size_t end;
 };
 
-// How the bits of an output row come from a 1-bit source row. A group is sixteen pixels, or 64 with
-// windows of as many bytes. Within eight pixels the tables run backwards, so that gathered results have
-// the first pixel on top.
-struct BitPlan {
-    std::size_t pixels = 0;                     // rounded up to a multiple of 64
-    const std::uint16_t* bytes = nullptr;       // a pixel: the byte of its left sample
-    const std::uint16_t* firstMasks = nullptr;  // a pixel: its left sample in that byte and the next (low, high)
-    const std::uint16_t* secondMasks = nullptr; // likewise its right sample
-    const std::uint32_t* offsets = nullptr;     // a group: where its window begins
-    // Two groups of sixteen, or one of 64: four times as many bytes as pixels, for their left samples
-    // the byte in the window and the bit in that byte, then the same for the right ones.
-    const std::uint8_t* windows = nullptr;
-};
-
-// The outcomes of one combination of samples: `low` turned over where `flip` is all ones. Where `low`
-// and `high` differ, the outcome is open.
-struct BitChoice {
-    const std::uint8_t* low;
-    const std::uint8_t* high;
-    std::uint32_t flip;
-};
-
 // Weights of two rows, in units of 1 / (first + second), which is a power of two.
 struct RowWeights {
     unsigned int first;
@@ -86,7 +64,7 @@ struct RowWeights {
 };
 
 // All rows of scratch may be read and written to the next multiple of RowUnit elements, rows of bits to
-// that of BitRowUnit bytes. `out` is a row of the destination: exactly `count` bytes of it are written.
+// that of BitUnit bytes. `out` is a row of the destination: exactly `count` bytes of it are written.
 struct RowKernels {
     // The tier that each of them has its form from.
     Tier tier = Tier::Scalar;
@@ -133,19 +111,17 @@ struct RowKernels {
     // Horizontal results in the line builders' own arithmetic.
     void (*across)(const EstimatePlan& plan, const std::uint8_t* bytes, Strip strip, double* to) = nullptr;
 
-    // The left and the right sample of every pixel as rows of bits: from bytes and masks, or from the
-    // windows, where the tier has a shuffle. A row may be read to one window behind its last byte.
-    void (*gatherBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
-                       std::uint8_t* second) = nullptr;
-    void (*shuffleBits)(const BitPlan& plan, const std::uint8_t* row, std::uint8_t* first,
-                        std::uint8_t* second) = nullptr;
-    // Sixteen rows of outcomes, one for every combination of samples (left and right of the first
-    // row, left and right of the second: bits 0 to 3): picks each pixel's.
-    void (*pickOutcomes)(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
-                         std::uint8_t* to) = nullptr;
-    // The same with outcomes that may be open: whether any pixel's is, and which ones.
-    bool (*pickChoices)(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
-                        std::uint8_t* to, std::uint8_t* open) = nullptr;
+    // The left and the right sample of every pixel in one or two source rows (`row1` may be null): from bytes
+    // and masks, or from the windows, where the tier has a shuffle. A source row may be read to one window
+    // behind its last byte. Of the samples behind the last pixel nothing is known.
+    void (*gatherBits)(const BitPlan& plan, const std::uint8_t* row0, const std::uint8_t* row1,
+                       std::uint8_t* to) = nullptr;
+    void (*shuffleBits)(const BitPlan& plan, const std::uint8_t* row0, const std::uint8_t* row1,
+                        std::uint8_t* to) = nullptr;
+    // From the samples of two rows the bits that are set, or those that are not where the rule flips. Only sets
+    // bits of the `pixels` first, never clears any. Alone the second row is not looked at.
+    void (*pickBits)(const BitRule& rule, const std::uint8_t* upper, const std::uint8_t* lower, std::size_t pixels,
+                     std::uint8_t* out) = nullptr;
 };
 
 // The best form of every kernel up to `tier`. A processor below `tier` must not run them.
@@ -156,6 +132,7 @@ void AddSse2RowKernels(RowKernels& kernels);
 void AddSsse3RowKernels(RowKernels& kernels);
 void AddAvx2RowKernels(RowKernels& kernels);
 void AddAvx2EstimateKernels(RowKernels& kernels);
+void AddAvx2BitKernels(RowKernels& kernels);
 void AddAvx512RowKernels(RowKernels& kernels);
 void AddAvx512EstimateKernels(RowKernels& kernels);
 void AddAvx512BitKernels(RowKernels& kernels);

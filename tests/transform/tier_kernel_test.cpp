@@ -70,8 +70,7 @@ TEST(RowKernels, Avx512HasItsOwnFormOfAllThatAvx2Has) {
     EXPECT_NE(avx2.mixEstimates, avx512.mixEstimates);
     EXPECT_NE(avx2.across, avx512.across);
     EXPECT_NE(avx2.shuffleBits, avx512.shuffleBits);
-    EXPECT_NE(avx2.pickOutcomes, avx512.pickOutcomes);
-    EXPECT_NE(avx2.pickChoices, avx512.pickChoices);
+    EXPECT_NE(avx2.pickBits, avx512.pickBits);
     // Pairs and gathered bits, of pictures without windows, are those of SSE2 on every tier.
     const RowKernels sse2 = RowKernelsFor(Tier::Sse2);
     EXPECT_EQ(sse2.pairColours, avx512.pairColours);
@@ -175,22 +174,5 @@ TEST_P(RowKernelTier, WeighsPairsOfEveryCount) {
             ASSERT_EQ(words[0][i], words[1][i]) << i << " of " << count;
             ASSERT_EQ(doubles[0][i], doubles[1][i]) << i << " of " << count;
         }
-    }
-}
-
-TEST_P(RowKernelTier, PicksOutcomesOfEveryCombination) {
-    for (const std::size_t bytes : {BitRowUnit, BitRowUnit * 2, BitRowUnit * 7}) {
-        std::vector<std::uint8_t> planes[4];
-        const std::uint8_t* samples[4];
-        for (int which = 0; which < 4; ++which) {
-            for (std::size_t i = 0; i < bytes; ++i)
-                planes[which].push_back(static_cast<std::uint8_t>(random.Next()));
-            samples[which] = planes[which].data();
-        }
-        std::vector<std::uint8_t> outcomes(bytes * 16);
-        for (std::uint8_t& byte : outcomes)
-            byte = static_cast<std::uint8_t>(random.Next());
-        Compare(bytes,
-                [&](const RowKernels& k, std::uint8_t* out) { k.pickOutcomes(samples, outcomes.data(), bytes, out); });
     }
 }

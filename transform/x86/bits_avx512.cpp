@@ -1,7 +1,34 @@
-// The kernels of 1-bit rows with AVX-512: 64 pixels to a window, masks in place of gathered signs, and
-// outcomes chosen by three-way logic.
+// The kernels of 1-bit rows with AVX-512: 64 pixels to a window, and masks in place of gathered signs.
+#define DIBPREP_TIER DIBPREP_AVX512
 #include "transform/row_kernels.h"
 #include "transform/x86/vectors_avx512.h"
+
+#include <cstring>
+
+namespace dibprep {
+namespace {
+
+using BitVector = __m512i;
+
+DIBPREP_AVX512 inline BitVector LoadBits(const std::uint8_t* from) { return Load(from); }
+DIBPREP_AVX512 inline BitVector And(BitVector a, BitVector b) { return _mm512_and_si512(a, b); }
+DIBPREP_AVX512 inline BitVector Or(BitVector a, BitVector b) { return _mm512_or_si512(a, b); }
+DIBPREP_AVX512 inline BitVector Without(BitVector a, BitVector b) { return _mm512_andnot_si512(b, a); }
+DIBPREP_AVX512 inline BitVector Turn(BitVector a, BitVector flip) { return _mm512_xor_si512(a, flip); }
+DIBPREP_AVX512 inline BitVector AllBits(std::uint32_t value) { return _mm512_set1_epi32(static_cast<int>(value)); }
+DIBPREP_AVX512 inline void SetBits(std::uint8_t* out, BitVector bits) { Store(out, Or(Load(out), bits)); }
+DIBPREP_AVX512 inline void SetSomeBits(std::uint8_t* out, BitVector bits, std::size_t count) {
+    const __mmask64 bytes = Lanes64((count + 7) / 8);
+    const __mmask64 last = count % 8 == 0 ? 0 : __mmask64{1} << count / 8;
+    const __m512i mask =
+        _mm512_mask_blend_epi8(last, _mm512_set1_epi8(-1), _mm512_set1_epi8(static_cast<char>(0xFF00u >> count % 8)));
+    _mm512_mask_storeu_epi8(out, bytes, Or(_mm512_maskz_loadu_epi8(bytes, out), And(bits, mask)));
+}
+
+} // namespace
+} // namespace dibprep
+
+#include "transform/x86/bit_picks.h"
 
 namespace dibprep {
 namespace {
@@ -14,117 +41,35 @@ DIBPREP_AVX512 inline void TestBits(__m512i window, const std::uint8_t* table, s
     _store_mask64(reinterpret_cast<__mmask64*>(to), _mm512_test_epi8_mask(found, Load(table + 64)));
 }
 
-DIBPREP_AVX512 void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
-                                std::uint8_t* second) {
-    const BitPlan plan = columns; // no store can change a copy
-    const std::uint8_t* table = plan.windows;
-    for (std::size_t group = 0; group < plan.pixels / 64; ++group, table += 256) {
-        const __m512i window = Load(row + plan.offsets[group]);
-        TestBits(window, table, first + group * 8);
-        TestBits(window, table + 128, second + group * 8);
-    }
+DIBPREP_AVX512 inline void ShuffleRecord(const std::uint8_t* record, const std::uint8_t* row, std::uint8_t* to) {
+    std::uint32_t offset;
+    std::memcpy(&offset, record + 256, sizeof offset);
+    const __m512i window = Load(row + offset);
+    TestBits(window, record, to);
+    TestBits(window, record + 128, to + BitRightSamples);
 }
 
-// Where `which` is set `ofSet`, elsewhere `ofClear`.
-DIBPREP_AVX512 inline __m512i Select(__m512i which, __m512i ofSet, __m512i ofClear) {
-    return _mm512_ternarylogic_epi64(which, ofSet, ofClear, 0xCA);
-}
-
-struct FourSamples {
-    __m512i left0;
-    __m512i right0;
-    __m512i left1;
-    __m512i right1;
-};
-
-DIBPREP_AVX512 inline FourSamples LoadSamples(const std::uint8_t* const samples[4], std::size_t at) {
-    return {Load(samples[0] + at), Load(samples[1] + at), Load(samples[2] + at), Load(samples[3] + at)};
-}
-
-// The outcomes of four combinations of the first row's samples, from neither to both.
-DIBPREP_AVX512 inline __m512i SelectAbove(const FourSamples& four, __m512i neither, __m512i left, __m512i right,
-                                          __m512i both) {
-    return Select(four.right0, Select(four.left0, both, right), Select(four.left0, left, neither));
-}
-
-DIBPREP_AVX512 inline __m512i SelectBelow(const FourSamples& four, const __m512i above[4]) {
-    return Select(four.right1, Select(four.left1, above[3], above[2]), Select(four.left1, above[1], above[0]));
-}
-
-DIBPREP_AVX512 void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
-                                 std::uint8_t* to) {
-    for (std::size_t i = 0; i < bytes; i += 64) {
-        const FourSamples four = LoadSamples(samples, i);
-        __m512i above[4];
-        const std::uint8_t* row = outcomes + i;
-        for (__m512i& picked : above) {
-            picked = SelectAbove(four, Load(row), Load(row + bytes), Load(row + bytes * 2), Load(row + bytes * 3));
-            row += bytes * 4;
+DIBPREP_AVX512 void ShuffleBits(const BitPlan& plan, const std::uint8_t* row0, const std::uint8_t* row1,
+                                std::uint8_t* to) {
+    const std::uint8_t* record = plan.windows;
+    std::size_t pixels = plan.pixels;
+    while (pixels > 0) {
+        const std::size_t bytes = (pixels < BitUnitPixels ? pixels : BitUnitPixels) / 8;
+        pixels -= bytes * 8;
+        for (std::size_t at = 0; at < bytes; at += 8, record += BitRecord(64)) {
+            ShuffleRecord(record, row0, to + at);
+            if (row1)
+                ShuffleRecord(record, row1, to + BitSecondRow + at);
         }
-        Store(to + i, SelectBelow(four, above));
+        to += BitRowsUnit;
     }
-}
-
-// All samples clear, or all set: one combination for 512 pixels.
-DIBPREP_AVX512 inline bool PickUniform(const FourSamples& four, const BitChoice choices[16], std::size_t at,
-                                       std::uint8_t* to, std::uint8_t* open) {
-    const __m512i any =
-        _mm512_or_si512(_mm512_ternarylogic_epi64(four.left0, four.right0, four.left1, 0xFE), four.right1);
-    const __m512i all =
-        _mm512_and_si512(_mm512_ternarylogic_epi64(four.left0, four.right0, four.left1, 0x80), four.right1);
-    const bool clear = _mm512_test_epi8_mask(any, any) == 0;
-    const bool set = _mm512_cmpeq_epi8_mask(all, _mm512_set1_epi8(-1)) == ~__mmask64{0};
-    const BitChoice& choice = choices[clear ? 0 : 15];
-    if ((!clear && !set) || choice.low != choice.high)
-        return false;
-    Store(to + at, _mm512_xor_si512(Load(choice.low + at), _mm512_set1_epi32(static_cast<int>(choice.flip))));
-    Store(open + at, _mm512_setzero_si512());
-    return true;
-}
-
-struct Choice {
-    __m512i outcome;
-    __m512i unsure;
-};
-
-DIBPREP_AVX512 inline Choice LoadChoice(const BitChoice& choice, std::size_t at) {
-    const __m512i low = Load(choice.low + at);
-    return {_mm512_xor_si512(low, _mm512_set1_epi32(static_cast<int>(choice.flip))),
-            _mm512_xor_si512(low, Load(choice.high + at))};
-}
-
-DIBPREP_AVX512 bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
-                                std::uint8_t* to, std::uint8_t* open) {
-    __m512i anyOpen = _mm512_setzero_si512();
-    for (std::size_t i = 0; i < bytes; i += 64) {
-        const FourSamples four = LoadSamples(samples, i);
-        if (PickUniform(four, choices, i, to, open))
-            continue;
-        __m512i outcomes[4];
-        __m512i unsure[4];
-        const BitChoice* choice = choices;
-        for (std::size_t below = 0; below < 4; ++below, choice += 4) {
-            const Choice neither = LoadChoice(choice[0], i);
-            const Choice left = LoadChoice(choice[1], i);
-            const Choice right = LoadChoice(choice[2], i);
-            const Choice both = LoadChoice(choice[3], i);
-            outcomes[below] = SelectAbove(four, neither.outcome, left.outcome, right.outcome, both.outcome);
-            unsure[below] = SelectAbove(four, neither.unsure, left.unsure, right.unsure, both.unsure);
-        }
-        const __m512i left = SelectBelow(four, unsure);
-        Store(to + i, SelectBelow(four, outcomes));
-        Store(open + i, left);
-        anyOpen = _mm512_or_si512(anyOpen, left);
-    }
-    return _mm512_test_epi8_mask(anyOpen, anyOpen) != 0;
 }
 
 } // namespace
 
 void AddAvx512BitKernels(RowKernels& kernels) {
     kernels.shuffleBits = ShuffleBits;
-    kernels.pickOutcomes = PickOutcomes;
-    kernels.pickChoices = PickChoices;
+    kernels.pickBits = PickRow;
 }
 
 } // namespace dibprep

@@ -26,6 +26,23 @@ DIBPREP_TIER inline void StoreHalfPart(std::uint8_t* to, __m128i value, std::siz
     std::memcpy(to, whole, count);
 }
 
+// Sets the first `count` of bits in a row, fewer than a register holds, and clears none.
+DIBPREP_TIER inline void SetFirstBits(std::uint8_t* out, const std::uint8_t* bits, std::size_t count) {
+    std::size_t at = 0;
+    for (; (at + 4) * 8 <= count; at += 4) {
+        std::uint32_t four;
+        std::uint32_t more;
+        std::memcpy(&four, out + at, sizeof four);
+        std::memcpy(&more, bits + at, sizeof more);
+        four |= more;
+        std::memcpy(out + at, &four, sizeof four);
+    }
+    for (; at * 8 < count; ++at) {
+        const unsigned int mask = count - at * 8 < 8 ? 0xFF00u >> (count - at * 8) : 0xFF;
+        out[at] = static_cast<std::uint8_t>(out[at] | (bits[at] & mask));
+    }
+}
+
 // Two channels: first + difference * fraction.
 DIBPREP_TIER inline void StoreTwo(double* to, __m128i first, __m128i difference, const double* fractions) {
     const __m128d product = _mm_mul_pd(_mm_cvtepi32_pd(difference), _mm_loadu_pd(fractions));

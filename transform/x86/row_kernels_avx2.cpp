@@ -1,4 +1,4 @@
-// The row kernels for AVX2: two groups of channels, or two windows of bits, in a register.
+// The row kernels for AVX2: two groups of channels in a register.
 #include "transform/x86/vectors_avx2.h"
 
 namespace dibprep {
@@ -292,120 +292,6 @@ DIBPREP_TIER void MixDoubles(const double* row0, const double* row1, double frac
     }
 }
 
-// `table`: the bytes in the windows, then the bits. 32 pixels.
-DIBPREP_TIER inline void TestBits(__m256i windows, const std::uint8_t* table, std::uint8_t* to) {
-    const __m256i wanted = Load(table + 32);
-    const __m256i found = _mm256_and_si256(_mm256_shuffle_epi8(windows, Load(table)), wanted);
-    const int bits = _mm256_movemask_epi8(_mm256_cmpeq_epi8(found, wanted));
-    std::memcpy(to, &bits, sizeof bits);
-}
-
-DIBPREP_TIER void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
-                              std::uint8_t* second) {
-    const BitPlan plan = columns; // no store can change a copy
-    const std::uint8_t* table = plan.windows;
-    for (std::size_t group = 0; group < plan.pixels / 16; group += 2, table += 128) {
-        const __m256i windows = LoadTwo(row + plan.offsets[group], row + plan.offsets[group + 1]);
-        TestBits(windows, table, first + group * 2);
-        TestBits(windows, table + 64, second + group * 2);
-    }
-}
-
-// The pixels of one combination of samples in the second row: which outcome those of the first pick.
-DIBPREP_TIER inline __m256i PickAbove(const __m256i upper[4], const std::uint8_t* outcomes, std::size_t bytes) {
-    const __m256i low =
-        _mm256_or_si256(_mm256_and_si256(upper[0], Load(outcomes)), _mm256_and_si256(upper[1], Load(outcomes + bytes)));
-    const __m256i high = _mm256_or_si256(_mm256_and_si256(upper[2], Load(outcomes + bytes * 2)),
-                                         _mm256_and_si256(upper[3], Load(outcomes + bytes * 3)));
-    return _mm256_or_si256(low, high);
-}
-
-// The samples of 256 pixels.
-struct FourSamples {
-    __m256i left0;
-    __m256i right0;
-    __m256i left1;
-    __m256i right1;
-};
-
-DIBPREP_TIER inline FourSamples LoadSamples(const std::uint8_t* const samples[4], std::size_t at) {
-    return {Load(samples[0] + at), Load(samples[1] + at), Load(samples[2] + at), Load(samples[3] + at)};
-}
-
-// The pixels of each combination of two samples: neither, the left one, the right one, both.
-DIBPREP_TIER inline void Combine(__m256i left, __m256i right, __m256i combinations[4]) {
-    combinations[0] = _mm256_andnot_si256(_mm256_or_si256(left, right), _mm256_set1_epi8(-1));
-    combinations[1] = _mm256_andnot_si256(right, left);
-    combinations[2] = _mm256_andnot_si256(left, right);
-    combinations[3] = _mm256_and_si256(left, right);
-}
-
-DIBPREP_TIER void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
-                               std::uint8_t* to) {
-    for (std::size_t i = 0; i < bytes; i += 32) {
-        const FourSamples four = LoadSamples(samples, i);
-        __m256i upper[4];
-        __m256i lower[4];
-        Combine(four.left0, four.right0, upper);
-        Combine(four.left1, four.right1, lower);
-        __m256i picked = _mm256_setzero_si256();
-        for (std::size_t below = 0; below < 4; ++below) {
-            const __m256i any = PickAbove(upper, outcomes + below * 4 * bytes + i, bytes);
-            picked = _mm256_or_si256(picked, _mm256_and_si256(any, lower[below]));
-        }
-        Store(to + i, picked);
-    }
-}
-
-// All samples clear, or all set: one combination for 256 pixels.
-DIBPREP_TIER inline bool PickUniform(const FourSamples& four, const BitChoice choices[16], std::size_t at,
-                                     std::uint8_t* to, std::uint8_t* open) {
-    const __m256i any =
-        _mm256_or_si256(_mm256_or_si256(four.left0, four.right0), _mm256_or_si256(four.left1, four.right1));
-    const __m256i all =
-        _mm256_and_si256(_mm256_and_si256(four.left0, four.right0), _mm256_and_si256(four.left1, four.right1));
-    const bool clear = _mm256_testz_si256(any, any) != 0;
-    const bool set = _mm256_testc_si256(all, _mm256_set1_epi8(-1)) != 0;
-    const BitChoice& choice = choices[clear ? 0 : 15];
-    if ((!clear && !set) || choice.low != choice.high)
-        return false;
-    Store(to + at, _mm256_xor_si256(Load(choice.low + at), _mm256_set1_epi32(static_cast<int>(choice.flip))));
-    Store(open + at, _mm256_setzero_si256());
-    return true;
-}
-
-DIBPREP_TIER bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
-                              std::uint8_t* to, std::uint8_t* open) {
-    __m256i anyOpen = _mm256_setzero_si256();
-    for (std::size_t i = 0; i < bytes; i += 32) {
-        const FourSamples four = LoadSamples(samples, i);
-        if (PickUniform(four, choices, i, to, open))
-            continue;
-        __m256i upper[4];
-        __m256i lower[4];
-        Combine(four.left0, four.right0, upper);
-        Combine(four.left1, four.right1, lower);
-        __m256i picked = _mm256_setzero_si256();
-        __m256i unsure = _mm256_setzero_si256();
-        const BitChoice* choice = choices;
-        for (const __m256i& below : lower) {
-            for (const __m256i& above : upper) {
-                const __m256i match = _mm256_and_si256(above, below);
-                const __m256i low = Load(choice->low + i);
-                const __m256i outcome = _mm256_xor_si256(low, _mm256_set1_epi32(static_cast<int>(choice->flip)));
-                picked = _mm256_or_si256(picked, _mm256_and_si256(match, outcome));
-                unsure =
-                    _mm256_or_si256(unsure, _mm256_and_si256(match, _mm256_xor_si256(low, Load(choice->high + i))));
-                ++choice;
-            }
-        }
-        Store(to + i, picked);
-        Store(open + i, unsure);
-        anyOpen = _mm256_or_si256(anyOpen, unsure);
-    }
-    return !_mm256_testz_si256(anyOpen, anyOpen);
-}
-
 } // namespace
 
 void AddAvx2RowKernels(RowKernels& kernels) {
@@ -417,9 +303,6 @@ void AddAvx2RowKernels(RowKernels& kernels) {
     kernels.weighAndMix = WeighAndMix;
     kernels.mixWordsInDoubles = MixWordsInDoubles;
     kernels.mixDoubles = MixDoubles;
-    kernels.shuffleBits = ShuffleBits;
-    kernels.pickOutcomes = PickOutcomes;
-    kernels.pickChoices = PickChoices;
 }
 
 } // namespace dibprep

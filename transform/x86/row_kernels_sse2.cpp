@@ -153,68 +153,45 @@ DIBPREP_TIER inline std::uint16_t TestBits(__m128i low, __m128i high, const std:
     return static_cast<std::uint16_t>(_mm_movemask_epi8(set));
 }
 
-DIBPREP_TIER void GatherBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
-                             std::uint8_t* second) {
+DIBPREP_TIER void GatherRow(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* to) {
     const BitPlan plan = columns;
     for (std::size_t x = 0; x < plan.pixels; x += 16) {
         const __m128i low = GatherEight(row, plan.bytes + x);
         const __m128i high = GatherEight(row, plan.bytes + x + 8);
-        StoreU16(first + x / 8, TestBits(low, high, plan.firstMasks + x));
-        StoreU16(second + x / 8, TestBits(low, high, plan.secondMasks + x));
+        std::uint8_t* const at = to + x / BitUnitPixels * BitRowsUnit + x % BitUnitPixels / 8;
+        StoreU16(at, TestBits(low, high, plan.firstMasks + x));
+        StoreU16(at + BitRightSamples, TestBits(low, high, plan.secondMasks + x));
     }
 }
 
-DIBPREP_TIER void PickOutcomes(const std::uint8_t* const samples[4], const std::uint8_t* outcomes, std::size_t bytes,
-                               std::uint8_t* to) {
-    for (std::size_t i = 0; i < bytes; i += 16) {
-        const __m128i left0 = LoadHalf(samples[0] + i);
-        const __m128i right0 = LoadHalf(samples[1] + i);
-        const __m128i left1 = LoadHalf(samples[2] + i);
-        const __m128i right1 = LoadHalf(samples[3] + i);
-        const __m128i none = _mm_cmpeq_epi8(left0, left0);
-        const __m128i upper[] = {_mm_andnot_si128(_mm_or_si128(left0, right0), none), _mm_andnot_si128(right0, left0),
-                                 _mm_andnot_si128(left0, right0), _mm_and_si128(left0, right0)};
-        const __m128i lower[] = {_mm_andnot_si128(_mm_or_si128(left1, right1), none), _mm_andnot_si128(right1, left1),
-                                 _mm_andnot_si128(left1, right1), _mm_and_si128(left1, right1)};
-        __m128i picked = _mm_setzero_si128();
-        for (std::size_t below = 0; below < 4; ++below) {
-            __m128i any = _mm_setzero_si128();
-            for (std::size_t above = 0; above < 4; ++above)
-                any = _mm_or_si128(any,
-                                   _mm_and_si128(upper[above], LoadHalf(outcomes + (below * 4 + above) * bytes + i)));
-            picked = _mm_or_si128(picked, _mm_and_si128(any, lower[below]));
-        }
-        StoreHalf(to + i, picked);
-    }
+DIBPREP_TIER void GatherBits(const BitPlan& plan, const std::uint8_t* row0, const std::uint8_t* row1,
+                             std::uint8_t* to) {
+    GatherRow(plan, row0, to);
+    if (row1)
+        GatherRow(plan, row1, to + BitSecondRow);
 }
 
-DIBPREP_TIER bool PickChoices(const std::uint8_t* const samples[4], const BitChoice choices[16], std::size_t bytes,
-                              std::uint8_t* to, std::uint8_t* open) {
-    __m128i anyOpen = _mm_setzero_si128();
-    for (std::size_t i = 0; i < bytes; i += 16) {
-        const __m128i none = _mm_set1_epi8(-1);
-        __m128i picked = _mm_setzero_si128();
-        __m128i unsure = _mm_setzero_si128();
-        for (unsigned int combination = 0; combination < 16; ++combination) {
-            const BitChoice& choice = choices[combination];
-            __m128i match = none;
-            for (unsigned int which = 0; which < 4; ++which) {
-                const __m128i turned = combination >> which & 1 ? _mm_setzero_si128() : none;
-                match = _mm_and_si128(match, _mm_xor_si128(LoadHalf(samples[which] + i), turned));
-            }
-            const __m128i low = LoadHalf(choice.low + i);
-            const __m128i outcome = _mm_xor_si128(low, _mm_set1_epi32(static_cast<int>(choice.flip)));
-            picked = _mm_or_si128(picked, _mm_and_si128(match, outcome));
-            unsure = _mm_or_si128(unsure, _mm_and_si128(match, _mm_xor_si128(low, LoadHalf(choice.high + i))));
-        }
-        StoreHalf(to + i, picked);
-        StoreHalf(open + i, unsure);
-        anyOpen = _mm_or_si128(anyOpen, unsure);
-    }
-    return _mm_movemask_epi8(_mm_cmpeq_epi8(anyOpen, _mm_setzero_si128())) != 0xFFFF;
+using BitVector = __m128i;
+
+DIBPREP_TIER inline BitVector LoadBits(const std::uint8_t* from) { return LoadHalf(from); }
+DIBPREP_TIER inline BitVector And(BitVector a, BitVector b) { return _mm_and_si128(a, b); }
+DIBPREP_TIER inline BitVector Or(BitVector a, BitVector b) { return _mm_or_si128(a, b); }
+DIBPREP_TIER inline BitVector Without(BitVector a, BitVector b) { return _mm_andnot_si128(b, a); }
+DIBPREP_TIER inline BitVector Turn(BitVector a, BitVector flip) { return _mm_xor_si128(a, flip); }
+DIBPREP_TIER inline BitVector AllBits(std::uint32_t value) { return _mm_set1_epi32(static_cast<int>(value)); }
+DIBPREP_TIER inline void SetBits(std::uint8_t* out, BitVector bits) { StoreHalf(out, Or(LoadHalf(out), bits)); }
+DIBPREP_TIER inline void SetSomeBits(std::uint8_t* out, BitVector bits, std::size_t count) {
+    std::uint8_t whole[16];
+    StoreHalf(whole, bits);
+    SetFirstBits(out, whole, count);
 }
 
 } // namespace
+} // namespace dibprep
+
+#include "transform/x86/bit_picks.h"
+
+namespace dibprep {
 
 void AddSse2RowKernels(RowKernels& kernels) {
     kernels.tier = Tier::Sse2;
@@ -226,8 +203,7 @@ void AddSse2RowKernels(RowKernels& kernels) {
     kernels.mixWordsInDoubles = MixWordsInDoubles;
     kernels.mixDoubles = MixDoubles;
     kernels.gatherBits = GatherBits;
-    kernels.pickOutcomes = PickOutcomes;
-    kernels.pickChoices = PickChoices;
+    kernels.pickBits = PickRow;
 }
 
 } // namespace dibprep

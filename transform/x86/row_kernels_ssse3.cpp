@@ -41,14 +41,30 @@ DIBPREP_TIER inline void TestBits(__m128i window, const std::uint8_t* table, std
     std::memcpy(to, &bits, sizeof bits);
 }
 
-DIBPREP_TIER void ShuffleBits(const BitPlan& columns, const std::uint8_t* row, std::uint8_t* first,
-                              std::uint8_t* second) {
-    const BitPlan plan = columns; // no store can change a copy
-    for (std::size_t group = 0; group < plan.pixels / 16; ++group) {
-        const __m128i window = LoadHalf(row + plan.offsets[group]);
-        const std::uint8_t* const table = plan.windows + group / 2 * 128 + group % 2 * 16;
-        TestBits(window, table, first + group * 2);
-        TestBits(window, table + 64, second + group * 2);
+// The 32 pixels of a record.
+DIBPREP_TIER inline void ShuffleRecord(const std::uint8_t* record, const std::uint8_t* row, std::uint8_t* to) {
+    std::uint32_t offsets[2];
+    std::memcpy(offsets, record + 128, sizeof offsets);
+    for (std::size_t half = 0; half < 2; ++half) {
+        const __m128i window = LoadHalf(row + offsets[half]);
+        TestBits(window, record + half * 16, to + half * 2);
+        TestBits(window, record + 64 + half * 16, to + BitRightSamples + half * 2);
+    }
+}
+
+DIBPREP_TIER void ShuffleBits(const BitPlan& plan, const std::uint8_t* row0, const std::uint8_t* row1,
+                              std::uint8_t* to) {
+    const std::uint8_t* record = plan.windows;
+    std::size_t pixels = plan.pixels;
+    while (pixels > 0) {
+        const std::size_t bytes = (pixels < BitUnitPixels ? pixels : BitUnitPixels) / 8;
+        pixels -= bytes * 8;
+        for (std::size_t at = 0; at < bytes; at += 4, record += BitRecord(16)) {
+            ShuffleRecord(record, row0, to + at);
+            if (row1)
+                ShuffleRecord(record, row1, to + BitSecondRow + at);
+        }
+        to += BitRowsUnit;
     }
 }
 
