@@ -39,15 +39,15 @@ DIBPREP_AVX512 void Levels(const unsigned char* row, int count, const unsigned c
 // Lets each byte of a channel be looked up where the output has it. Byte i of 192 is one of channel i % 3: in
 // the three registers of output the bytes of a channel have places of which no two are the same, so one
 // register holds all of them.
-constexpr Table64 PixelsOf(int channel) {
+constexpr Table64 PlacesOf(int channel) {
     Table64 pixels = {};
     for (int i = channel; i < 192; i += 3)
         pixels.bytes[i % 64] = static_cast<unsigned char>(i / 3);
     return pixels;
 }
-constexpr Table64 Blue = PixelsOf(0);
-constexpr Table64 Green = PixelsOf(1);
-constexpr Table64 Red = PixelsOf(2);
+constexpr Table64 Blue = PlacesOf(0);
+constexpr Table64 Green = PlacesOf(1);
+constexpr Table64 Red = PlacesOf(2);
 
 // Each third byte is that of one of three registers.
 DIBPREP_AVX512 inline __m512i ByThirds(__m512i first, __m512i second, __m512i third) {
@@ -96,15 +96,17 @@ constexpr Table64 Widened = WidenedBits();
 
 // Two pixels are bits 0, 5, 10, 32, 37 and 42 of eight bytes. A permutation looks at six bits from there, of
 // which five count: the table has all levels twice.
-DIBPREP_AVX512 void Widen(const unsigned char* row, int count, std::uint32_t* out) {
+DIBPREP_AVX512 inline __m512i PixelsOf(__m256i words) {
     const __m512i channels = _mm512_set1_epi64(0x002A2520'000A0500);
-    const __m512i widened = Load(Widened.bytes);
-    for (int x = 0; x < count; x += 16) {
-        const __mmask16 lanes = static_cast<__mmask16>(LanesOf(count - x));
-        const __m512i words = _mm512_cvtepu16_epi32(_mm256_maskz_loadu_epi16(lanes, row + x * 2));
-        const __m512i bits = _mm512_multishift_epi64_epi8(channels, words);
-        _mm512_mask_storeu_epi32(out + x, lanes, _mm512_maskz_permutexvar_epi8(0x7777777777777777, bits, widened));
-    }
+    const __m512i bits = _mm512_multishift_epi64_epi8(channels, _mm512_cvtepu16_epi32(words));
+    return _mm512_maskz_permutexvar_epi8(0x7777777777777777, bits, Load(Widened.bytes));
+}
+
+DIBPREP_AVX512 void Widen(const unsigned char* row, int count, std::uint32_t* out) {
+    for (; count >= 16; count -= 16, row += 32, out += 16)
+        _mm512_storeu_si512(out, PixelsOf(_mm256_loadu_epi16(row)));
+    const __mmask16 lanes = static_cast<__mmask16>(LanesOf(count));
+    _mm512_mask_storeu_epi32(out, lanes, PixelsOf(_mm256_maskz_loadu_epi16(lanes, row)));
 }
 
 // ---- stretches of one colour ------------------------------------------------------------------

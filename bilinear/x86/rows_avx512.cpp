@@ -25,51 +25,55 @@ DIBPREP_AVX512 inline __m512i Across(const unsigned char* row, const WindowPicks
     return _mm512_maddubs_epi16(_mm512_permutexvar_epi8(picks, Load(row + window.base[0])), weights);
 }
 
-// The 16 sums v * 2^20 and less than 2^20 more, all below 2^28.
 DIBPREP_AVX512 inline __m512i Down(__m512i upper, __m512i lower, const Weights& weights) {
-    return _mm512_add_epi32(_mm512_madd_epi16(upper, weights.upper), _mm512_madd_epi16(lower, weights.lower));
+    return _mm512_srli_epi32(
+        _mm512_add_epi32(_mm512_madd_epi16(upper, weights.upper), _mm512_madd_epi16(lower, weights.lower)), 20);
 }
 
-// The values of a step: register n of it gives the pair n of the bytes of each eight. Bits 20 to 27 of both
-// sums in eight bytes are taken at once, which spares shifting the sums, and packing them twice.
-template <int Register>
-DIBPREP_AVX512 inline __m512i WithValues(__m512i values, __m512i sums) {
-    const __m512i fromBits = _mm512_set1_epi16(20 | 52 << 8);
-    constexpr __mmask64 Pair = 0x0303030303030303 << Register * 2;
-    return Register == 0 ? _mm512_multishift_epi64_epi8(fromBits, sums)
-                         : _mm512_mask_multishift_epi64_epi8(values, Pair, fromBits, sums);
-}
-
-// Where the value of a slot of the step is then.
-constexpr int PlaceOf(int slot) { return slot % 16 / 2 * 8 + slot / 16 * 2 + slot % 2; }
-
-// Values of two output rows; of one, the second stays as it is.
+// Slots of two output rows; of one, the second stays as it is.
 struct Outcome {
     __m512i rows[2];
 };
 
 template <Group Rows, int Register>
-DIBPREP_AVX512 inline void Mixed(Outcome& outcome, const Sources& sources, const WindowPicks* windows,
-                                 const std::int8_t* slotWeights, const Weights& first, const Weights& second) {
+DIBPREP_AVX512 inline Outcome Mixed(const Sources& sources, const WindowPicks* windows, const std::int8_t* slotWeights,
+                                    const Weights& first, const Weights& second) {
     constexpr int Second = SecondUpperOf(Rows);
     const WindowPicks& window = windows[Register];
     const __m512i picks = Load(window.picks);
     const __m512i weights = Load(slotWeights + Register * WideWindowBytes);
     const __m512i row0 = Across(sources.rows[0], window, picks, weights);
     const __m512i row1 = Across(sources.rows[1], window, picks, weights);
-    outcome.rows[0] = WithValues<Register>(outcome.rows[0], Down(row0, row1, first));
+    Outcome outcome;
+    outcome.rows[0] = outcome.rows[1] = Down(row0, row1, first);
     if (Rows == Group::Same) {
-        outcome.rows[1] = WithValues<Register>(outcome.rows[1], Down(row0, row1, second));
+        outcome.rows[1] = Down(row0, row1, second);
     } else if (Rows != Group::One) {
         const __m512i upper = Rows == Group::Chain ? row1 : Across(sources.rows[Second], window, picks, weights);
-        const __m512i lower = Across(sources.rows[Second + 1], window, picks, weights);
-        outcome.rows[1] = WithValues<Register>(outcome.rows[1], Down(upper, lower, second));
+        outcome.rows[1] = Down(upper, Across(sources.rows[Second + 1], window, picks, weights), second);
     }
+    return outcome;
 }
+
+// 64 slots of each output row, in the order that packing leaves them in.
+template <Group Rows>
+DIBPREP_AVX512 inline Outcome Step(const Sources& sources, const WindowPicks* windows, const std::int8_t* weights,
+                                   const Weights& first, const Weights& second) {
+    const Outcome a = Mixed<Rows, 0>(sources, windows, weights, first, second);
+    const Outcome b = Mixed<Rows, 1>(sources, windows, weights, first, second);
+    const Outcome ab = {{_mm512_packs_epi32(a.rows[0], b.rows[0]), _mm512_packs_epi32(a.rows[1], b.rows[1])}};
+    const Outcome c = Mixed<Rows, 2>(sources, windows, weights, first, second);
+    const Outcome d = Mixed<Rows, 3>(sources, windows, weights, first, second);
+    return {{_mm512_packus_epi16(ab.rows[0], _mm512_packs_epi32(c.rows[0], d.rows[0])),
+             _mm512_packus_epi16(ab.rows[1], _mm512_packs_epi32(c.rows[1], d.rows[1]))}};
+}
+
+// Where a slot of the step is then: each quarter has four of all registers.
+constexpr int PlaceOf(int slot) { return slot % 16 / 4 * 16 + slot / 16 * 4 + slot % 4; }
 
 // ---- storing ----------------------------------------------------------------------------------
 
-// Where the values are of which 64 output bytes are made.
+// Where the slots are of which 64 output bytes are made.
 struct alignas(64) Order {
     std::uint8_t places[64];
 };
@@ -97,9 +101,9 @@ constexpr auto Orders = OrdersOfStep<Form>();
 // The output bytes of a step, of which `left` are still to be written in the row. Where there is room for all
 // 64 of a register, those that are none of the step are written over by the next one.
 template <Storing Form>
-DIBPREP_AVX512 inline void StoreStep(unsigned char* out, __m512i values, std::ptrdiff_t left) {
+DIBPREP_AVX512 inline void StoreStep(unsigned char* out, __m512i slots, std::ptrdiff_t left) {
     for (const Order& order : Orders<Form>) {
-        const __m512i bytes = _mm512_permutexvar_epi8(Load(order.places), values);
+        const __m512i bytes = _mm512_permutexvar_epi8(Load(order.places), slots);
         if (left >= 64)
             _mm512_storeu_si512(out, bytes);
         else if (left > 0)
@@ -125,13 +129,9 @@ DIBPREP_AVX512 void MixRows(const MixPlan& plan, const MixTask& task) {
                 _mm_prefetch(reinterpret_cast<const char*>(sources.ahead[i] +
                                                            static_cast<std::uintptr_t>(windows[half].base[0])),
                              _MM_HINT_T1);
-        Outcome outcome = {};
-        Mixed<Rows, 0>(outcome, sources, windows, weights, first, second);
-        Mixed<Rows, 1>(outcome, sources, windows, weights, first, second);
-        Mixed<Rows, 2>(outcome, sources, windows, weights, first, second);
-        Mixed<Rows, 3>(outcome, sources, windows, weights, first, second);
+        const Outcome bytes = Step<Rows>(sources, windows, weights, first, second);
         for (int i = 0; i < OutputRowsOf(Rows); ++i) {
-            StoreStep<Form>(out[i], outcome.rows[i], left);
+            StoreStep<Form>(out[i], bytes.rows[i], left);
             out[i] += Bytes;
         }
         windows += RegistersPerStep;

@@ -119,8 +119,21 @@ TEST_P(BilinearTier, BringsItsOwnForms) {
     EXPECT_EQ(scalar.mix[dibprep::StoreAll], nullptr) << "rows are left to the scalar kernels";
     const dibprep::RowTable& table = RowsFor(GetParam());
     EXPECT_NE(table.widen, scalar.widen);
-    if (GetParam() > Tier::Avx2) { // which has none of its own here
-        EXPECT_EQ(table.mix[dibprep::StoreAll], RowsFor(Tier::Avx2).mix[dibprep::StoreAll]);
+    for (const dibprep::MixKernel mix : table.mixWide)
+        EXPECT_EQ(mix != nullptr, GetParam() == Tier::Avx512);
+    EXPECT_EQ(table.colours3 != nullptr, GetParam() == Tier::Avx512);
+    if (GetParam() == Tier::Avx512) {
+        const dibprep::RowTable& below = RowsFor(Tier::Avx2);
+        EXPECT_NE(table.levels, below.levels);
+        EXPECT_EQ(table.levelsBySums, nullptr);
+        EXPECT_NE(table.levels4, below.levels4);
+        EXPECT_NE(table.widen, below.widen);
+        EXPECT_NE(table.highest, below.highest);
+        EXPECT_NE(table.changes, below.changes);
+        EXPECT_NE(table.fill, below.fill);
+        // Where wide windows do not reach, and for deeper formats, those of AVX2 serve.
+        EXPECT_EQ(table.mix[dibprep::StoreAll], below.mix[dibprep::StoreAll]);
+        EXPECT_EQ(table.windowsPerRegister, below.windowsPerRegister);
         EXPECT_EQ(DeepRowsFor(GetParam()).across[0], DeepRowsFor(Tier::Avx2).across[0]);
         return;
     }
@@ -153,7 +166,8 @@ TEST_P(BilinearTier, EveryWidthBetweenGuardPages) {
     for (const Format& format : formats)
         for (int cx = 1; cx <= 70; ++cx) {
             // Up, the same, and down beyond every window.
-            const int widths[] = {1, 2, (cx + 1) / 2, cx, cx + cx / 4, cx + cx / 2, cx * 2 + 1, cx * 3, cx * 6 + 1};
+            const int widths[] = {1,           2,          (cx + 1) / 2, cx,         cx + cx / 4,
+                                  cx + cx / 2, cx * 2 + 1, cx * 3,       cx * 9 / 2, cx * 6 + 1};
             for (int width : widths) {
                 const Bytes dib = MakeSource(format, width, 3, random, width % 3 == 0);
                 ASSERT_TRUE(SameAsScalar(format, dib, cx, cx % 2 ? 4 : 2))
