@@ -48,7 +48,7 @@ struct PixelColumn {
 
 // Which bytes of the row a register of slots takes.
 struct WindowPicks {
-    std::int32_t base[2];      // first bytes of the windows of its halves; first that of both
+    std::int32_t base[2];      // first bytes of the windows of its halves; of one window, the first
     const std::uint8_t* picks; // s0, s1, s0, s1 for each slot: which bytes of them; 0x80: none, no weight
 };
 

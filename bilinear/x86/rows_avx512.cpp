@@ -1,4 +1,5 @@
-// The mixing stage with AVX-512: 64 slots at a time, the 16 of a register from one wide window.
+// The mixing stage with AVX-512: 64 slots at a time, the 16 of a register from one wide window. Byte permutations
+// look at six bits of each pick: where there is none, a byte of the window that has no weight.
 #include "bilinear/row_table.h"
 #include "memory/x86/avx512.h"
 
