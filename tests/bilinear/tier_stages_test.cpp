@@ -11,6 +11,7 @@ namespace {
 using dibprep::LevelKernel;
 using dibprep::RowsFor;
 using dibprep::RowTable;
+using dibprep::Tier;
 using testdib::Bytes;
 using testdib::Random;
 using testhost::GuardedBuffer;
@@ -131,7 +132,7 @@ TEST_P(BilinearStages, ColoursAndWordsOfFourBytes) {
     };
     const auto expectSame = [&](const Bytes& row, std::size_t count, const auto& stageOf) {
         Bytes expected(count * 4);
-        stageOf(RowsFor(dibprep::Tier::Scalar))(row.data(), static_cast<int>(count), expected.data());
+        stageOf(RowsFor(Tier::Scalar))(row.data(), static_cast<int>(count), expected.data());
         ExpectMade(stageOf(RowsFor(GetParam())), row, count, expected);
     };
     Bytes words(2 * 65536);
@@ -155,6 +156,37 @@ TEST_P(BilinearStages, TheHighestByteWhereverItStands) {
             ASSERT_EQ(RowsFor(GetParam()).highest(row.data(), static_cast<int>(count)), highest) << count << ", " << at;
         }
     EXPECT_EQ(RowsFor(GetParam()).highest(nullptr, 0), 0);
+}
+
+// The stages that only some rows need, against a plain loop, for every length and address.
+TEST_P(BilinearStages, HighestBytesChangesAndFills) {
+    Random random(12);
+    const RowTable& table = RowsFor(GetParam());
+    const RowTable& plain = RowsFor(Tier::Scalar);
+    for (int bytes = 1; bytes <= 200; ++bytes) {
+        GuardedBuffer row(static_cast<std::size_t>(bytes));
+        for (int i = 0; i < bytes; ++i)
+            row.data()[i] = static_cast<std::uint8_t>(random.Next() & (bytes % 3 == 0 ? 1 : 255));
+        EXPECT_EQ(table.highest(row.data(), bytes), plain.highest(row.data(), bytes));
+        if (table.changes && bytes >= dibprep::LeastCompared) {
+            std::uint32_t changes[8] = {};
+            int count = 0;
+            const int counted = table.changes(row.data(), bytes, changes, 0);
+            for (int i = 0; i + 1 < bytes; ++i) {
+                const bool differs = row.data()[i] != row.data()[i + 1];
+                count += differs;
+                ASSERT_EQ(changes[i / 32] >> i % 32 & 1, differs ? 1u : 0u) << i << " of " << bytes;
+            }
+            EXPECT_EQ(counted, count);
+        }
+        const std::size_t size = static_cast<std::size_t>(bytes);
+        GuardedBuffer filled(size);
+        Bytes expected(size);
+        const std::uint32_t colour = random.Next() & 0xFFFFFF;
+        table.fill(filled.data(), bytes, colour);
+        plain.fill(expected.data(), bytes, colour);
+        EXPECT_EQ(Bytes(filled.data(), filled.data() + size), expected);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Tiers, BilinearStages, testtiers::AllTiers(), testtiers::NameOfTier);

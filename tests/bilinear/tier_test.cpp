@@ -238,37 +238,6 @@ TEST_P(BilinearTier, PixelsMayNameWhatStandsBehindAGrayTable) {
     }
 }
 
-// The stages that only some rows need, against a plain loop, for every length and address.
-TEST_P(BilinearTier, StagesOfBytesAgreeWithPlainLoops) {
-    Random random(12);
-    const dibprep::RowTable& table = RowsFor(GetParam());
-    const dibprep::RowTable& plain = RowsFor(Tier::Scalar);
-    for (int bytes = 1; bytes <= 200; ++bytes) {
-        GuardedBuffer row(static_cast<std::size_t>(bytes));
-        for (int i = 0; i < bytes; ++i)
-            row.data()[i] = static_cast<std::uint8_t>(random.Next() & (bytes % 3 == 0 ? 1 : 255));
-        EXPECT_EQ(table.highest(row.data(), bytes), plain.highest(row.data(), bytes));
-        if (bytes >= dibprep::LeastCompared) {
-            std::uint32_t changes[8] = {};
-            int count = 0;
-            const int counted = table.changes(row.data(), bytes, changes, 0);
-            for (int i = 0; i + 1 < bytes; ++i) {
-                const bool differs = row.data()[i] != row.data()[i + 1];
-                count += differs;
-                ASSERT_EQ(changes[i / 32] >> i % 32 & 1, differs ? 1u : 0u) << i << " of " << bytes;
-            }
-            EXPECT_EQ(counted, count);
-        }
-        const std::size_t size = static_cast<std::size_t>(bytes);
-        GuardedBuffer filled(size);
-        Bytes expected(size);
-        const std::uint32_t colour = random.Next() & 0xFFFFFF;
-        table.fill(filled.data(), bytes, colour);
-        plain.fill(expected.data(), bytes, colour);
-        EXPECT_EQ(Bytes(filled.data(), filled.data() + size), expected);
-    }
-}
-
 // One row at any address, with weights that no scale has.
 TEST_P(BilinearTier, AnyWeightsAtAnyAddress) {
     Random random(4);
