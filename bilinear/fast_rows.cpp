@@ -46,7 +46,7 @@ int FastRows::Make(const RowTask& task, const RowTask* next) {
     if (m_byBlocks)
         MakeByBlocks(mix, places);
     else
-        m_table.mix[m_layout.storing](m_plan, mix);
+        Mix(m_plan, mix);
     return OutputRowsOf(mix.group);
 }
 
@@ -195,19 +195,26 @@ void FastRows::MixBlocks(const MixTask& mix, const int* places, int begin, int e
     for (int i = 0; i < OutputRowsOf(mix.group); ++i)
         part.out[i] += begin * blockBytes;
     part.bytes = std::min(end * blockBytes, mix.bytes) - begin * blockBytes;
-    m_table.mix[m_layout.storing](PlanFrom(begin * pixels), part);
+    Mix(PlanFrom(begin * pixels), part);
 }
 
 // The plan of the pixels behind whole blocks.
 MixPlan FastRows::PlanFrom(int pixel) const {
     MixPlan plan = m_plan;
     const std::ptrdiff_t slots = std::ptrdiff_t{pixel} * m_layout.slotsPerPixel;
-    if (plan.windows) {
+    if (plan.widePicks) {
+        plan.widePicks += slots / SlotsPerWideWindow;
+        plan.wideWeights += slots * 4;
+    } else if (plan.windows) {
         plan.windows += slots / (SlotsPerWindow * m_table.windowsPerRegister);
     } else {
         plan.columns += pixel;
     }
     return plan;
+}
+
+void FastRows::Mix(const MixPlan& plan, const MixTask& mix) const {
+    (plan.widePicks ? m_table.mixWide : m_table.mix)[m_layout.storing](plan, mix);
 }
 
 // Feeds those blocks that have not been fed.
@@ -243,7 +250,9 @@ void FastRows::FeedRow(const unsigned char* row, unsigned char* to) {
 
 // The pixels from `begin` to before `end`, each in its place.
 void FastRows::FeedColours(const unsigned char* row, int begin, int end, unsigned char* to) {
-    if (m_source.nBitCount == 8)
+    if (m_source.nBitCount == 8 && m_layout.pixelBytes == 3)
+        m_table.colours3(row + begin, end - begin, m_levels, to + std::ptrdiff_t{begin} * 3);
+    else if (m_source.nBitCount == 8)
         m_table.colour(row + begin, end - begin, m_colours, to + std::ptrdiff_t{begin} * 4);
     else
         FeedPacked(row, begin / m_source.nPixelsPerByte, (end - 1) / m_source.nPixelsPerByte + 1, to);

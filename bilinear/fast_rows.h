@@ -42,6 +42,32 @@ private:
         Storing storing;
     };
 
+    // What a register takes its samples from: a wide window, one for both halves, one for each, or pixels.
+    enum class Form { Wide, Shared, Halves, Pixels };
+
+    // What is planned for a register of slots.
+    struct PlannedRegister {
+        WindowPicks* window;
+        std::int8_t* weights;
+    };
+
+    // How registers are made up of windows.
+    struct Shape {
+        int slots;       // of a register
+        int windowSlots; // that have the same window
+        int windowBytes;
+
+        // The slot of the row at a place of register r. Registers are narrowed to bytes half by half: where
+        // each half has a window of its own, the first halves of a step become its first bytes.
+        std::int64_t SlotOf(std::int64_t r, int place) const {
+            if (windowSlots == slots)
+                return r * slots + place;
+            const std::int64_t within = r % RegistersPerStep;
+            return (r - within) * slots + (place / windowSlots * RegistersPerStep + within) * windowSlots +
+                   place % windowSlots;
+        }
+    };
+
     bool ColumnsAreInside(const RowTask& task) const;
     void ReadTable(const RowTask& task);
     void FillGroups();
@@ -50,8 +76,9 @@ private:
     bool ArrangeLevels(const RowTask& task);
     bool ArrangeColours(const RowTask& task);
     bool Arrange(const RowTask& task, const Layout& wanted);
-    bool FillWindows(const RowTask& task, const Layout& layout);
-    std::int64_t FirstSlot(std::int64_t r, int half) const;
+    bool Fits(const RowTask& task, const Layout& layout, Form form);
+    template <class RegisterAt>
+    bool FillWindows(RegisterAt registerAt, std::int64_t registers, const RowTask& task, const Shape& shape);
     const std::uint8_t* KeptPicks(const std::uint8_t* picks, int bytes);
     void FillPixels(const RowTask& task, const Layout& layout);
     std::int64_t OffsetOf(const _tagCOORDENTRY& column, int k, const Layout& layout) const;
@@ -69,6 +96,7 @@ private:
     void MixBlocks(const MixTask& mix, const int* places, int begin, int end);
     void FeedBlocks(int place, int begin, int end);
     MixPlan PlanFrom(int pixel) const;
+    void Mix(const MixPlan& plan, const MixTask& mix) const;
 
     void FeedRow(const unsigned char* row, unsigned char* to);
     void FeedColours(const unsigned char* row, int begin, int end, unsigned char* to);
@@ -93,10 +121,9 @@ private:
     Feed m_feed = Feed::Source;
     Layout m_layout = {};
     MixPlan m_plan = {};
-    Window* m_windows = nullptr;     // what the plan points to
-    std::uint8_t* m_picks = nullptr; // few registers differ in theirs: they stay in the first cache
+    unsigned char* m_planned = nullptr; // the windows or columns that the plan points to
+    std::uint8_t* m_picks = nullptr;    // few registers differ in theirs: they stay in the first cache
     int m_pickBytes = 0;
-    PixelColumn* m_pixels = nullptr;
     KeptRow m_kept[MostSourceRows] = {};
     std::uintptr_t m_upper = 0;                    // the upper row of the last call
     std::uintptr_t m_advances[2] = {};             // from the one before, and from that of the call before
@@ -105,9 +132,9 @@ private:
     FlatBlocks m_blocks;
     std::unique_ptr<unsigned char[]> m_scratch;
     std::uint32_t m_colours[256];
-    int m_grays = 256;           // the first entries of the table that are gray
-    unsigned char m_levels[256]; // the lowest channel of the colours
-    unsigned char m_sums[32];    // the same as sums, where they are
+    int m_grays = 256;               // the first entries of the table that are gray
+    unsigned char m_levels[3 * 256]; // the lowest channel of the colours; behind it the others, where they are used
+    unsigned char m_sums[32];        // the lowest as sums, where it is
     // Where a byte holds two or eight pixels: what all of them, or the four of half a byte, become.
     unsigned char m_groups[256 * 8];
     int m_groupBytes = 0;

@@ -16,6 +16,11 @@ constexpr std::int64_t FeedPadding = 32;
 
 std::int64_t RoundedUp(std::int64_t value, std::int64_t unit) { return (value + unit - 1) / unit * unit; }
 
+// Wide windows of so many slots: the last step may begin at the last of them.
+std::int64_t WideRegisters(std::int64_t slots) {
+    return RoundedUp(slots, SlotsPerWideWindow) / SlotsPerWideWindow + RegistersPerStep - 1;
+}
+
 // At the right edge the neighbour is the column itself, which then has all the weight.
 int FractionOf(const _tagCOORDENTRY& column) { return column.nOffset1 == column.nOffset0 ? 0 : column.nFraction; }
 
@@ -55,6 +60,10 @@ void FastRows::ReadTable(const RowTask& task) {
             m_grays = static_cast<int>(i);
         m_colours[i] = colour;
         m_levels[i] = static_cast<unsigned char>(colour);
+        if (m_table.colours3) {
+            m_levels[256 + i] = static_cast<unsigned char>(colour >> 8);
+            m_levels[512 + i] = static_cast<unsigned char>(colour >> 16);
+        }
     }
 }
 
@@ -142,21 +151,23 @@ bool FastRows::ArrangeLevels(const RowTask& task) {
 
 bool FastRows::ArrangeColours(const RowTask& task) {
     m_feed = Feed::Colours;
-    const std::int64_t width = m_source.nWidth;
-    if (!Arrange(task, {3, 4, false, width * 4 + FeedPadding, StoreAll}))
+    const int pixelBytes = m_source.nBitCount == 8 && m_table.colours3 ? 3 : 4;
+    if (!Arrange(task, {3, pixelBytes, false, std::int64_t{m_source.nWidth} * pixelBytes + FeedPadding, StoreAll}))
         return false;
     FillGroups();
     m_byBlocks = m_table.changes && m_blocks.Plan(task, m_layout.slotsPerPixel == 3 ? SlotsPerStep : SlotsPerStep / 4);
     return true;
 }
 
-// Finds the layout whose windows hold their samples, and fills its plan: both halves of a register from
-// one window as long as source and output pixels are near each other, up to about 1.4 source pixels per
-// output pixel of three channels; or a window for each, up to about four (two, where pixels have four
-// bytes). With a fourth slot, which nobody stores, a window has one pixel only, at any distance. What is left,
-// bytes far apart and rows shorter than a window, is made of the samples alone.
+// Finds the layout and the windows that hold their samples. Wide ones do up to about 3.7 source pixels per
+// output pixel of three channels, of gray to four. Others: both halves of a register from one window as long
+// as source and output pixels are near each other, up to about 1.4; or a window for each, up to about four
+// (two, where pixels have four bytes). With a fourth slot, which nobody stores, wide windows reach up to six,
+// and others have one pixel only, at any distance. What is left, bytes far apart and rows shorter than a
+// window, is made of the samples alone.
 bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const bool windows = m_table.windowsPerRegister != 0;
+    const bool wide = m_table.mixWide[StoreAll] != nullptr;
     Layout layout = wanted;
     const auto withGaps = [&] {
         layout.slotsPerPixel = 4;
@@ -168,11 +179,15 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
     const std::int64_t slots = RoundedUp(std::int64_t{m_count} * (layout.slotsPerPixel == 1 ? 1 : 4), SlotsPerStep);
     const std::int64_t sampledBytes = std::int64_t{m_count} * 2 * layout.pixelBytes + FeedPadding;
     const std::int64_t registers = slots / (SlotsPerWindow * std::max(m_table.windowsPerRegister, 1));
+    const std::int64_t wideRegisters = wide ? WideRegisters(slots) : 0;
     const auto aligned = [](std::int64_t size) { return RoundedUp(size, ScratchAlignment); };
     const std::int64_t fed = aligned(std::max(layout.rowBytes, sampledBytes));
-    const std::int64_t planned = windows ? aligned(registers * std::int64_t{sizeof(Window)}) + aligned(slots * 4)
-                                         : aligned(slots / layout.slotsPerPixel * std::int64_t{sizeof(PixelColumn)});
-    const std::int64_t bytes = ScratchAlignment + MostSourceRows * fed + planned;
+    const std::int64_t planned =
+        aligned(windows ? std::max(registers * std::int64_t{sizeof(Window)},
+                                   wideRegisters * (WideWindowBytes + std::int64_t{sizeof(WindowPicks)}))
+                        : slots / layout.slotsPerPixel * std::int64_t{sizeof(PixelColumn)});
+    const std::int64_t picks = windows ? aligned(std::max(slots * 4, wideRegisters * SlotsPerWideWindow * 4)) : 0;
+    const std::int64_t bytes = ScratchAlignment + MostSourceRows * fed + planned + picks;
     if (bytes > MostScratchBytes)
         return false;
     m_scratch.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(bytes)]);
@@ -180,45 +195,64 @@ bool FastRows::Arrange(const RowTask& task, const Layout& wanted) {
         return false;
     const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(m_scratch.get());
     unsigned char* at = m_scratch.get() + (ScratchAlignment - start % ScratchAlignment) % ScratchAlignment;
-    const auto take = [&](std::int64_t size) {
-        unsigned char* const taken = at;
-        at += aligned(size);
-        return taken;
-    };
     for (KeptRow& kept : m_kept) {
-        kept = {nullptr, take(fed)};
+        kept = {nullptr, at};
         // The last pixels' right neighbours are taken from behind them, with no weight. They are nothing
         // that shows, but something that was written.
         std::memset(kept.fed, 0, static_cast<std::size_t>(fed));
+        at += fed;
     }
-    if (windows) {
-        m_windows = reinterpret_cast<Window*>(take(registers * std::int64_t{sizeof(Window)}));
-        m_picks = take(slots * 4);
-    } else {
-        m_pixels = reinterpret_cast<PixelColumn*>(at);
-    }
+    m_planned = at;
+    m_picks = at + planned;
 
-    const auto fits = [&](bool oneWindow) {
-        m_layout = layout;
-        m_plan = {m_windows, oneWindow, m_pixels, layout.pixelBytes};
-        if (windows)
-            return layout.rowBytes >= WindowBytes && FillWindows(task, layout);
-        if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
-            return false;
-        FillPixels(task, layout);
-        return true;
+    const auto fits = [&] {
+        const bool shared = m_table.windowsPerRegister > 1 && layout.storing != StoreThreeOfFour;
+        return (wide && Fits(task, layout, Form::Wide)) || (shared && Fits(task, layout, Form::Shared)) ||
+               Fits(task, layout, windows ? Form::Halves : Form::Pixels);
     };
-    if ((m_table.windowsPerRegister > 1 && fits(true)) || fits(false))
+    if (fits())
         return true;
     if (windows && layout.slotsPerPixel == 3) {
         withGaps();
-        if (fits(false))
+        if (fits())
             return true;
         layout = wanted;
     }
     layout.sampled = true;
     layout.rowBytes = sampledBytes;
-    return fits(false);
+    return fits();
+}
+
+// Fills the plan of a layout; false where its samples lie too far apart, or the row is too short.
+bool FastRows::Fits(const RowTask& task, const Layout& layout, Form form) {
+    m_layout = layout;
+    m_plan = {};
+    m_plan.pixelBytes = layout.pixelBytes;
+    const std::int64_t slots = std::int64_t{m_count} * layout.slotsPerPixel;
+    if (form == Form::Pixels) {
+        if (layout.rowBytes < (layout.pixelBytes == 1 ? 2 : 8))
+            return false;
+        FillPixels(task, layout);
+        return true;
+    }
+    if (form == Form::Wide) {
+        const std::int64_t registers = WideRegisters(slots);
+        std::int8_t* const weights = reinterpret_cast<std::int8_t*>(m_planned);
+        WindowPicks* const windows = reinterpret_cast<WindowPicks*>(m_planned + registers * WideWindowBytes);
+        m_plan.widePicks = windows;
+        m_plan.wideWeights = weights;
+        const auto registerAt = [=](std::int64_t r) {
+            return PlannedRegister{windows + r, weights + r * WideWindowBytes};
+        };
+        return FillWindows(registerAt, registers, task, {SlotsPerWideWindow, SlotsPerWideWindow, WideWindowBytes});
+    }
+    Window* const windows = reinterpret_cast<Window*>(m_planned);
+    m_plan.windows = windows;
+    m_plan.oneWindow = form == Form::Shared;
+    const int slotsPerRegister = SlotsPerWindow * m_table.windowsPerRegister;
+    const auto registerAt = [=](std::int64_t r) { return PlannedRegister{windows + r, windows[r].weights}; };
+    return FillWindows(registerAt, RoundedUp(slots, SlotsPerStep) / slotsPerRegister, task,
+                       {slotsPerRegister, m_plan.oneWindow ? slotsPerRegister : SlotsPerWindow, WindowBytes});
 }
 
 // The left sample of output pixel k in the row that the mixing stage reads.
@@ -228,29 +262,20 @@ std::int64_t FastRows::OffsetOf(const _tagCOORDENTRY& column, int k, const Layou
     return std::int64_t{column.nOffset0} / std::max(m_source.nBitCount >> 3, 1) * layout.pixelBytes;
 }
 
-// The first slot of a half of register r. Registers are narrowed to bytes half by half: where each half
-// has a window of its own, the first halves of a step become its first bytes.
-std::int64_t FastRows::FirstSlot(std::int64_t r, int half) const {
-    const std::int64_t slots = std::int64_t{SlotsPerWindow} * m_table.windowsPerRegister;
-    if (m_plan.oneWindow)
-        return r * slots + half * SlotsPerWindow;
-    const std::int64_t within = r % RegistersPerStep;
-    return (r - within) * slots + (half * RegistersPerStep + within) * SlotsPerWindow;
-}
-
-bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
-    const int slotsPerRegister = SlotsPerWindow * m_table.windowsPerRegister;
-    const std::int64_t registers =
-        RoundedUp(std::int64_t{m_count} * layout.slotsPerPixel, SlotsPerStep) / slotsPerRegister;
+template <class RegisterAt>
+bool FastRows::FillWindows(RegisterAt registerAt, std::int64_t registers, const RowTask& task, const Shape& shape) {
+    const Layout& layout = m_layout;
+    if (layout.rowBytes < shape.windowBytes)
+        return false;
     m_pickBytes = 0;
     for (std::int64_t r = 0; r < registers; ++r) {
-        Window& window = m_windows[r];
-        window = {};
-        std::int8_t* weights = window.weights;
-        std::int64_t left[2 * SlotsPerWindow];  // samples in the row, and
-        std::int64_t right[2 * SlotsPerWindow]; // none behind the last pixel or its last channel
-        for (int slot = 0; slot < slotsPerRegister; ++slot, weights += 4) {
-            const std::int64_t at = FirstSlot(r, slot / SlotsPerWindow) + slot % SlotsPerWindow;
+        auto [window, weights] = registerAt(r);
+        *window = {};
+        std::memset(weights, 0, static_cast<std::size_t>(shape.slots) * 4);
+        std::int64_t left[SlotsPerWideWindow];  // samples in the row, and
+        std::int64_t right[SlotsPerWideWindow]; // none behind the last pixel or its last channel
+        for (int slot = 0; slot < shape.slots; ++slot, weights += 4) {
+            const std::int64_t at = shape.SlotOf(r, slot);
             const int k = static_cast<int>(at / layout.slotsPerPixel);
             left[slot] = right[slot] = -1;
             const int channel = static_cast<int>(at % layout.slotsPerPixel);
@@ -265,25 +290,25 @@ bool FastRows::FillWindows(const RowTask& task, const Layout& layout) {
             weights[2] = static_cast<std::int8_t>(64 - (fx >> 4));
             weights[3] = static_cast<std::int8_t>(fx >> 4);
         }
-        std::uint8_t picks[2 * WindowBytes];
+        std::uint8_t picks[SlotsPerWideWindow * 4];
         std::memset(picks, 0x80, sizeof picks);
-        const int slotsPerBase = m_plan.oneWindow ? slotsPerRegister : SlotsPerWindow;
-        for (int begin = 0; begin < slotsPerRegister && left[begin] >= 0; begin += slotsPerBase) {
+        for (int begin = 0; begin < shape.slots && left[begin] >= 0; begin += shape.windowSlots) {
+            const int end = begin + shape.windowSlots;
             // The last windows move back into the row.
-            std::int64_t base = layout.rowBytes - WindowBytes;
-            for (int slot = begin; slot < begin + slotsPerBase; ++slot)
+            std::int64_t base = layout.rowBytes - shape.windowBytes;
+            for (int slot = begin; slot < end; ++slot)
                 base = left[slot] >= 0 ? std::min(base, left[slot]) : base;
-            window.base[begin / SlotsPerWindow] = static_cast<std::int32_t>(base);
-            for (int slot = begin; slot < begin + slotsPerBase; ++slot) {
+            window->base[begin / shape.windowSlots] = static_cast<std::int32_t>(base);
+            for (int slot = begin; slot < end; ++slot) {
                 if (left[slot] < 0)
                     continue;
-                if (right[slot] - base >= WindowBytes)
+                if (right[slot] - base >= shape.windowBytes)
                     return false;
                 picks[slot * 4] = picks[slot * 4 + 2] = static_cast<std::uint8_t>(left[slot] - base);
                 picks[slot * 4 + 1] = picks[slot * 4 + 3] = static_cast<std::uint8_t>(right[slot] - base);
             }
         }
-        window.picks = KeptPicks(picks, slotsPerRegister * 4);
+        window->picks = KeptPicks(picks, shape.slots * 4);
     }
     return true;
 }
@@ -303,7 +328,8 @@ const std::uint8_t* FastRows::KeptPicks(const std::uint8_t* picks, int bytes) {
 void FastRows::FillPixels(const RowTask& task, const Layout& layout) {
     const std::int64_t pixels = RoundedUp(m_count, SlotsPerStep / layout.slotsPerPixel);
     const std::int64_t lastOffset = layout.rowBytes - (layout.pixelBytes == 1 ? 2 : 8);
-    PixelColumn* planned = m_pixels;
+    PixelColumn* planned = reinterpret_cast<PixelColumn*>(m_planned);
+    m_plan.columns = planned;
     for (int k = 0; k < pixels; ++k, ++planned) {
         *planned = {};
         if (k >= m_count)

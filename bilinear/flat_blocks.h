@@ -11,7 +11,8 @@
 
 namespace dibprep {
 
-// A row is divided into blocks of as many output pixels as all stages make in whole steps.
+// A row is divided into blocks of as many output pixels as stages make in whole steps, or, where steps begin
+// at any register, in whole registers.
 class FlatBlocks {
 public:
     // Neighbouring blocks of one kind: the byte of which all their pixels are made, or

@@ -57,6 +57,10 @@ RowTable TableFor(Tier tier) {
         AddSsse3Rows(table);
     if (tier >= Tier::Avx2)
         AddAvx2Rows(table);
+    if (tier >= Tier::Avx512) {
+        AddAvx512Rows(table);
+        AddAvx512Feeds(table);
+    }
     return table;
 }
 

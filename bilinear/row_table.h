@@ -27,10 +27,14 @@
 namespace dibprep {
 
 // Four neighbouring slots take all their samples from 16 bytes of the source row: those of a register's
-// half, or of a whole one of the smallest.
+// half, or of a whole one of the smallest. Wide windows are 64 bytes for the 16 slots of the largest.
 constexpr int SlotsPerWindow = 4;
 constexpr int WindowBytes = 16;
-// Rows are made in steps of four registers. The widest have 8 slots; pixels of four slots go in eights.
+constexpr int SlotsPerWideWindow = 16;
+constexpr int WideWindowBytes = 64;
+// Rows are made in steps of four registers, those of eight slots at most from the start of the row or
+// behind a multiple of SlotsPerStep slots; pixels of four slots go in eights. With wide windows a step
+// begins at any register.
 constexpr int RegistersPerStep = 4;
 constexpr int SlotsPerStep = 32;
 
@@ -42,17 +46,25 @@ struct PixelColumn {
     std::int16_t fine[2];   // -b, b
 };
 
-// One register of slots, with all that a stage needs to know in one place: registers for addresses are few.
-struct alignas(16) Window {
-    std::int8_t weights[2 * WindowBytes]; // -b, b, 64 - a, a for each slot
-    std::int32_t base[2];                 // first bytes in the row of the windows of its halves
-    const std::uint8_t* picks;            // s0, s1, s0, s1 for each slot: which bytes of them; 0x80: none
+// Which bytes of the row a register of slots takes.
+struct WindowPicks {
+    std::int32_t base[2];      // first bytes of the windows of its halves; of one window, the first
+    const std::uint8_t* picks; // s0, s1, s0, s1 for each slot: which bytes of them; 0x80: none, no weight
 };
 
-// Where the samples of a row lie and how they weigh. A tier uses windows or pixels.
+// One register of slots, with all that a stage needs to know in one place: registers for addresses are few.
+struct alignas(16) Window : WindowPicks {
+    alignas(16) std::int8_t weights[2 * WindowBytes]; // -b, b, 64 - a, a for each slot
+};
+
+// Where the samples of a row lie and how they weigh. A stage uses windows, wide windows or pixels.
 struct MixPlan {
-    const Window* windows;      // one per register
-    bool oneWindow;             // both halves of a register have the same window
+    const Window* windows; // one per register
+    bool oneWindow;        // both halves of a register have the same window
+    // One per register, and those of a step behind the last; null: not these. Their weights stand apart, 64
+    // bytes to a register: what lies in two lines of the caches is read twice.
+    const WindowPicks* widePicks;
+    const std::int8_t* wideWeights;
     const PixelColumn* columns; // one per pixel
     int pixelBytes;             // from the left to the right sample: 1, 3 or 4
 };
@@ -95,7 +107,7 @@ using WidenKernel = void (*)(const unsigned char* row, int count, std::uint32_t*
 // LevelKernel also stands for levels that are one of sixteen bytes by the low four bits of an index plus one of
 // sixteen others by its high ones, modulo 256: as in the table from white to black, or any even ramp.
 // `levels` then has the sixteen of the low bits, and behind them the others. And for `count` bytes of two
-// pixels each.
+// pixels each. And for colours, by 256 levels of the lowest channel and behind them those of the two others.
 
 // The highest of `count` bytes.
 using HighestKernel = int (*)(const unsigned char* row, int count);
@@ -129,7 +141,10 @@ struct RowTable {
     // Of each form those that the tier's plans need. With none, rows are made by the scalar kernels.
     MixKernel mix[StoringForms];
     int windowsPerRegister; // 0: the tier cannot pick bytes and uses pixels
+    // The forms for wide windows, which are used where they reach; null: the tier has none.
+    MixKernel mixWide[StoringForms];
     ColourKernel colour;
+    LevelKernel colours3; // pixels of three bytes, by the levels of their channels; null: the tier has no such form
     LevelKernel levels;
     LevelKernel levelsBySums; // levels that are sums; null: the tier has no such form
     LevelKernel levels4;      // of halves of bytes; null: the tier has no such form
@@ -148,6 +163,8 @@ const RowTable& RowsFor(Tier tier);
 void AddSse2Rows(RowTable& table);
 void AddSsse3Rows(RowTable& table);
 void AddAvx2Rows(RowTable& table);
+void AddAvx512Rows(RowTable& table);
+void AddAvx512Feeds(RowTable& table);
 
 // A channel of five bits in eight, truncated.
 constexpr int Widened5(int bits) { return (bits & 0x1F) * 255 / 31; }

@@ -119,8 +119,21 @@ TEST_P(BilinearTier, BringsItsOwnForms) {
     EXPECT_EQ(scalar.mix[dibprep::StoreAll], nullptr) << "rows are left to the scalar kernels";
     const dibprep::RowTable& table = RowsFor(GetParam());
     EXPECT_NE(table.widen, scalar.widen);
-    if (GetParam() > Tier::Avx2) { // which has none of its own here
-        EXPECT_EQ(table.mix[dibprep::StoreAll], RowsFor(Tier::Avx2).mix[dibprep::StoreAll]);
+    for (const dibprep::MixKernel mix : table.mixWide)
+        EXPECT_EQ(mix != nullptr, GetParam() == Tier::Avx512);
+    EXPECT_EQ(table.colours3 != nullptr, GetParam() == Tier::Avx512);
+    if (GetParam() == Tier::Avx512) {
+        const dibprep::RowTable& below = RowsFor(Tier::Avx2);
+        EXPECT_NE(table.levels, below.levels);
+        EXPECT_EQ(table.levelsBySums, nullptr);
+        EXPECT_NE(table.levels4, below.levels4);
+        EXPECT_NE(table.widen, below.widen);
+        EXPECT_NE(table.highest, below.highest);
+        EXPECT_NE(table.changes, below.changes);
+        EXPECT_NE(table.fill, below.fill);
+        // Where wide windows do not reach, and for deeper formats, those of AVX2 serve.
+        EXPECT_EQ(table.mix[dibprep::StoreAll], below.mix[dibprep::StoreAll]);
+        EXPECT_EQ(table.windowsPerRegister, below.windowsPerRegister);
         EXPECT_EQ(DeepRowsFor(GetParam()).across[0], DeepRowsFor(Tier::Avx2).across[0]);
         return;
     }
@@ -153,7 +166,8 @@ TEST_P(BilinearTier, EveryWidthBetweenGuardPages) {
     for (const Format& format : formats)
         for (int cx = 1; cx <= 70; ++cx) {
             // Up, the same, and down beyond every window.
-            const int widths[] = {1, 2, (cx + 1) / 2, cx, cx + cx / 4, cx + cx / 2, cx * 2 + 1, cx * 3, cx * 6 + 1};
+            const int widths[] = {1,           2,          (cx + 1) / 2, cx,         cx + cx / 4,
+                                  cx + cx / 2, cx * 2 + 1, cx * 3,       cx * 9 / 2, cx * 6 + 1};
             for (int width : widths) {
                 const Bytes dib = MakeSource(format, width, 3, random, width % 3 == 0);
                 ASSERT_TRUE(SameAsScalar(format, dib, cx, cx % 2 ? 4 : 2))
@@ -221,37 +235,6 @@ TEST_P(BilinearTier, PixelsMayNameWhatStandsBehindAGrayTable) {
             if (static_cast<int>((i - pixels) / Stride(width, 8)) >= foreign)
                 dib[i] = static_cast<std::uint8_t>(dib[i] % used);
         ASSERT_TRUE(SameAsScalar(format, dib, random.Range(1, 250), height * 2)) << "round " << round;
-    }
-}
-
-// The stages that only some rows need, against a plain loop, for every length and address.
-TEST_P(BilinearTier, StagesOfBytesAgreeWithPlainLoops) {
-    Random random(12);
-    const dibprep::RowTable& table = RowsFor(GetParam());
-    const dibprep::RowTable& plain = RowsFor(Tier::Scalar);
-    for (int bytes = 1; bytes <= 200; ++bytes) {
-        GuardedBuffer row(static_cast<std::size_t>(bytes));
-        for (int i = 0; i < bytes; ++i)
-            row.data()[i] = static_cast<std::uint8_t>(random.Next() & (bytes % 3 == 0 ? 1 : 255));
-        EXPECT_EQ(table.highest(row.data(), bytes), plain.highest(row.data(), bytes));
-        if (bytes >= dibprep::LeastCompared) {
-            std::uint32_t changes[8] = {};
-            int count = 0;
-            const int counted = table.changes(row.data(), bytes, changes, 0);
-            for (int i = 0; i + 1 < bytes; ++i) {
-                const bool differs = row.data()[i] != row.data()[i + 1];
-                count += differs;
-                ASSERT_EQ(changes[i / 32] >> i % 32 & 1, differs ? 1u : 0u) << i << " of " << bytes;
-            }
-            EXPECT_EQ(counted, count);
-        }
-        const std::size_t size = static_cast<std::size_t>(bytes);
-        GuardedBuffer filled(size);
-        Bytes expected(size);
-        const std::uint32_t colour = random.Next() & 0xFFFFFF;
-        table.fill(filled.data(), bytes, colour);
-        plain.fill(expected.data(), bytes, colour);
-        EXPECT_EQ(Bytes(filled.data(), filled.data() + size), expected);
     }
 }
 
