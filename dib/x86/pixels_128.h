@@ -52,13 +52,5 @@ DIBPREP_TIER inline __m128i FourTimes(std::uint32_t color) {
     return _mm_setr_epi32(blue, green, red, 0);
 }
 
-// These 12 bytes four times; writes 4 bytes more.
-DIBPREP_TIER inline void StoreSixteenTimes(unsigned char* out, __m128i four) {
-    Store(out, four);
-    Store(out + 12, four);
-    Store(out + 24, four);
-    Store(out + 36, four);
-}
-
 } // namespace
 } // namespace dibprep
