@@ -12,6 +12,7 @@ namespace dibprep {
 namespace {
 
 using Pixels = __m256i;
+constexpr bool MasksEnds = false;
 constexpr std::size_t SlackBytes = 8;
 
 DIBPREP_TIER inline __m128i LoadHalf(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }

@@ -10,6 +10,7 @@ namespace dibprep {
 namespace {
 
 using Pixels = __m128i;
+constexpr bool MasksEnds = false;
 
 DIBPREP_TIER inline __m128i Load(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 DIBPREP_TIER inline void Store(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
