@@ -1,7 +1,7 @@
 // The row stages with AVX2: 32 slots at a time.
 #include "bilinear/row_table.h"
 #include "memory/unaligned.h"
-#include "memory/x86/index_word.h"
+#include "memory/x86/four_colors_avx2.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -206,18 +206,6 @@ DIBPREP_AVX2 void LevelsBySums(const unsigned char* row, int count, const unsign
         out[x] = static_cast<unsigned char>(levels[row[x] & 15] + levels[16 + (row[x] >> 4)]);
 }
 
-// The colours of four indices: the lowest of a word, which is left with the next ones there. Gathering takes
-// twice as long.
-DIBPREP_AVX2 inline __m128i FourColours(const std::uint32_t* colours, IndexWord& word) {
-    __m128i four = _mm_cvtsi32_si128(static_cast<int>(colours[FirstIndex(word)]));
-    four = _mm_insert_epi32(four, static_cast<int>(colours[SecondIndex(word)]), 1);
-    word = NextTwo(word);
-    four = _mm_insert_epi32(four, static_cast<int>(colours[FirstIndex(word)]), 2);
-    four = _mm_insert_epi32(four, static_cast<int>(colours[SecondIndex(word)]), 3);
-    word = NextTwo(word);
-    return four;
-}
-
 DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
     int x = 0;
     for (; x + 16 <= count; x += 16, out += 64) {
@@ -225,7 +213,7 @@ DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_
         for (int i = 0; i < 16; i += 4) {
             if (static_cast<std::size_t>(i) % sizeof word == 0)
                 word = LoadIndices(row + x + i);
-            StoreHalf(out + 4 * i, FourColours(colours, word));
+            StoreHalf(out + 4 * i, FourColors(colours, word));
         }
     }
     for (; x < count; ++x, out += 4)

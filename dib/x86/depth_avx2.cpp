@@ -1,7 +1,7 @@
 // The depth conversions' row loops in AVX2: eight pixels in a register. The lookups of 4 bits and those of
 // 8 bits to words stay with the lower tiers.
 #include "dib/depth_rows.h"
-#include "memory/x86/index_word.h"
+#include "memory/x86/four_colors_avx2.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -114,17 +114,6 @@ DIBPREP_TIER void From1To24(unsigned char* out, const unsigned char* in, std::si
         }
     }
     ScalarDepthRows.from1To24(out, in + x / 8, pixels - x, colors);
-}
-
-// The colours of four indices: the lowest of a word, which is left with the next ones there.
-DIBPREP_TIER inline __m128i FourColors(const std::uint32_t* colors, IndexWord& word) {
-    __m128i four = _mm_cvtsi32_si128(static_cast<int>(colors[FirstIndex(word)]));
-    four = _mm_insert_epi32(four, static_cast<int>(colors[SecondIndex(word)]), 1);
-    word = NextTwo(word);
-    four = _mm_insert_epi32(four, static_cast<int>(colors[FirstIndex(word)]), 2);
-    four = _mm_insert_epi32(four, static_cast<int>(colors[SecondIndex(word)]), 3);
-    word = NextTwo(word);
-    return four;
 }
 
 // Twelve bytes of every four pixels, turned to where they lie in three registers; the inner ones go on in

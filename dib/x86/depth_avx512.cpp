@@ -197,6 +197,7 @@ struct FourBits {
     DIBPREP_TIER __m512i Part(__m512i nibbles, unsigned part) const {
         const __m512i spread = _mm512_permutexvar_epi8(Load(PlacesOf64<Bytes>.pixel[part]), nibbles);
         const __m512i channel = _mm512_slli_epi16(Load(PlacesOf64<Bytes>.channel[part]), 4);
+        // (spread & 15) | channel
         const __m512i index = _mm512_ternarylogic_epi64(spread, _mm512_set1_epi8(15), channel, 0xEA);
         return _mm512_permutexvar_epi8(index, table);
     }
@@ -220,7 +221,8 @@ DIBPREP_TIER inline __m512i BytesOf64(const std::uint32_t* entries, unsigned cha
     return _mm512_inserti64x4(low, _mm512_castsi512_si256(high), 1);
 }
 
-// Eight bits: the 256 bytes of each channel fill four registers, of which a permutation reaches two.
+// Eight bits: the 256 bytes of each channel fill four registers. A permutation of two looks at the low seven
+// bits of an index; the eighth chooses between two such.
 template <unsigned BytesOf>
 struct EightBits {
     static constexpr std::size_t Bits = 8;

@@ -14,8 +14,8 @@ inline IndexWord LoadIndices(const unsigned char* in) {
     return word;
 }
 
-// The lowest two bytes of a word cost one instruction each. The next two are rotated down to them: of a
-// shift the compiler makes shifts and masks for every byte of its own, which take a third longer.
+// The lowest two bytes of a word cost one instruction each. The next two are rotated down to them: of plain
+// shifts the compiler makes a copy, a shift and a mask for every byte.
 inline std::size_t FirstIndex(IndexWord word) { return word & 0xFF; }
 inline std::size_t SecondIndex(IndexWord word) { return word >> 8 & 0xFF; }
 inline IndexWord NextTwo(IndexWord word) { return word >> 16 | word << (8 * sizeof word - 16); }
