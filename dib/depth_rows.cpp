@@ -103,6 +103,8 @@ DepthRows TableFor(Tier tier) {
         AddSsse3DepthRows(rows);
     if (tier >= Tier::Avx2)
         AddAvx2DepthRows(rows);
+    if (tier >= Tier::Avx512)
+        AddAvx512DepthRows(rows);
     return rows;
 }
 

@@ -68,5 +68,6 @@ const DepthRows& DepthRowsFor(Tier tier);
 void AddSse2DepthRows(DepthRows& rows);
 void AddSsse3DepthRows(DepthRows& rows);
 void AddAvx2DepthRows(DepthRows& rows);
+void AddAvx512DepthRows(DepthRows& rows);
 
 } // namespace dibprep

@@ -1,6 +1,7 @@
 // The row stages with AVX2: 32 slots at a time.
 #include "bilinear/row_table.h"
 #include "memory/unaligned.h"
+#include "memory/x86/four_colors_avx2.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -205,16 +206,15 @@ DIBPREP_AVX2 void LevelsBySums(const unsigned char* row, int count, const unsign
         out[x] = static_cast<unsigned char>(levels[row[x] & 15] + levels[16 + (row[x] >> 4)]);
 }
 
-// Four indices by one load: two thirds of what four loads and unpacking take, and half of gathering.
 DIBPREP_AVX2 void Colour(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
-    const auto colour = [colours](std::uint32_t index) { return static_cast<int>(colours[index & 0xFF]); };
     int x = 0;
-    for (; x + 4 <= count; x += 4, out += 16) {
-        const std::uint32_t indices = LoadU32(row + x);
-        __m128i four = _mm_cvtsi32_si128(colour(indices));
-        four = _mm_insert_epi32(four, colour(indices >> 8), 1);
-        four = _mm_insert_epi32(four, colour(indices >> 16), 2);
-        StoreHalf(out, _mm_insert_epi32(four, colour(indices >> 24), 3));
+    for (; x + 16 <= count; x += 16, out += 64) {
+        IndexWord word = 0;
+        for (int i = 0; i < 16; i += 4) {
+            if (static_cast<std::size_t>(i) % sizeof word == 0)
+                word = LoadIndices(row + x + i);
+            StoreHalf(out + 4 * i, FourColors(colours, word));
+        }
     }
     for (; x < count; ++x, out += 4)
         StoreU32(out, colours[row[x]]);

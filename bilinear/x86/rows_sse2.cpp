@@ -1,6 +1,7 @@
 // The row stages with SSE2, which cannot pick bytes: one pixel, then four, at a time.
 #define DIBPREP_TIER __attribute__((target("sse2")))
 #include "bilinear/x86/slots.h"
+#include "memory/x86/index_word.h"
 
 #include <cstring>
 
@@ -131,17 +132,22 @@ DIBPREP_TIER void Widen(const unsigned char* row, int count, std::uint32_t* out)
     }
 }
 
-DIBPREP_TIER inline __m128i ColourOf(const std::uint32_t* colours, unsigned index) {
-    return _mm_cvtsi32_si128(static_cast<int>(colours[index]));
+// The colours of the two lowest indices of a word.
+DIBPREP_TIER inline __m128i TwoColours(const std::uint32_t* colours, IndexWord word) {
+    return _mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int>(colours[FirstIndex(word)])),
+                              _mm_cvtsi32_si128(static_cast<int>(colours[SecondIndex(word)])));
 }
 
-// Plain loads: gathering instructions take half as long again.
 DIBPREP_TIER void Colour(const unsigned char* row, int count, const std::uint32_t* colours, unsigned char* out) {
     int x = 0;
-    for (; x + 4 <= count; x += 4, out += 16) {
-        const __m128i first = _mm_unpacklo_epi32(ColourOf(colours, row[x]), ColourOf(colours, row[x + 1]));
-        const __m128i second = _mm_unpacklo_epi32(ColourOf(colours, row[x + 2]), ColourOf(colours, row[x + 3]));
-        Store(out, _mm_unpacklo_epi64(first, second));
+    for (; x + 16 <= count; x += 16, out += 64) {
+        IndexWord word = 0;
+        for (int i = 0; i < 16; i += 4) {
+            word = static_cast<std::size_t>(i) % sizeof word == 0 ? LoadIndices(row + x + i) : NextTwo(word);
+            const __m128i first = TwoColours(colours, word);
+            word = NextTwo(word);
+            Store(out + 4 * i, _mm_unpacklo_epi64(first, TwoColours(colours, word)));
+        }
     }
     for (; x < count; ++x, out += 4)
         std::memcpy(out, &colours[row[x]], 4);

@@ -1,6 +1,7 @@
-// The depth conversions' row loops in AVX2: eight pixels in a register. The lookups of 4 and 8 bits stay
-// with the lower tiers.
+// The depth conversions' row loops in AVX2: eight pixels in a register. The lookups of 4 bits and those of
+// 8 bits to words stay with the lower tiers.
 #include "dib/depth_rows.h"
+#include "memory/x86/four_colors_avx2.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -11,9 +12,11 @@ namespace dibprep {
 namespace {
 
 using Pixels = __m256i;
+constexpr bool MasksEnds = false;
 constexpr std::size_t SlackBytes = 8;
 
 DIBPREP_TIER inline __m128i LoadHalf(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
+DIBPREP_TIER inline void StoreHalf(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
 DIBPREP_TIER inline void Store(void* at, __m256i value) { _mm256_storeu_si256(static_cast<__m256i*>(at), value); }
 
 DIBPREP_TIER inline Pixels All(std::uint32_t word) { return _mm256_set1_epi32(static_cast<int>(word)); }
@@ -113,11 +116,47 @@ DIBPREP_TIER void From1To24(unsigned char* out, const unsigned char* in, std::si
     ScalarDepthRows.from1To24(out, in + x / 8, pixels - x, colors);
 }
 
+// Twelve bytes of every four pixels, turned to where they lie in three registers; the inner ones go on in
+// the next register.
+DIBPREP_TIER inline void StoreSixteen(unsigned char* out, const unsigned char* in, const std::uint32_t* colors) {
+    const __m128i places[4] = {_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1),
+                               _mm_setr_epi8(5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4),
+                               _mm_setr_epi8(10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4, 5, 6, 8, 9),
+                               _mm_setr_epi8(-1, -1, -1, -1, 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14)};
+    __m128i pixels[4];
+    IndexWord word = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        if (4 * i % sizeof word == 0)
+            word = LoadIndices(in + 4 * i);
+        pixels[i] = _mm_shuffle_epi8(FourColors(colors, word), places[i]);
+    }
+    StoreHalf(out, _mm_blend_epi32(pixels[0], pixels[1], 0x8));
+    StoreHalf(out + 16, _mm_blend_epi32(pixels[1], pixels[2], 0xC));
+    StoreHalf(out + 32, _mm_blend_epi32(pixels[2], pixels[3], 0xE));
+}
+
+// Sixteen equal indices are no case of their own: to look for them takes as long as they would save.
+DIBPREP_TIER void From8To24(unsigned char* out, const unsigned char* in, std::size_t pixels,
+                            const std::uint32_t* colors) {
+    if (pixels < 16) {
+        ScalarDepthRows.from8To24(out, in, pixels, colors);
+        return;
+    }
+    StoreSixteen(out, in, colors);
+    // On to where registers are aligned: 11 times 3 is 1 modulo 16. Some pixels are stored again there, and
+    // at the end of the row.
+    std::size_t x = (0 - reinterpret_cast<std::uintptr_t>(out)) * 11 % 16;
+    for (; x + 16 <= pixels; x += 16)
+        StoreSixteen(out + 3 * x, in + x, colors);
+    StoreSixteen(out + 3 * (pixels - 16), in + (pixels - 16), colors);
+}
+
 } // namespace
 
 void AddAvx2DepthRows(DepthRows& rows) {
     AddPixelRows(rows);
     rows.from1To24 = From1To24;
+    rows.from8To24 = From8To24;
 }
 
 } // namespace dibprep

@@ -7,6 +7,7 @@
 #define DIBPREP_TIER __attribute__((target("sse2")))
 
 #include "dib/x86/pixels_128.h"
+#include "memory/x86/index_word.h"
 
 namespace dibprep {
 namespace {
@@ -108,20 +109,28 @@ DIBPREP_TIER void From4To24(unsigned char* out, const unsigned char* in, std::si
     ScalarDepthRows.from4To24(out, in + x / 2, pixels - x, colors);
 }
 
+DIBPREP_TIER inline void StoreLow(unsigned char* out, __m128i value) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), value);
+}
+
+// Six bytes of two pixels, and zeros.
+DIBPREP_TIER inline __m128i TwoColors(const std::uint32_t* colors, IndexWord word) {
+    const __m128i first = _mm_cvtsi32_si128(static_cast<int>(colors[FirstIndex(word)]));
+    const __m128i second = _mm_cvtsi32_si128(static_cast<int>(colors[SecondIndex(word)]));
+    return Or(first, _mm_slli_epi64(second, 24));
+}
+
+// Each pair writes over the zeros of the one before. Equal indices are no case of their own: to look for
+// them takes as long as they would save.
 DIBPREP_TIER void From8To24(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint32_t* colors) {
     std::size_t left = pixels;
     for (; left >= 16 + SlackPixels; left -= 16, in += 16, out += 48) {
-        if (AllEqual(in)) {
-            StoreSixteenTimes(out, FourTimes(colors[in[0]]));
-            continue;
-        }
-        for (std::size_t x = 0; x < 16; x += 4) {
-            const std::uint32_t four = Word(in + x);
-            StoreWord(out + 3 * x, colors[four & 0xFF]);
-            StoreWord(out + 3 * x + 3, colors[four >> 8 & 0xFF]);
-            StoreWord(out + 3 * x + 6, colors[four >> 16 & 0xFF]);
-            StoreWord(out + 3 * x + 9, colors[four >> 24]);
+        IndexWord word = 0;
+        for (std::size_t x = 0; x < 16; x += 2, word = NextTwo(word)) {
+            if (x % sizeof word == 0)
+                word = LoadIndices(in + x);
+            StoreLow(out + 3 * x, TwoColors(colors, word));
         }
     }
     ScalarDepthRows.from8To24(out, in, left, colors);
@@ -142,16 +151,20 @@ DIBPREP_TIER void FromLevelsTo24(unsigned char* out, const unsigned char* in, st
     ScalarDepthRows.fromLevelsTo24(out, in + x, pixels - x);
 }
 
-// In 32 bits there are no registers for eight indices: they are read one by one.
+// Two more values: the words from `At` on of eight.
+template <int At>
+DIBPREP_TIER inline __m128i WithTwo(__m128i words, const std::uint16_t* values, IndexWord word) {
+    return _mm_insert_epi16(_mm_insert_epi16(words, values[FirstIndex(word)], At), values[SecondIndex(word)], At + 1);
+}
+
 DIBPREP_TIER inline __m128i EightValues(const std::uint16_t* values, const unsigned char* in) {
-    __m128i words = _mm_cvtsi32_si128(values[in[0]]);
-    words = _mm_insert_epi16(words, values[in[1]], 1);
-    words = _mm_insert_epi16(words, values[in[2]], 2);
-    words = _mm_insert_epi16(words, values[in[3]], 3);
-    words = _mm_insert_epi16(words, values[in[4]], 4);
-    words = _mm_insert_epi16(words, values[in[5]], 5);
-    words = _mm_insert_epi16(words, values[in[6]], 6);
-    return _mm_insert_epi16(words, values[in[7]], 7);
+    IndexWord word = LoadIndices(in);
+    __m128i words = WithTwo<0>(_mm_setzero_si128(), values, word);
+    word = NextTwo(word);
+    words = WithTwo<2>(words, values, word);
+    word = sizeof word == 4 ? LoadIndices(in + 4) : NextTwo(word);
+    words = WithTwo<4>(words, values, word);
+    return WithTwo<6>(words, values, NextTwo(word));
 }
 
 DIBPREP_TIER void From4To16(unsigned char* out, const unsigned char* in, std::size_t pixels,

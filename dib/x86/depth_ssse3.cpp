@@ -96,28 +96,6 @@ DIBPREP_TIER void FromLevelsTo24(unsigned char* out, const unsigned char* in, st
     ScalarDepthRows.fromLevelsTo24(out + 3 * x, in + x, pixels - x);
 }
 
-DIBPREP_TIER inline __m128i Color(const std::uint32_t* colors, std::uint32_t index) {
-    return _mm_cvtsi32_si128(static_cast<int>(colors[index]));
-}
-
-DIBPREP_TIER void From8To24(unsigned char* out, const unsigned char* in, std::size_t pixels,
-                            const std::uint32_t* colors) {
-    std::size_t left = pixels;
-    for (; left >= 16 + SlackPixels; left -= 16, in += 16, out += 48) {
-        if (AllEqual(in)) {
-            StoreSixteenTimes(out, FourTimes(colors[in[0]]));
-            continue;
-        }
-        for (std::size_t x = 0; x < 16; x += 4) {
-            const std::uint32_t four = Word(in + x);
-            const __m128i low = _mm_unpacklo_epi32(Color(colors, four & 0xFF), Color(colors, four >> 8 & 0xFF));
-            const __m128i high = _mm_unpacklo_epi32(Color(colors, four >> 16 & 0xFF), Color(colors, four >> 24));
-            StoreBgr(out + 3 * x, _mm_unpacklo_epi64(low, high));
-        }
-    }
-    ScalarDepthRows.from8To24(out, in, left, colors);
-}
-
 DIBPREP_TIER void From4To16(unsigned char* out, const unsigned char* in, std::size_t pixels,
                             const std::uint16_t* values) {
     alignas(16) unsigned char lowBytes[16];
@@ -144,7 +122,6 @@ DIBPREP_TIER void From4To16(unsigned char* out, const unsigned char* in, std::si
 void AddSsse3DepthRows(DepthRows& rows) {
     AddPixelRows(rows);
     rows.from4To24 = From4To24;
-    rows.from8To24 = From8To24;
     rows.fromLevelsTo24 = FromLevelsTo24;
     rows.from4To16 = From4To16;
 }

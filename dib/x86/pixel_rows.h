@@ -10,6 +10,9 @@
 //     StoreBgr(out, p)                the low three bytes of every pixel; may write SlackBytes more
 //     StoreWords(out, p, q)           the low words of two registers, which are below 0x8000
 //     To555(p)                        Pack555 of every pixel
+//     MasksEnds                       whether the loads and stores also come for the first `left` pixels or
+//                                     all, without slack: LoadBgr(in, left), StoreBgr(out, p, left) and so
+//                                     on, StoreWords(out, p, left) for one register
 //
 // Each such file compiles the loops for itself: in 32-bit builds the compiler takes no function of
 // one tier into another.
@@ -57,22 +60,29 @@ DIBPREP_TIER inline Pixels Masked(Pixels pixels, const Shifts& shifts) {
     return Or(Or(Shifted(pixels, shifts.blue), Shifted(pixels, shifts.green)), Shifted(pixels, shifts.red));
 }
 
-// What a row is read as: Bgr0 pixels from bytes.
+// What a row is read as: Bgr0 pixels from bytes, a register full of them or as many as are left.
 struct BgrSource {
     static constexpr std::size_t Bytes = 3;
-    DIBPREP_TIER Pixels At(const unsigned char* in) const { return LoadBgr(in); }
+    template <class... Left>
+    DIBPREP_TIER Pixels At(const unsigned char* in, Left... left) const {
+        return LoadBgr(in, left...);
+    }
 };
 
 struct Bgr0Source {
     static constexpr std::size_t Bytes = 4;
-    DIBPREP_TIER Pixels At(const unsigned char* in) const { return LoadBgr0(in); }
+    template <class... Left>
+    DIBPREP_TIER Pixels At(const unsigned char* in, Left... left) const {
+        return LoadBgr0(in, left...);
+    }
 };
 
 // Five bits to the top of their byte, and the three bits below them set unless all five are 0.
 struct Words555Source {
     static constexpr std::size_t Bytes = 2;
-    DIBPREP_TIER Pixels At(const unsigned char* in) const {
-        const Pixels words = LoadWords(in);
+    template <class... Left>
+    DIBPREP_TIER Pixels At(const unsigned char* in, Left... left) const {
+        const Pixels words = LoadWords(in, left...);
         const Pixels blue = And(Up(words, _mm_cvtsi32_si128(3)), All(0xF8));
         const Pixels green = And(Up(words, _mm_cvtsi32_si128(6)), All(0xF800));
         const Pixels red = And(Up(words, _mm_cvtsi32_si128(9)), All(0xF80000));
@@ -84,22 +94,33 @@ struct Words555Source {
 struct Masked16Source {
     static constexpr std::size_t Bytes = 2;
     Shifts shifts;
-    DIBPREP_TIER Pixels At(const unsigned char* in) const { return Masked(LoadWords(in), shifts); }
+    template <class... Left>
+    DIBPREP_TIER Pixels At(const unsigned char* in, Left... left) const {
+        return Masked(LoadWords(in, left...), shifts);
+    }
 };
 
 struct Masked32Source {
     static constexpr std::size_t Bytes = 4;
     Shifts shifts;
-    DIBPREP_TIER Pixels At(const unsigned char* in) const { return Masked(LoadBgr0(in), shifts); }
+    template <class... Left>
+    DIBPREP_TIER Pixels At(const unsigned char* in, Left... left) const {
+        return Masked(LoadBgr0(in, left...), shifts);
+    }
 };
 
-// Both return how many pixels they have converted; the rest is the plain loop's.
+// Both return how many pixels they have converted; the rest, if any, is the plain loop's.
 template <class Source>
 DIBPREP_TIER inline std::size_t RowTo24(unsigned char* out, const unsigned char* in, std::size_t pixels,
                                         const Source& source) {
     std::size_t x = 0;
     for (; x + PixelsPerRegister + SlackPixels <= pixels; x += PixelsPerRegister)
         StoreBgr(out + 3 * x, source.At(in + Source::Bytes * x));
+    if constexpr (MasksEnds) {
+        for (; x < pixels; x += PixelsPerRegister)
+            StoreBgr(out + 3 * x, source.At(in + Source::Bytes * x, pixels - x), pixels - x);
+        return pixels;
+    }
     return x;
 }
 
@@ -111,6 +132,11 @@ DIBPREP_TIER inline std::size_t RowTo16(unsigned char* out, const unsigned char*
         const unsigned char* const from = in + Source::Bytes * x;
         const Pixels first = To555(source.At(from));
         StoreWords(out + 2 * x, first, To555(source.At(from + Source::Bytes * PixelsPerRegister)));
+    }
+    if constexpr (MasksEnds) {
+        for (; x < pixels; x += PixelsPerRegister)
+            StoreWords(out + 2 * x, To555(source.At(in + Source::Bytes * x, pixels - x)), pixels - x);
+        return pixels;
     }
     return x;
 }

@@ -10,6 +10,7 @@ namespace dibprep {
 namespace {
 
 using Pixels = __m128i;
+constexpr bool MasksEnds = false;
 
 DIBPREP_TIER inline __m128i Load(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 DIBPREP_TIER inline void Store(void* at, __m128i value) { _mm_storeu_si128(static_cast<__m128i*>(at), value); }
@@ -50,14 +51,6 @@ DIBPREP_TIER inline __m128i FourTimes(std::uint32_t color) {
     const auto green = static_cast<int>(color >> 8 | color << 16);
     const auto red = static_cast<int>(color >> 16 | color << 8);
     return _mm_setr_epi32(blue, green, red, 0);
-}
-
-// These 12 bytes four times; writes 4 bytes more.
-DIBPREP_TIER inline void StoreSixteenTimes(unsigned char* out, __m128i four) {
-    Store(out, four);
-    Store(out + 12, four);
-    Store(out + 24, four);
-    Store(out + 36, four);
 }
 
 } // namespace

@@ -122,8 +122,7 @@ INSTANTIATE_TEST_SUITE_P(Every, DepthTier, FastTiers(), NameOfTier);
 TEST_P(DepthTier, BringsItsOwnLoops) {
     const DepthRows& rows = DepthRowsFor(GetParam());
     const DepthRows& plain = DepthRowsFor(Tier::Scalar);
-    const Tier own = std::min(GetParam(), Tier::Avx2); // AVX-512 runs the loops of AVX2
-    const DepthRows& below = DepthRowsFor(static_cast<Tier>(static_cast<int>(own) - 1));
+    const DepthRows& below = DepthRowsFor(static_cast<Tier>(static_cast<int>(GetParam()) - 1));
     EXPECT_EQ(rows.tier, GetParam());
     EXPECT_NE(rows.from1To24, plain.from1To24);
     EXPECT_NE(rows.from4To24, plain.from4To24);
@@ -142,6 +141,17 @@ TEST_P(DepthTier, BringsItsOwnLoops) {
         EXPECT_EQ(rows.from32To16, plain.from32To16) << "waits for memory already";
     else
         EXPECT_NE(rows.from32To16, below.from32To16);
+    if (GetParam() == Tier::Avx2 || GetParam() == Tier::Avx512) {
+        EXPECT_NE(rows.from1To24, below.from1To24);
+        EXPECT_NE(rows.from8To24, below.from8To24);
+    }
+    if (GetParam() == Tier::Avx512) {
+        EXPECT_NE(rows.from4To24, below.from4To24);
+        EXPECT_NE(rows.fromLevelsTo24, below.fromLevelsTo24);
+        EXPECT_NE(rows.from1To16, below.from1To16);
+        EXPECT_NE(rows.from4To16, below.from4To16);
+        EXPECT_NE(rows.from8To16, below.from8To16);
+    }
 }
 
 TEST_P(DepthTier, EveryWidthBetweenUnreadablePages) {
