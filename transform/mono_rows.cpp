@@ -170,6 +170,8 @@ void MonoRows::Forget() {
         kept.row = NoRow;
 }
 
+// The steps of a row, inline: in 32 bits their calls took a tenth of the time.
+
 inline MonoRows::KeptRow* MonoRows::Find(std::uint32_t row) {
     for (KeptRow& kept : m_kept) {
         if (kept.row == row)
