@@ -170,6 +170,8 @@ void MonoRows::Forget() {
         kept.row = NoRow;
 }
 
+// The steps of a row, inline: in 32 bits their calls took a tenth of the time.
+
 inline MonoRows::KeptRow* MonoRows::Find(std::uint32_t row) {
     for (KeptRow& kept : m_kept) {
         if (kept.row == row)
@@ -207,14 +209,14 @@ inline void MonoRows::Sample(const std::uint8_t* source, KeptRow* pair, std::siz
         kept->sampled = kept->everywhere < 0;
         if (!kept->sampled)
             continue;
-        if (first) {
+        if (to) {
             second = Readable(source, kept->row, 1);
         } else {
             first = Readable(source, kept->row, 0);
             to = kept->samples;
         }
     }
-    if (first)
+    if (to)
         (m_windows ? m_kernels.shuffleBits : m_kernels.gatherBits)(m_plan, first, second, to);
 }
 

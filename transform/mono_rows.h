@@ -36,7 +36,7 @@ private:
     void TakeScratch();
     void PutGatherTables();
     bool PutWindows();
-    bool PutWindow(std::size_t begin, std::size_t end, std::uint8_t* offset);
+    bool PutWindow(std::size_t begin, std::size_t end, std::uint8_t* record);
     KeptRow* Find(std::uint32_t row);
     void Keep(const std::uint8_t* source, std::uint32_t first, std::uint32_t second, const KeptRow* needed);
     void Sample(const std::uint8_t* source, KeptRow* pair, std::size_t count);

@@ -67,16 +67,21 @@ TEST(ScalarRowKernels, GathersTheBitThatEachMaskNames) {
     plan.firstMasks = firstMasks;
     plan.secondMasks = secondMasks;
     const Bytes row = {0x01, 0x80, 0xFE, 0x00};
-    Bytes first(8, 0xEE), second(8, 0xEE);
-    RowKernelsFor(Tier::Scalar).gatherBits(plan, row.data(), first.data(), second.data());
-    EXPECT_EQ(first, Bytes({0x01, 0x00, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(second, Bytes({0x00, 0x02, 0, 0, 0, 0, 0, 0}));
+    Bytes samples(BitRowsUnit, 0xEE);
+    RowKernelsFor(Tier::Scalar).gatherBits(plan, row.data(), nullptr, samples.data());
+    Bytes expected(BitRowsUnit, 0xEE);
+    std::fill_n(expected.begin(), 8, std::uint8_t{0});
+    std::fill_n(expected.begin() + BitRightSamples, 8, std::uint8_t{0});
+    expected[0] = 0x01;
+    expected[BitRightSamples + 1] = 0x02;
+    EXPECT_EQ(samples, expected);
 }
 
 TEST(ScalarRowKernels, EveryTierGathersBitsAlike) {
     Random random(2);
-    for (std::size_t pixels = 64; pixels <= 320; pixels += 64) {
+    for (std::size_t pixels = 64; pixels <= 640; pixels += 64) {
         const Bytes row = Filled<std::uint8_t>(50, random);
+        const Bytes other = Filled<std::uint8_t>(50, random);
         std::vector<std::uint16_t> bytes(pixels), firsts(pixels), seconds(pixels);
         for (std::size_t x = 0; x < pixels; ++x) {
             bytes[x] = static_cast<std::uint16_t>(random.Range(0, 47));
@@ -88,13 +93,14 @@ TEST(ScalarRowKernels, EveryTierGathersBitsAlike) {
         plan.bytes = bytes.data();
         plan.firstMasks = firsts.data();
         plan.secondMasks = seconds.data();
-        Bytes first(64), second(64);
-        RowKernelsFor(Tier::Scalar).gatherBits(plan, row.data(), first.data(), second.data());
-        for (const Tier tier : testtiers::FastTiersHere()) {
-            Bytes gotFirst(64), gotSecond(64);
-            RowKernelsFor(tier).gatherBits(plan, row.data(), gotFirst.data(), gotSecond.data());
-            EXPECT_EQ(gotFirst, first) << NameOf(tier) << ", " << pixels << " pixels";
-            EXPECT_EQ(gotSecond, second) << NameOf(tier) << ", " << pixels << " pixels";
+        for (const std::uint8_t* second : {static_cast<const std::uint8_t*>(nullptr), other.data()}) {
+            Bytes expected(2 * BitRowsUnit);
+            RowKernelsFor(Tier::Scalar).gatherBits(plan, row.data(), second, expected.data());
+            for (const Tier tier : testtiers::FastTiersHere()) {
+                Bytes got(2 * BitRowsUnit);
+                RowKernelsFor(tier).gatherBits(plan, row.data(), second, got.data());
+                EXPECT_EQ(got, expected) << NameOf(tier) << ", " << pixels << " pixels";
+            }
         }
     }
 }
