@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <mutex>
 
 namespace dibhost {
 namespace {
@@ -21,6 +23,14 @@ constexpr std::size_t LargePage = std::size_t{2} << 20;
 // An end of this many bytes and more is worth a large page of its own; clearing one costs as much as
 // some fifty page faults.
 constexpr std::size_t WorthALargePage = std::size_t{256} << 10;
+
+// Mappings of freed blocks are kept for the next ones, which hosts ask for page by page: clearing memory that
+// is there takes a third of what fresh memory takes, in large pages or not. So many, and so much in all:
+constexpr std::size_t MostKept = 4;
+constexpr std::size_t MostKeptBytes = std::size_t{64} << 20;
+
+// A kept mapping serves blocks of this part of it and more.
+constexpr std::size_t LeastUse = 4;
 
 // Behind the address of a block of no bytes. Its size, 0, is also what a layer answers that cannot
 // tell a size, so that a reader trusts the header there: it finds zeros.
@@ -48,15 +58,82 @@ BlockMemory MapLargePages(std::size_t bytes) {
     return {map + before, bytes};
 }
 
-} // namespace
+// The kept mappings, the oldest first.
+class KeptMemory {
+public:
+    // The smallest that has `bytes` bytes, with whatever was written there.
+    BlockMemory Take(std::size_t bytes) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        std::size_t best = m_count;
+        for (std::size_t i = 0; i < m_count; ++i)
+            if (m_kept[i].mapped >= bytes && m_kept[i].mapped / LeastUse <= bytes &&
+                (best == m_count || m_kept[i].mapped < m_kept[best].mapped))
+                best = i;
+        return best < m_count ? Remove(best) : BlockMemory{};
+    }
 
-BlockMemory TakeMemory(std::size_t bytes) {
-    // Beyond this, differences of addresses inside the block would not fit.
-    if (bytes > PTRDIFF_MAX - 2 * LargePage)
-        return {};
-    if (bytes < MappedFrom)
-        return {static_cast<unsigned char*>(std::calloc(std::max(bytes, SmallestMemory), 1)), 0};
+    // False if the memory is not to be kept.
+    bool Put(const BlockMemory& memory) {
+        if (memory.mapped > MostKeptBytes)
+            return false;
+        BlockMemory oldest[MostKept];
+        std::size_t given = 0;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_closed)
+                return false;
+            while (m_count == MostKept || m_bytes + memory.mapped > MostKeptBytes)
+                oldest[given++] = Remove(0);
+            m_kept[m_count++] = memory;
+            m_bytes += memory.mapped;
+        }
+        while (given > 0)
+            Unmap(oldest[--given]);
+        return true;
+    }
 
+    // Gives everything back. Whether there was anything.
+    bool Clear() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const bool any = m_count != 0;
+        while (m_count > 0)
+            Unmap(Remove(m_count - 1));
+        return any;
+    }
+
+    // From now on nothing is kept.
+    void Close() {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_closed = true;
+        }
+        Clear();
+    }
+
+private:
+    static void Unmap(const BlockMemory& memory) { munmap(memory.data, memory.mapped); }
+
+    BlockMemory Remove(std::size_t index) {
+        const BlockMemory removed = m_kept[index];
+        std::copy(m_kept + index + 1, m_kept + m_count, m_kept + index);
+        --m_count;
+        m_bytes -= removed.mapped;
+        return removed;
+    }
+
+    std::mutex m_mutex;
+    BlockMemory m_kept[MostKept];
+    std::size_t m_count = 0;
+    std::size_t m_bytes = 0;
+    bool m_closed = false;
+};
+
+// Never destroyed, as blocks may be freed while the process ends; but a library that is unloaded leaves no
+// memory behind.
+KeptMemory keptMemory;
+__attribute__((destructor)) void CloseKeptMemory() { keptMemory.Close(); }
+
+BlockMemory MapFresh(std::size_t bytes) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t unit = bytes % LargePage >= WorthALargePage ? LargePage : page;
     const BlockMemory memory = MapLargePages(RoundUp(bytes, unit));
@@ -67,11 +144,29 @@ BlockMemory TakeMemory(std::size_t bytes) {
     return {Map(whole), whole};
 }
 
+} // namespace
+
+BlockMemory TakeMemory(std::size_t bytes) {
+    // Beyond this, differences of addresses inside the block would not fit.
+    if (bytes > PTRDIFF_MAX - 2 * LargePage)
+        return {};
+    if (bytes < MappedFrom)
+        return {static_cast<unsigned char*>(std::calloc(std::max(bytes, SmallestMemory), 1)), 0};
+
+    const BlockMemory kept = keptMemory.Take(bytes);
+    if (kept.data) {
+        std::memset(kept.data, 0, bytes);
+        return kept;
+    }
+    const BlockMemory fresh = MapFresh(bytes);
+    return fresh.data || !keptMemory.Clear() ? fresh : MapFresh(bytes);
+}
+
 void ReleaseMemory(const BlockMemory& memory) {
-    if (memory.mapped != 0)
-        munmap(memory.data, memory.mapped);
-    else
+    if (memory.mapped == 0)
         std::free(memory.data);
+    else if (!keptMemory.Put(memory))
+        munmap(memory.data, memory.mapped);
 }
 
 } // namespace dibhost

@@ -61,6 +61,53 @@ TEST(HostBlocks, RecycledMemoryIsZeroAgain) {
     }
 }
 
+namespace {
+
+// A written block, and where it was: it is freed.
+const void* UseAndFree(std::size_t size) {
+    void* const block = GlobalAlloc(66, size);
+    void* const bytes = GlobalLock(block);
+    EXPECT_NE(bytes, nullptr);
+    if (bytes)
+        std::memset(bytes, 0xAB, size);
+    GlobalFree(block);
+    return bytes;
+}
+
+} // namespace
+
+TEST(HostBlocks, MemoryOfAFreedPageServesTheNextOne) {
+    const void* const first = UseAndFree(9000000);
+    for (const std::size_t size : {std::size_t{9000000}, std::size_t{8999999}, std::size_t{6000001}}) {
+        void* const block = GlobalAlloc(66, size);
+        EXPECT_EQ(GlobalSize(block), size);
+        auto* const bytes = static_cast<unsigned char*>(GlobalLock(block));
+        ASSERT_EQ(bytes, first);
+        EXPECT_TRUE(AllZero(bytes, size));
+        std::memset(bytes, 0xEE, size);
+        GlobalFree(block);
+    }
+}
+
+// Sixty-four megabytes are kept at most, and no block that is larger.
+TEST(HostBlocks, MemoryOfFreedBlocksIsGivenBackButForSome) {
+    constexpr std::size_t Megabyte = std::size_t{1} << 20;
+    const std::size_t before = platformtest::ResidentBytes();
+    std::vector<void*> blocks;
+    for (std::size_t i = 0; i < 8; ++i) {
+        blocks.push_back(GlobalAlloc(66, (18 + i) * Megabyte));
+        void* const bytes = GlobalLock(blocks.back());
+        ASSERT_NE(bytes, nullptr);
+        std::memset(bytes, 1, (18 + i) * Megabyte);
+    }
+    EXPECT_GT(platformtest::ResidentBytes(), before + 100 * Megabyte);
+    for (void* const block : blocks)
+        GlobalFree(block);
+    EXPECT_LT(platformtest::ResidentBytes(), before + 70 * Megabyte);
+    UseAndFree(100 * Megabyte);
+    EXPECT_LT(platformtest::ResidentBytes(), before + 70 * Megabyte);
+}
+
 TEST(HostBlocks, BehindABlockOfNoBytesThereIsAHeaderOfZeros) {
     // Its size, 0, also means that a size cannot be told: whoever trusts the header reads zeros.
     void* const block = GlobalAlloc(66, 0);
