@@ -158,7 +158,8 @@ std::int16_t EstimatedRows::LevelOf(const KeptRow& row, Strip strip) const {
         end = m_columns.seconds[(strip.end - 1) / m_columns.perPixel] + m_columns.perPixel;
     }
     const std::uint8_t* const first = row.bytes + begin;
-    return std::memcmp(first, first + 1, end - begin - 1) == 0 ? *first : SeveralLevels;
+    const bool oneLevel = std::memcmp(first, first + 1, end - begin - 1) == 0;
+    return oneLevel ? static_cast<std::int16_t>(*first) : SeveralLevels;
 }
 
 // A strip between samples of one level is filled. Of other strips the doubles are made when they are first needed.
