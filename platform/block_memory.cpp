@@ -29,7 +29,8 @@ constexpr std::size_t WorthALargePage = std::size_t{256} << 10;
 constexpr std::size_t MostKept = 4;
 constexpr std::size_t MostKeptBytes = std::size_t{64} << 20;
 
-// A kept mapping serves blocks of this part of it and more.
+// A kept mapping serves blocks of this part of it and more. What such blocks leave unused is no more in all
+// than what may be kept: in 32 bits address space is short.
 constexpr std::size_t LeastUse = 4;
 
 // Behind the address of a block of no bytes. Its size, 0, is also what a layer answers that cannot
@@ -55,7 +56,7 @@ BlockMemory MapLargePages(std::size_t bytes) {
     munmap(map + before + bytes, LargePage - before);
     // Advice only: where large pages are switched off the block has small ones.
     (void)madvise(map + before, bytes, MADV_HUGEPAGE);
-    return {map + before, bytes};
+    return {map + before, bytes, 0};
 }
 
 // The kept mappings, the oldest first.
@@ -67,9 +68,15 @@ public:
         std::size_t best = m_count;
         for (std::size_t i = 0; i < m_count; ++i)
             if (m_kept[i].mapped >= bytes && m_kept[i].mapped / LeastUse <= bytes &&
+                m_spare + (m_kept[i].mapped - bytes) <= MostKeptBytes &&
                 (best == m_count || m_kept[i].mapped < m_kept[best].mapped))
                 best = i;
-        return best < m_count ? Remove(best) : BlockMemory{};
+        if (best == m_count)
+            return {};
+        BlockMemory taken = Remove(best);
+        taken.spare = taken.mapped - bytes;
+        m_spare += taken.spare;
+        return taken;
     }
 
     // False if the memory is not to be kept.
@@ -80,11 +87,12 @@ public:
         std::size_t given = 0;
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
+            m_spare -= memory.spare;
             if (m_closed)
                 return false;
             while (m_count == MostKept || m_bytes + memory.mapped > MostKeptBytes)
                 oldest[given++] = Remove(0);
-            m_kept[m_count++] = memory;
+            m_kept[m_count++] = {memory.data, memory.mapped, 0};
             m_bytes += memory.mapped;
         }
         while (given > 0)
@@ -92,13 +100,11 @@ public:
         return true;
     }
 
-    // Gives everything back. Whether there was anything.
-    bool Clear() {
+    // Gives everything back.
+    void Clear() {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        const bool any = m_count != 0;
         while (m_count > 0)
             Unmap(Remove(m_count - 1));
-        return any;
     }
 
     // From now on nothing is kept.
@@ -125,6 +131,7 @@ private:
     BlockMemory m_kept[MostKept];
     std::size_t m_count = 0;
     std::size_t m_bytes = 0;
+    std::size_t m_spare = 0; // of the blocks that took kept mappings
     bool m_closed = false;
 };
 
@@ -141,7 +148,13 @@ BlockMemory MapFresh(std::size_t bytes) {
         return memory;
     // Address space may be short for the alignment.
     const std::size_t whole = RoundUp(bytes, page);
-    return {Map(whole), whole};
+    return {Map(whole), whole, 0};
+}
+
+BlockMemory Fresh(std::size_t bytes) {
+    if (bytes < MappedFrom)
+        return {static_cast<unsigned char*>(std::calloc(std::max(bytes, SmallestMemory), 1)), 0, 0};
+    return MapFresh(bytes);
 }
 
 } // namespace
@@ -150,16 +163,20 @@ BlockMemory TakeMemory(std::size_t bytes) {
     // Beyond this, differences of addresses inside the block would not fit.
     if (bytes > PTRDIFF_MAX - 2 * LargePage)
         return {};
-    if (bytes < MappedFrom)
-        return {static_cast<unsigned char*>(std::calloc(std::max(bytes, SmallestMemory), 1)), 0};
-
-    const BlockMemory kept = keptMemory.Take(bytes);
-    if (kept.data) {
-        std::memset(kept.data, 0, bytes);
-        return kept;
+    if (bytes >= MappedFrom) {
+        const BlockMemory kept = keptMemory.Take(bytes);
+        if (kept.data) {
+            std::memset(kept.data, 0, bytes);
+            return kept;
+        }
     }
-    const BlockMemory fresh = MapFresh(bytes);
-    return fresh.data || !keptMemory.Clear() ? fresh : MapFresh(bytes);
+    const BlockMemory fresh = Fresh(bytes);
+    if (fresh.data)
+        return fresh;
+    // Small blocks may lack what is kept, too. Once more even if nothing was: another thread may have given it
+    // back just now.
+    keptMemory.Clear();
+    return Fresh(bytes);
 }
 
 void ReleaseMemory(const BlockMemory& memory) {

@@ -9,6 +9,8 @@ struct BlockMemory {
     unsigned char* data = nullptr;
     // Bytes mapped for this block alone; 0: data comes from the C heap.
     std::size_t mapped = 0;
+    // Of these, beyond what was asked for, where the mapping had served a larger block before.
+    std::size_t spare = 0;
 };
 
 // Memory for `bytes` zero bytes, at a valid address even for none; data is null when there is none

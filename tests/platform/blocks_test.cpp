@@ -5,6 +5,8 @@
 #include "dibprep/hostlayer.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -106,6 +108,54 @@ TEST(HostBlocks, MemoryOfFreedBlocksIsGivenBackButForSome) {
     EXPECT_LT(platformtest::ResidentBytes(), before + 70 * Megabyte);
     UseAndFree(100 * Megabyte);
     EXPECT_LT(platformtest::ResidentBytes(), before + 70 * Megabyte);
+}
+
+// A block that is a quarter of a freed one takes its memory, but not one after the other.
+TEST(HostBlocks, BlocksLeaveLittleOfFreedOnesUnused) {
+    constexpr std::size_t Large = std::size_t{64} << 20;
+    for (int round = 0; round < 3; ++round) {
+        const void* const first = UseAndFree(Large);
+        void* const one = GlobalAlloc(66, Large / 4);
+        EXPECT_EQ(GlobalLock(one), first);
+        const void* const second = UseAndFree(Large);
+        void* const other = GlobalAlloc(66, Large / 4);
+        EXPECT_NE(GlobalLock(other), second);
+        GlobalFree(one);
+        GlobalFree(other);
+    }
+}
+
+namespace {
+
+// All address space that is left, in pieces of so many bytes.
+void TakeAddresses(std::size_t piece) {
+    while (mmap(nullptr, piece, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED) {
+    }
+}
+
+// For a process that ends with this: whether a block can be had when nothing is left but freed ones.
+[[noreturn]] void ExitWithABlockWhenMemoryIsShort(std::size_t size) {
+    const rlimit limit = {platformtest::AddressBytes() + (std::size_t{200} << 20), RLIM_INFINITY};
+    if (setrlimit(RLIMIT_AS, &limit) != 0)
+        std::_Exit(4);
+    GlobalFree(GlobalAlloc(66, std::size_t{60} << 20));
+    for (std::size_t piece = std::size_t{16} << 20; piece >= 4096; piece /= 4)
+        TakeAddresses(piece);
+    // What the C heap has left, if it has.
+    void* volatile taken = &size;
+    while (size < (std::size_t{1} << 20) && taken)
+        taken = std::malloc(size);
+    std::_Exit(GlobalAlloc(66, size) ? 0 : 5);
+}
+
+} // namespace
+
+TEST(HostBlocksDeathTest, MemoryOfFreedBlocksIsGivenBackWhenMemoryIsShort) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's heap ends the process where memory is short";
+#endif
+    for (const std::size_t size : {std::size_t{900000}, std::size_t{12000000}, std::size_t{50000000}})
+        EXPECT_EXIT(ExitWithABlockWhenMemoryIsShort(size), testing::ExitedWithCode(0), "") << size;
 }
 
 TEST(HostBlocks, BehindABlockOfNoBytesThereIsAHeaderOfZeros) {

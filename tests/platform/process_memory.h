@@ -12,11 +12,11 @@
 
 namespace platformtest {
 
-// Resident memory in bytes, as the system counts it.
-inline std::size_t ResidentBytes() {
+// A size that the system tells of this process, in bytes.
+inline std::size_t StatusBytes(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string word; status >> word;) {
-        if (word == "VmRSS:") {
+        if (word == name) {
             std::size_t kilobytes = 0;
             status >> kilobytes;
             return kilobytes * 1024;
@@ -24,6 +24,10 @@ inline std::size_t ResidentBytes() {
     }
     std::abort();
 }
+
+// Resident memory, and the address space in use.
+inline std::size_t ResidentBytes() { return StatusBytes("VmRSS:"); }
+inline std::size_t AddressBytes() { return StatusBytes("VmSize:"); }
 
 inline std::size_t PageSize() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
 
