@@ -1,6 +1,6 @@
 // Which pixels of a 1-bit row are set, by a rule, for any length of register. The file that includes this has
-// DIBPREP_TIER and, for its registers, BitVector and the functions LoadBits, And, Or, Without (the first
-// one's bits that the second has not), Turn and SetBits.
+// DIBPREP_TIER and, for its registers, BitVector and the functions LoadBits, AllBits (of a repeated word), And, Or,
+// Without (the first one's bits that the second has not), Turn, SetBits and SetSomeBits (of the first bytes).
 #pragma once
 
 #include "transform/row_kernels.h"
