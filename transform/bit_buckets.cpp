@@ -32,8 +32,10 @@ std::size_t BucketOf(double fraction, double count) {
     return static_cast<std::size_t>(static_cast<std::int32_t>(fraction * count));
 }
 
+// Two rules for nearly the same threshold: those of one form are both turned or neither, as no two rows change their
+// places with the threshold.
 bool AreSame(const BitRule& a, const BitRule& b) {
-    return a.form == b.form && a.turned == b.turned && std::memcmp(a.falling, b.falling, sizeof a.falling) == 0 &&
+    return a.form == b.form && std::memcmp(a.falling, b.falling, sizeof a.falling) == 0 &&
            std::memcmp(a.rising, b.rising, sizeof a.rising) == 0;
 }
 
