@@ -2,6 +2,7 @@
 // pixels of results.
 #pragma once
 
+#include "bilinear/row.h"
 #include "dibprep/bilinear.h"
 #include "dibprep/entries.h"
 #include "tests/support/dib_builder.h"
@@ -110,5 +111,16 @@ inline int HeightOf(const Bytes& dib) { return static_cast<int>(testdib::U32(dib
 inline int BitsOf(const Bytes& dib) { return static_cast<int>(testdib::U16(dib, 14)); }
 
 using Ints = std::vector<int>;
+
+// A task of `count` columns of a source with a whole colour table; its rows are still to be named.
+inline dibprep::RowTask TaskOf(const _tagDIBPARAM& source, const _tagCOORDENTRY* columns, int count) {
+    dibprep::RowTask task = {};
+    task.columns = columns;
+    task.count = count;
+    task.outStep = std::max(source.nBitCount, 24) / 8;
+    task.source = &source;
+    task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
+    return task;
+}
 
 } // namespace bilinear_test

@@ -314,14 +314,8 @@ TEST_P(BilinearTier, TwoRowsAtOnce) {
                     std::memset(rowAt(r), random.Range(0, 1) * 255, random.Range(0, source.nLineBytes));
             const tagSIZE step = object.GetCoordUnit(source, {count, 3});
             const std::unique_ptr<_tagCOORDENTRY[]> columns(object.GetCoordTable(source, 0, step.cx, count));
-            RowTask tasks[2] = {};
-            for (RowTask& task : tasks) {
-                task.columns = columns.get();
-                task.count = count;
-                task.outStep = std::max(format.bits, 24) / 8;
-                task.source = &source;
-                task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
-            }
+            const RowTask task = TaskOf(source, columns.get(), count);
+            RowTask tasks[2] = {task, task};
             FastRows rows(RowsFor(GetParam()), tasks[0], true);
             for (int again = 0, upper = 0; again < 6; ++again) {
                 const std::size_t bytes = static_cast<std::size_t>(count * tasks[0].outStep);

@@ -106,14 +106,8 @@ protected:
                             static_cast<std::size_t>(source.nLineBytes / 2));
         const tagSIZE step = object.GetCoordUnit(source, {count, 3});
         const std::unique_ptr<_tagCOORDENTRY[]> columns(object.GetCoordTable(source, 0, step.cx, count));
-        RowTask tasks[2] = {};
-        for (RowTask& task : tasks) {
-            task.columns = columns.get();
-            task.count = count;
-            task.outStep = std::max(bits, 24) / 8;
-            task.source = &source;
-            task.table = {reinterpret_cast<const unsigned char*>(source.pColorTable), 256};
-        }
+        const RowTask task = TaskOf(source, columns.get(), count);
+        RowTask tasks[2] = {task, task};
         const RowTable table = WideTable();
         FastRows rows(table, tasks[0], keep);
         ASSERT_TRUE(rows.Active());
